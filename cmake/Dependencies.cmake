@@ -1,0 +1,40 @@
+# Libraries that are installed and called.
+find_package(Threads REQUIRED)
+
+find_path(RAPIDJSON_INCLUDE_DIR rapidjson/document.h REQUIRED NO_CMAKE_FIND_ROOT_PATH)
+add_library(rapidjson INTERFACE)
+add_library(system_support INTERFACE)
+
+if(WIN32)
+  # The folder that it is installed in holds the headers of another system as well.
+  set(RAPIDJSON_ALONE ${CMAKE_BINARY_DIR}/rapidjson-alone)
+  file(MAKE_DIRECTORY ${RAPIDJSON_ALONE})
+  file(CREATE_LINK ${RAPIDJSON_INCLUDE_DIR}/rapidjson ${RAPIDJSON_ALONE}/rapidjson SYMBOLIC)
+  target_include_directories(rapidjson SYSTEM INTERFACE ${RAPIDJSON_ALONE})
+
+  if(DEFINED ENV{HALVANE_DEPS})
+    set(HALVANE_DEPS_DEFAULT $ENV{HALVANE_DEPS})
+  else()
+    set(HALVANE_DEPS_DEFAULT $ENV{HOME}/.cache/halvane/windows)
+  endif()
+  set(HALVANE_DEPS ${HALVANE_DEPS_DEFAULT} CACHE PATH "Libraries that were built for Windows")
+  if(NOT EXISTS ${HALVANE_DEPS}/libzmq/lib/libzmq.a)
+    message(FATAL_ERROR "No libzmq in ${HALVANE_DEPS}: run cmake/build-libzmq-windows.sh")
+  endif()
+  add_library(libzmq STATIC IMPORTED)
+  set_target_properties(libzmq PROPERTIES IMPORTED_LOCATION ${HALVANE_DEPS}/libzmq/lib/libzmq.a)
+  target_include_directories(libzmq SYSTEM INTERFACE ${HALVANE_DEPS}/libzmq/include)
+  target_compile_definitions(libzmq INTERFACE ZMQ_STATIC)
+  target_link_libraries(libzmq INTERFACE ws2_32 iphlpapi advapi32)
+
+  target_link_libraries(system_support INTERFACE bcrypt version)
+else()
+  target_include_directories(rapidjson SYSTEM INTERFACE ${RAPIDJSON_INCLUDE_DIR})
+
+  find_package(PkgConfig REQUIRED)
+  pkg_check_modules(zmq REQUIRED IMPORTED_TARGET libzmq)
+  pkg_check_modules(inih REQUIRED IMPORTED_TARGET INIReader)
+  pkg_check_modules(md REQUIRED IMPORTED_TARGET libmd)
+  add_library(libzmq ALIAS PkgConfig::zmq)
+  target_link_libraries(system_support INTERFACE PkgConfig::inih PkgConfig::md)
+endif()

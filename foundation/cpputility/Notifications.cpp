@@ -1,0 +1,122 @@
+#include "foundation/cpputility/Notifications.h"
+
+#include "foundation/support/Guarded.h"
+#include "foundation/support/Text.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+namespace CppUtility {
+namespace {
+
+using halvane::Text;
+using halvane::TextView;
+
+class NotificationHub {
+  public:
+    void Register(TextView name, ReceiveNotification* receiver);
+    void Unregister(TextView name, ReceiveNotification* receiver);
+    void Send(TextView name, TextView param);
+
+  private:
+    struct Notification {
+        Text name;
+        Text param;
+    };
+    using Receivers = std::vector<ReceiveNotification*>;
+
+    void Dispatch(const std::stop_token& stop);
+    std::optional<Notification> Next(const std::stop_token& stop);
+    void Deliver(const Notification& notification);
+    Receivers ReceiversOf(TextView name);
+
+    std::recursive_mutex receiversLock_; // also held while receivers are called
+    std::map<Text, Receivers, std::less<>> receivers_ GUARDED_BY(receiversLock_);
+    std::mutex queueLock_;
+    std::deque<Notification> queue_ GUARDED_BY(queueLock_);
+    std::condition_variable_any queued_;
+    std::jthread thread_{[this](const std::stop_token& stop) { Dispatch(stop); }}; // ends first
+};
+
+void NotificationHub::Register(TextView name, ReceiveNotification* receiver) {
+    const std::lock_guard guard(receiversLock_);
+    receivers_[Text(name)].push_back(receiver);
+}
+
+void NotificationHub::Unregister(TextView name, ReceiveNotification* receiver) {
+    const std::lock_guard guard(receiversLock_);
+    const auto found = receivers_.find(name);
+    if (found == receivers_.end()) return;
+    Receivers& list = found->second;
+    for (std::size_t i = 0; i < list.size(); ++i) // steps on after a removal as well
+        if (list[i] == receiver) list.erase(list.begin() + static_cast<std::ptrdiff_t>(i));
+    if (list.empty()) receivers_.erase(found);
+}
+
+void NotificationHub::Send(TextView name, TextView param) {
+    {
+        const std::lock_guard guard(queueLock_);
+        queue_.push_back({Text(name), Text(param)});
+    }
+    queued_.notify_one();
+}
+
+void NotificationHub::Dispatch(const std::stop_token& stop) {
+    while (const auto notification = Next(stop))
+        Deliver(*notification);
+}
+
+std::optional<NotificationHub::Notification> NotificationHub::Next(const std::stop_token& stop) {
+    std::unique_lock guard(queueLock_);
+    queued_.wait(guard, stop, [this] { return !queue_.empty(); });
+    if (stop.stop_requested()) return std::nullopt;
+    Notification front = std::move(queue_.front());
+    queue_.pop_front();
+    return front;
+}
+
+// Goes through a copy of the list, because receivers may change it; whoever has left it meanwhile
+// may be gone and is not called.
+void NotificationHub::Deliver(const Notification& notification) {
+    const std::lock_guard guard(receiversLock_);
+    for (ReceiveNotification* receiver : ReceiversOf(notification.name)) {
+        if (std::ranges::count(ReceiversOf(notification.name), receiver) == 0) continue;
+        try {
+            receiver->OnNotification(notification.name.c_str(), notification.param.c_str());
+        } catch (...) {
+            // Whatever a receiver does wrong, the others are to hear of this and of what follows.
+        }
+    }
+}
+
+NotificationHub::Receivers NotificationHub::ReceiversOf(TextView name) {
+    const auto found = receivers_.find(name);
+    return found == receivers_.end() ? Receivers() : found->second;
+}
+
+NotificationHub& TheHub() {
+    static NotificationHub hub;
+    return hub;
+}
+
+[[maybe_unused]] const NotificationHub& createdAtStartUp = TheHub();
+
+} // namespace
+
+void RegisterNotification(const wchar_t* name, ReceiveNotification* receiver) {
+    TheHub().Register(name, receiver);
+}
+
+void UnregisterNotification(const wchar_t* name, ReceiveNotification* receiver) {
+    TheHub().Unregister(name, receiver);
+}
+
+void SendNotification(const wchar_t* name, const wchar_t* param) { TheHub().Send(name, param); }
+
+} // namespace CppUtility

@@ -1,0 +1,201 @@
+#include "foundation/logger/CLoggerImpl.h"
+
+#include "foundation/logger/LogErrors.h"
+#include "foundation/logger/LogScreen.h"
+#include "foundation/support/Strings.h"
+
+#include <chrono>
+#include <exception>
+#include <new>
+#include <system_error>
+#include <utility>
+
+namespace halvane {
+namespace {
+
+constexpr std::size_t kBlockOverhead = 64; // what a queued record costs beside its own bytes
+
+std::size_t Cost(const ILogger::TLogMsg& msg) { return msg.size + kBlockOverhead; }
+
+// The line that owns up to what was dropped, whatever the level.
+LogMsgPtr NewDroppedMsg(std::uint64_t count) {
+    const Text text = Format(L"%llu messages dropped: the log could not keep up",
+                             static_cast<unsigned long long>(count));
+    LogMsgPtr msg = NewLogMsg(ILogger::LL_WARN, text.c_str());
+    if (msg == nullptr) throw std::bad_alloc();
+    msg->time = ToLocalTime(TheClock().UnixTimeMs());
+    return msg;
+}
+
+} // namespace
+
+CLoggerImpl::CLoggerImpl(std::size_t queueLimit) : queueLimit_(queueLimit) {}
+
+CLoggerImpl::~CLoggerImpl() { CLoggerImpl::Close(); }
+
+int CLoggerImpl::Open(const wchar_t* fileName, LogLevel level, int printFlag) {
+    const std::lock_guard lifecycle(lifecycle_);
+    lastError_ = kLogNoError;
+    if (open_) return Fail(kLogWrongState);
+    if (level == LL_NONE) return Fail(kLogBadLevel);
+    if ((printFlag & (PRINT_FLAG_FILE | PRINT_FLAG_SCREEN)) == 0) return Fail(kLogBadPrintFlag);
+    if ((printFlag & PRINT_FLAG_FILE) != 0 && !Succeeds([&] { return TestFile(fileName); }))
+        return 0;
+    level_ = level;
+    printFlag_ = printFlag;
+    if (!StartWriter()) {
+        level_ = LL_NONE;
+        return Fail(kLogNoThread);
+    }
+    open_ = 1;
+    return 1;
+}
+
+int CLoggerImpl::Close() {
+    const std::lock_guard lifecycle(lifecycle_);
+    if (!open_) return Fail(kLogWrongState);
+    {
+        const std::lock_guard guard(lock_);
+        level_ = LL_NONE;
+        signalled_ = true;
+    }
+    wake_.notify_one();
+    drained_.notify_all();
+    writer_.join();
+    file_.Forget();
+    printFlag_ = DEFAULT_PRINT_FLAG;
+    open_ = 0;
+    window_ = nullptr;
+    return 1;
+}
+
+void CLoggerImpl::Write(LogLevel level, const wchar_t* text) {
+    if (!open_) {
+        Fail(kLogWrongState);
+        return;
+    }
+    if (level < level_) return;
+    try {
+        if (LogMsgPtr msg = NewLogMsg(level, text)) Enqueue(std::move(msg));
+    } catch (const std::exception&) {
+        Fail(kLogUnspecified);
+    }
+}
+
+void CLoggerImpl::FreeLogMsg(const TLogMsg* msg) { LogMsgDeleter()(const_cast<TLogMsg*>(msg)); }
+
+bool CLoggerImpl::Drain(std::uint32_t timeoutMs) {
+    std::unique_lock guard(lock_);
+    const std::uint64_t target = accepted_;
+    drained_.wait_for(guard, std::chrono::milliseconds(timeoutMs),
+                      [&] { return done_ >= target || level_ == LL_NONE; });
+    return done_ >= target;
+}
+
+int CLoggerImpl::Fail(std::int32_t error) {
+    lastError_ = error;
+    return 0;
+}
+
+// Runs a step that gives an error code. No exception gets past the logger: it counts as an error.
+bool CLoggerImpl::Succeeds(const auto& step) {
+    std::int32_t error = kLogUnspecified;
+    try {
+        error = step();
+    } catch (const std::exception&) {
+    }
+    if (error != kLogNoError) lastError_ = error;
+    return error == kLogNoError;
+}
+
+std::int32_t CLoggerImpl::TestFile(const wchar_t* fileName) {
+    const bool given = fileName != nullptr && *fileName != L'\0';
+    file_.SetBase(given ? Text(fileName) : LogFile::DefaultPath());
+    const std::int32_t error = file_.Open();
+    file_.Close();
+    return error;
+}
+
+bool CLoggerImpl::StartWriter() {
+    try {
+        writer_ = std::thread([this] { RunWriter(); });
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
+}
+
+void CLoggerImpl::Enqueue(LogMsgPtr msg) {
+    {
+        const std::lock_guard guard(lock_);
+        if (level_ == LL_NONE || msg->level < level_) return;
+        if (queuedBytes_ + Cost(*msg) > queueLimit_) {
+            ++dropped_;
+        } else {
+            msg->time = ToLocalTime(TheClock().UnixTimeMs());
+            const std::size_t cost = Cost(*msg);
+            queue_.push_back(std::move(msg));
+            queuedBytes_ += cost;
+            ++accepted_;
+        }
+        signalled_ = true;
+    }
+    wake_.notify_one();
+}
+
+void CLoggerImpl::RunWriter() noexcept {
+    std::unique_lock guard(lock_);
+    for (;;) {
+        wake_.wait(guard, [&] { return signalled_; });
+        signalled_ = false;
+        if (level_ == LL_NONE) break;
+        Queue batch;
+        batch.swap(queue_);
+        const std::uint64_t dropped = std::exchange(dropped_, 0);
+        guard.unlock();
+
+        const bool written = WriteBatch(batch, dropped);
+        const std::size_t count = batch.size();
+        std::size_t bytes = 0;
+        for (const LogMsgPtr& msg : batch)
+            bytes += Cost(*msg);
+        batch.clear();
+
+        guard.lock();
+        if (!written) dropped_ += dropped; // still to be told
+        queuedBytes_ -= bytes;
+        done_ += count;
+        drained_.notify_all();
+    }
+    queue_.clear();
+    queuedBytes_ = 0;
+    accepted_ = done_;
+    dropped_ = 0;
+}
+
+// False when the file was to be written and could not be.
+bool CLoggerImpl::WriteBatch(const Queue& batch, std::uint64_t dropped) {
+    const bool wanted = IsPrintToFile() != 0;
+    bool usable = wanted && Succeeds([&] { return file_.Open(); });
+    const auto put = [&](const TLogMsg& msg) {
+        Post(msg);
+        usable = usable && Succeeds([&] { return file_.Append(FormatLine(msg)); });
+    };
+    for (const LogMsgPtr& msg : batch)
+        put(*msg);
+    const bool told = dropped == 0 || Succeeds([&] {
+                          put(*NewDroppedMsg(dropped));
+                          return kLogNoError;
+                      });
+    const bool closed = !wanted || Succeeds([&] { return file_.Close(); });
+    return told && closed && usable == wanted;
+}
+
+void CLoggerImpl::Post(const TLogMsg& msg) {
+    HWND__* const window = IsPrintToScreen() != 0 ? window_.load() : nullptr;
+    if (window == nullptr) return;
+    LogMsgPtr copy = CopyLogMsg(msg);
+    if (copy != nullptr && PostToWindow(window, this, copy.get())) copy.release();
+}
+
+} // namespace halvane

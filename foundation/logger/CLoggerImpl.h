@@ -1,0 +1,82 @@
+#pragma once
+
+#include "foundation/logger/LogFile.h"
+#include "foundation/logger/LogFormat.h"
+#include "foundation/support/Guarded.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <list>
+#include <mutex>
+#include <thread>
+
+namespace halvane {
+
+// The logger: any thread queues messages, one thread of its own writes them in batches, opening and
+// closing the file once per batch. A file that cannot be opened or written loses the batch, not the
+// logger: the next one tries again.
+class CLoggerImpl final : public ILogger {
+  public:
+    static constexpr std::size_t kQueueLimit = 64u << 20;
+
+    // A writer that falls behind does not eat up the memory: past the limit, in bytes, messages are
+    // dropped, and a line at WARN says how many as soon as the writer has caught up.
+    explicit CLoggerImpl(std::size_t queueLimit = kQueueLimit);
+    ~CLoggerImpl() override; // closes
+    CLoggerImpl(const CLoggerImpl&) = delete;
+    CLoggerImpl& operator=(const CLoggerImpl&) = delete;
+
+    int Open(const wchar_t* fileName, LogLevel level, int printFlag) override;
+    int Close() override;
+    void Write(LogLevel level, const wchar_t* text) override;
+
+    int IsOpen() override { return open_; }
+    int IsPrintToFile() override { return printFlag_ & PRINT_FLAG_FILE; }
+    int IsPrintToScreen() override { return printFlag_ & PRINT_FLAG_SCREEN; }
+    int GetPrintFlag() override { return printFlag_; }
+    LogLevel GetLogLevel() override { return static_cast<LogLevel>(level_.load()); }
+    const wchar_t* GetFileName() override { return file_.Base().c_str(); }
+    int GetLastError() override { return lastError_; }
+    void SetWindow(HWND__* window) override { window_ = window; }
+    HWND__* GetWindow() override { return window_; }
+    void FreeLogMsg(const TLogMsg* msg) override;
+
+    // Waits until the writer is done with all that was queued before this call. False when the time
+    // is over or the logger is closed first.
+    bool Drain(std::uint32_t timeoutMs);
+
+  private:
+    using Queue = std::list<LogMsgPtr>;
+
+    int Fail(std::int32_t error);
+    bool Succeeds(const auto& step);
+    std::int32_t TestFile(const wchar_t* fileName);
+    bool StartWriter();
+    void Enqueue(LogMsgPtr msg);
+
+    void RunWriter() noexcept;
+    bool WriteBatch(const Queue& batch, std::uint64_t dropped);
+    void Post(const TLogMsg& msg);
+
+    const std::size_t queueLimit_;
+    std::mutex lifecycle_; // held while opening and closing; taken before lock_
+    std::mutex lock_;
+    Queue queue_ GUARDED_BY(lock_);
+    std::size_t queuedBytes_ GUARDED_BY(lock_) = 0; // queued or with the writer
+    std::uint64_t accepted_ GUARDED_BY(lock_) = 0;  // messages ever queued
+    std::uint64_t done_ GUARDED_BY(lock_) = 0;      // of these, the writer is done with
+    std::uint64_t dropped_ GUARDED_BY(lock_) = 0;   // for want of room, not yet told
+    bool signalled_ GUARDED_BY(lock_) = false;
+    std::condition_variable wake_;    // signalled_ was set
+    std::condition_variable drained_; // done_ or level_ has changed
+
+    std::atomic<std::int32_t> open_ = 0;
+    std::atomic<std::int32_t> level_ = LL_NONE; // changed under lock_, read as a filter without it
+    std::atomic<std::int32_t> printFlag_ = 0;
+    std::atomic<std::int32_t> lastError_ = 0;
+    std::atomic<HWND__*> window_ = nullptr;
+    LogFile file_; // the writer's while there is one
+    std::thread writer_;
+};
+
+} // namespace halvane

@@ -1,0 +1,119 @@
+#include "foundation/logger/LogFile.h"
+
+#include "foundation/logger/LogErrors.h"
+#include "foundation/support/Clock.h"
+#include "foundation/support/Process.h"
+#include "foundation/support/Strings.h"
+#include "foundation/support/Utf.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+namespace halvane {
+namespace {
+
+constexpr std::int64_t kLargest = 104'857'600; // 100 MiB
+constexpr std::size_t kGathered = 64 * 1024;   // bytes to write at once
+constexpr std::uint32_t kBadPath = 3;
+
+std::size_t LastSeparator(const Text& path) {
+    const std::size_t at = path.rfind(kPathSeparator);
+    return at != Text::npos ? at : path.rfind(L'/');
+}
+
+bool SameDay(std::int64_t a, std::int64_t b) {
+    const LocalTime one = ToLocalTime(a * 1000);
+    const LocalTime other = ToLocalTime(b * 1000);
+    return one.day == other.day && one.month == other.month && one.year == other.year;
+}
+
+// A file that cannot be opened has no size, and so room for more.
+bool HasRoom(const Text& path) {
+    std::ifstream file(ToPath(path), std::ios::binary | std::ios::ate);
+    return !file || file.tellg() <= kLargest;
+}
+
+} // namespace
+
+Text LogFile::DefaultPath() {
+    const Text executable = ExecutablePath();
+    const std::size_t separator = LastSeparator(executable);
+    const bool bare = separator == Text::npos;
+    const Text folder = bare ? Text(L".") : executable.substr(0, separator);
+    const Text name = bare ? executable : executable.substr(separator + 1);
+    return folder + kPathSeparator + L"logs" + kPathSeparator + name.substr(0, name.rfind(L'.')) +
+           L".log";
+}
+
+void LogFile::SetBase(const Text& fileName) {
+    Forget();
+    base_ = FullPath(fileName);
+    const std::size_t separator = LastSeparator(base_);
+    directory_ = separator == Text::npos ? Text() : base_.substr(0, separator);
+}
+
+void LogFile::Forget() {
+    base_.clear();
+    directory_.clear();
+    name_.clear();
+    named_ = 0;
+}
+
+std::int32_t LogFile::Open() {
+    UpdateName();
+    std::uint32_t error = file_.Open(name_);
+    if (error == kBadPath && !directory_.empty()) {
+        std::error_code ignored; // the second try tells
+        std::filesystem::create_directories(ToPath(directory_), ignored);
+        error = file_.Open(name_);
+    }
+    return ToLogError(error);
+}
+
+std::int32_t LogFile::Append(std::string_view line) {
+    gathered_ += line;
+    return gathered_.size() < kGathered ? kLogNoError : Flush();
+}
+
+std::int32_t LogFile::Close() {
+    const std::int32_t error = Flush();
+    file_.Close();
+    return error;
+}
+
+std::int32_t LogFile::Flush() {
+    if (gathered_.empty()) return kLogNoError;
+    if (torn_) gathered_.insert(0, "\r\n"); // ends what a full disk cut short
+    std::string_view rest = gathered_;
+    const std::uint32_t error = file_.Write(rest);
+    if (rest.size() < gathered_.size()) torn_ = !rest.empty();
+    gathered_.clear();
+    return ToLogError(error);
+}
+
+void LogFile::UpdateName() {
+    const std::int64_t now = TheClock().UnixTimeMs() / 1000;
+    const bool newDay = !SameDay(now, named_);
+    if (newDay) index_ = 0;
+    if (newDay || name_.empty()) {
+        named_ = now;
+        name_ = DatedName();
+    }
+    while (!HasRoom(name_)) {
+        ++index_;
+        named_ = now;
+        name_ = DatedName();
+    }
+}
+
+Text LogFile::DatedName() const {
+    const LocalTime day = ToLocalTime(named_ * 1000);
+    Text name = base_;
+    const std::size_t point = name.rfind(L'.'); // of the whole path, folders included
+    name.insert(std::min(point, name.size()),
+                Format(L"-%04d%02d%02d-%d", day.year, day.month, day.day, index_));
+    return name;
+}
+
+} // namespace halvane

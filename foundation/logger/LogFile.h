@@ -1,0 +1,47 @@
+#pragma once
+
+#include "foundation/logger/SystemFile.h"
+
+#include <cstdint>
+#include <string>
+
+namespace halvane {
+
+// The file behind the logger: <base>-YYYYMMDD-N.<extension>, a new one on every local day (N from
+// 0) and one more when it has grown past 100 MiB. Name and size are looked at when the file is
+// opened. Results are the codes of ILogger_GetErrorDesc, 0 for success. One thread at a time.
+class LogFile {
+  public:
+    // The file that belongs to the executable: logs\<its name>.log in its folder.
+    static Text DefaultPath();
+
+    // Writes to dated files of this name from now on; nothing is opened yet.
+    void SetBase(const Text& fileName);
+    void Forget(); // the name, the date and the number
+    const Text& Base() const { return base_; }
+
+    // Opens today's file at its end; creates it, and its folder with all parents, when missing.
+    std::int32_t Open();
+
+    // Adds a line. Lines are gathered and written together, a failure may show at a later call.
+    std::int32_t Append(std::string_view line);
+
+    // Writes what was gathered and closes the file.
+    std::int32_t Close();
+
+  private:
+    void UpdateName();
+    Text DatedName() const;
+    std::int32_t Flush();
+
+    Text base_;
+    Text directory_;
+    Text name_;              // of the current file
+    int index_ = 0;          // its number on its day
+    std::int64_t named_ = 0; // when the name was made, seconds since 1970
+    SystemFile file_;
+    std::string gathered_;
+    bool torn_ = false; // the last write ended inside a line
+};
+
+} // namespace halvane

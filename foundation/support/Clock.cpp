@@ -1,0 +1,65 @@
+#include "foundation/support/Clock.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <ctime>
+#include <mutex>
+
+namespace halvane {
+namespace {
+
+using namespace std::chrono;
+
+class SystemClock : public Clock {
+  public:
+    std::uint32_t TickCount() override {
+        const auto since = steady_clock::now().time_since_epoch();
+        return static_cast<std::uint32_t>(duration_cast<milliseconds>(since).count());
+    }
+
+    std::int64_t UnixTimeMs() override {
+        return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+    }
+
+    bool Sleep(std::uint32_t timeMs, std::stop_token stop) override {
+        std::mutex mutex;
+        std::condition_variable_any wake;
+        std::unique_lock lock(mutex);
+        wake.wait_for(lock, stop, milliseconds(timeMs), [] { return false; });
+        return !stop.stop_requested();
+    }
+};
+
+std::atomic<Clock*>& CurrentClock() {
+    static SystemClock system;
+    static std::atomic<Clock*> current = &system;
+    return current;
+}
+
+void BreakDown(std::time_t seconds, std::tm& parts) {
+#ifdef _WIN32
+    localtime_s(&parts, &seconds);
+#else
+    localtime_r(&seconds, &parts);
+#endif
+}
+
+} // namespace
+
+Clock& TheClock() { return *CurrentClock().load(std::memory_order_acquire); }
+
+ScopedClock::ScopedClock(Clock& clock) : previous_(CurrentClock().exchange(&clock)) {}
+ScopedClock::~ScopedClock() { CurrentClock() = previous_; }
+
+LocalTime ToLocalTime(std::int64_t unixTimeMs) {
+    std::tm parts{};
+    BreakDown(static_cast<std::time_t>(unixTimeMs / 1000), parts);
+    const auto narrow = [](int value) { return static_cast<std::uint16_t>(value); };
+    return {narrow(parts.tm_year + 1900), narrow(parts.tm_mon + 1),
+            narrow(parts.tm_wday),        narrow(parts.tm_mday),
+            narrow(parts.tm_hour),        narrow(parts.tm_min),
+            narrow(parts.tm_sec),         narrow(static_cast<int>(unixTimeMs % 1000))};
+}
+
+} // namespace halvane

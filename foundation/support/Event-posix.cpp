@@ -1,0 +1,56 @@
+#include "foundation/support/Event.h"
+
+#include "foundation/support/Guarded.h"
+
+#include <map>
+#include <mutex>
+
+namespace halvane {
+
+struct NamedEvent::State {
+    Text name;
+    int holders = 0;
+    bool signalled = false;
+};
+
+namespace {
+
+struct Registry {
+    std::mutex lock;
+    std::map<Text, NamedEvent::State> events GUARDED_BY(lock);
+};
+
+Registry& TheRegistry() {
+    static Registry registry;
+    return registry;
+}
+
+} // namespace
+
+std::optional<NamedEvent> NamedEvent::Open(const Text& name) {
+    Registry& registry = TheRegistry();
+    const std::lock_guard guard(registry.lock);
+    State& state = registry.events[name];
+    state.name = name;
+    ++state.holders;
+    return NamedEvent(&state);
+}
+
+NamedEvent::~NamedEvent() {
+    if (state_ == nullptr) return;
+    Registry& registry = TheRegistry();
+    const std::lock_guard guard(registry.lock);
+    if (--state_->holders == 0) registry.events.erase(Text(state_->name));
+}
+
+void NamedEvent::Signal() {
+    const std::lock_guard guard(TheRegistry().lock);
+    state_->signalled = true;
+}
+
+bool NamedEvent::IsSignalled() {
+    const std::lock_guard guard(TheRegistry().lock);
+    return state_->signalled;
+}
+
+} // namespace halvane

@@ -1,0 +1,81 @@
+#include "foundation/support/Numbers.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <string>
+
+namespace halvane {
+namespace {
+
+constexpr TextView kBlanks = L" \t\n\v\f\r";
+
+bool IsDigit(wchar_t c) { return c >= L'0' && c <= L'9'; }
+
+Text Widen(const char* begin, const char* end) { return Text(begin, end); }
+
+bool TakeSign(TextView& text) {
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    const bool negative = text.starts_with(L'-');
+    if (negative || text.starts_with(L'+')) text.remove_prefix(1);
+    return negative;
+}
+
+template <class Integer> Integer ToInteger(TextView text) {
+    using Limits = std::numeric_limits<Integer>;
+    const bool negative = TakeSign(text);
+    Integer value = 0; // kept negative, which has room for every value
+    for (const wchar_t c : text) {
+        if (!IsDigit(c)) break;
+        const Integer digit = static_cast<Integer>(c - L'0');
+        if (value < (Limits::min() + digit) / 10) return negative ? Limits::min() : Limits::max();
+        value = static_cast<Integer>(value * 10 - digit);
+    }
+    if (negative) return value;
+    return value == Limits::min() ? Limits::max() : static_cast<Integer>(-value);
+}
+
+} // namespace
+
+std::int32_t ToInt32(TextView text) { return ToInteger<std::int32_t>(text); }
+std::int64_t ToInt64(TextView text) { return ToInteger<std::int64_t>(text); }
+
+double ToDouble(TextView text) {
+    const bool negative = TakeSign(text);
+    std::string digits; // with the first point
+    bool point = false;
+    bool whole = false; // a digit other than 0 before the point
+    for (const wchar_t c : text) {
+        if (c == L'.' ? point : !IsDigit(c)) break;
+        point = point || c == L'.';
+        whole = whole || (!point && c != L'0');
+        digits.push_back(static_cast<char>(c));
+    }
+    double value = 0;
+    if (digits.find_first_not_of('.') == std::string::npos)
+        return value; // not even a negative zero
+    const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    if (result.ec == std::errc::result_out_of_range)
+        value = whole ? std::numeric_limits<double>::infinity() : 0;
+    return negative ? -value : value;
+}
+
+Text DecimalText(std::int64_t value) {
+    char digits[24];
+    return Widen(digits, std::to_chars(std::begin(digits), std::end(digits), value).ptr);
+}
+
+Text FixedText(double value, int decimals) {
+    char digits[400]; // the largest double has 309 digits before the point
+    const auto end = std::to_chars(std::begin(digits), std::end(digits), value,
+                                   std::chars_format::fixed, decimals);
+    return Widen(digits, end.ptr);
+}
+
+void TrimTrailingZeros(Text& text) {
+    if (text.find(L'.') == Text::npos) return;
+    text.erase(text.find_last_not_of(L'0') + 1);
+    if (text.back() == L'.') text.pop_back();
+}
+
+} // namespace halvane

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "foundation/support/Text.h"
+
+#include <cstdint>
+
+namespace halvane {
+
+// Text to number and number to text, all in one place: no locale, no fixed buffers, defined for
+// every input, and what the Windows C library gives for the functions that are named.
+
+// "_wtoi" and "_wtoi64": leading blanks and one sign, digits up to the first other character, 0
+// without digits; a number that does not fit becomes the nearest limit.
+std::int32_t ToInt32(TextView text);
+std::int64_t ToInt64(TextView text);
+
+// "_wtof" for plain decimal notation: blanks, sign, digits and one point, up to the first other
+// character; 0 without digits, infinity beyond the range. No exponents.
+double ToDouble(TextView text);
+
+// "%lld".
+Text DecimalText(std::int64_t value);
+
+// "%.<decimals>lf", exact for every double.
+Text FixedText(double value, int decimals);
+
+// Takes the zeros off the end of a text that holds a point, and then the point if it is last.
+void TrimTrailingZeros(Text& text);
+
+} // namespace halvane

@@ -1,0 +1,26 @@
+#include "foundation/support/Process.h"
+
+#include "foundation/support/Utf.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace halvane {
+
+const wchar_t kPathSeparator = L'/';
+
+Text ExecutablePath() {
+    std::error_code error;
+    return FromPath(std::filesystem::read_symlink("/proc/self/exe", error));
+}
+
+std::uint32_t CurrentProcessId() { return static_cast<std::uint32_t>(getpid()); }
+
+std::uint32_t CurrentThreadId() {
+    static thread_local const auto id = static_cast<std::uint32_t>(syscall(SYS_gettid));
+    return id;
+}
+
+Text FileVersion() { return *FromUtf8(HALVANE_VERSION ".0"); }
+
+} // namespace halvane

@@ -1,0 +1,36 @@
+#include "foundation/support/Process.h"
+
+#include "foundation/support/Strings.h"
+
+#include <windows.h>
+
+#include <vector>
+
+namespace halvane {
+
+const wchar_t kPathSeparator = L'\\';
+
+Text ExecutablePath() {
+    Text path(MAX_PATH, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), MAX_PATH));
+    return path;
+}
+
+std::uint32_t CurrentProcessId() { return GetCurrentProcessId(); }
+std::uint32_t CurrentThreadId() { return GetCurrentThreadId(); }
+
+Text FileVersion() {
+    const Text path = ExecutablePath();
+    DWORD ignored = 0;
+    std::vector<char> block(GetFileVersionInfoSizeW(path.c_str(), &ignored));
+    VS_FIXEDFILEINFO* info = nullptr;
+    UINT length = 0;
+    if (block.empty() ||
+        !GetFileVersionInfoW(path.c_str(), 0, static_cast<DWORD>(block.size()), block.data()) ||
+        !VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &length))
+        return {};
+    return Format(L"%d.%d.%d.%d", HIWORD(info->dwFileVersionMS), LOWORD(info->dwFileVersionMS),
+                  HIWORD(info->dwFileVersionLS), LOWORD(info->dwFileVersionLS));
+}
+
+} // namespace halvane

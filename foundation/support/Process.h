@@ -1,0 +1,26 @@
+#pragma once
+
+#include "foundation/support/Text.h"
+
+#include <cstdint>
+
+namespace halvane {
+
+// What the operating system says of this process. Safe from any thread.
+
+// The full path of the executable, at most 260 characters of it on Windows.
+Text ExecutablePath();
+
+// The folder of the executable, with the separator at its end.
+Text ExecutableFolder();
+
+std::uint32_t CurrentProcessId();
+std::uint32_t CurrentThreadId();
+
+// The executable's file version, four numbers with points between; "" when it carries none.
+Text FileVersion();
+
+// The separator of this system's paths.
+extern const wchar_t kPathSeparator;
+
+} // namespace halvane

@@ -1,0 +1,14 @@
+#include "foundation/support/Utf.h"
+
+namespace halvane {
+
+std::string ToNarrow(TextView text) { return ToUtf8(text); }
+
+std::filesystem::path ToPath(TextView text) { return ToUtf8(text); }
+
+// A file name that is not UTF-8 has no text; the replacement character stands for it.
+Text FromPath(const std::filesystem::path& path) {
+    return FromUtf8(path.native()).value_or(L"\xFFFD");
+}
+
+} // namespace halvane

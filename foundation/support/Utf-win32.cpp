@@ -1,0 +1,20 @@
+#include "foundation/support/Utf.h"
+
+#include <windows.h>
+
+namespace halvane {
+
+std::string ToNarrow(TextView text) {
+    const int length = static_cast<int>(text.size());
+    const int bytes =
+        WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string out(static_cast<std::size_t>(bytes > 0 ? bytes : 0), '\0');
+    WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), length, out.data(), bytes, nullptr, nullptr);
+    return out;
+}
+
+std::filesystem::path ToPath(TextView text) { return Text(text); }
+
+Text FromPath(const std::filesystem::path& path) { return path.native(); }
+
+} // namespace halvane

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "foundation/support/Text.h"
+
+#include <filesystem>
+#include <optional>
+
+namespace halvane {
+
+// The only place where text becomes bytes and bytes become text: sockets, files, narrow endpoints.
+
+// UTF-8 to text. Nothing when the bytes are not well-formed (over-long forms, surrogates and code
+// points above U+10FFFF included).
+std::optional<Text> FromUtf8(std::string_view bytes);
+
+// Text to UTF-8, always well-formed: a surrogate without its partner becomes U+FFFD.
+std::string ToUtf8(TextView text);
+
+// Text to the narrow encoding of the system: the thread's ANSI code page on Windows ("?" for what
+// it lacks), UTF-8 elsewhere.
+std::string ToNarrow(TextView text);
+
+// File names in the form that the system's file functions take, and back.
+std::filesystem::path ToPath(TextView text);
+Text FromPath(const std::filesystem::path& path);
+
+} // namespace halvane

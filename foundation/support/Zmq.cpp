@@ -1,0 +1,62 @@
+#include "foundation/support/Zmq.h"
+
+#include "foundation/support/Strings.h"
+#include "foundation/support/Utf.h"
+
+// Buffers change hands inside the library, which the thread sanitizer does not see into.
+#if defined(__SANITIZE_THREAD__)
+extern "C" void __tsan_acquire(void*);
+extern "C" void __tsan_release(void*);
+extern "C" const char* __tsan_default_suppressions() {
+    return "called_from_lib:libzmq.so\nrace:libzmq.so\n";
+}
+#define HAND_OVER(buffer) __tsan_release(buffer)
+#define TAKE_OVER(buffer) __tsan_acquire(buffer)
+#else
+#define HAND_OVER(buffer) static_cast<void>(buffer)
+#define TAKE_OVER(buffer) static_cast<void>(buffer)
+#endif
+
+namespace halvane {
+namespace {
+
+void ReleaseBytes(void*, void* owner) {
+    TAKE_OVER(owner);
+    delete static_cast<std::string*>(owner);
+}
+
+} // namespace
+
+ZmqContext MakeZmqContext() {
+    ZmqContext context(zmq_ctx_new());
+    zmq_ctx_set(context.get(), ZMQ_BLOCKY, 0);
+    return context;
+}
+
+bool BindTcp(void* socket, TextView ip, int port) {
+    if (port > 65535) return false;
+    const Text endpoint = Format(L"tcp://%s:%d", Text(ip).c_str(), port);
+    return zmq_bind(socket, ToNarrow(endpoint).c_str()) == 0;
+}
+
+void SetZmqOption(void* socket, int option, int value) {
+    zmq_setsockopt(socket, option, &value, sizeof value);
+}
+
+bool SendWithTrailingZero(void* socket, std::string bytes) {
+    auto owner = std::make_unique<std::string>(std::move(bytes));
+    zmq_msg_t message;
+    if (zmq_msg_init_data(&message, owner->data(), owner->size() + 1, ReleaseBytes, owner.get()) !=
+        0)
+        return false;
+    HAND_OVER(owner.get());
+    owner.release();
+    bool sent = false;
+    do {
+        sent = zmq_msg_send(&message, socket, 0) >= 0;
+    } while (!sent && zmq_errno() == EINTR);
+    zmq_msg_close(&message);
+    return sent;
+}
+
+} // namespace halvane

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "foundation/support/Text.h"
+
+#include <zmq.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace halvane {
+
+// Owners of ZeroMQ's handles. A context may be used from any thread; a socket and a message by one
+// thread at a time. A context's end waits for its sockets to be closed, not for unsent messages.
+
+struct ZmqContextEnd {
+    void operator()(void* context) const { zmq_ctx_term(context); }
+};
+struct ZmqSocketEnd {
+    void operator()(void* socket) const { zmq_close(socket); }
+};
+using ZmqContext = std::unique_ptr<void, ZmqContextEnd>;
+using ZmqSocket = std::unique_ptr<void, ZmqSocketEnd>;
+
+ZmqContext MakeZmqContext();
+
+// Binds to "tcp://<ip>:<port>". A port above 65535 is refused here: the library would cut it to 16
+// bits and bind another one.
+[[nodiscard]] bool BindTcp(void* socket, TextView ip, int port);
+
+void SetZmqOption(void* socket, int option, int value);
+
+class ZmqMessage {
+  public:
+    ZmqMessage() { zmq_msg_init(&message_); }
+    ~ZmqMessage() { zmq_msg_close(&message_); }
+    ZmqMessage(const ZmqMessage&) = delete;
+    ZmqMessage& operator=(const ZmqMessage&) = delete;
+
+    // False when nothing was received: interrupted, not ready, or the context is ending.
+    [[nodiscard]] bool Receive(void* socket, int flags = 0) {
+        return zmq_msg_recv(&message_, socket, flags) >= 0;
+    }
+    // The message is empty afterwards when it was taken; false when it was not.
+    bool Send(void* socket, int flags) { return zmq_msg_send(&message_, socket, flags) >= 0; }
+
+    bool HasMore() const { return zmq_msg_more(&message_) != 0; }
+    std::string_view Bytes() {
+        return {static_cast<const char*>(zmq_msg_data(&message_)), zmq_msg_size(&message_)};
+    }
+
+  private:
+    zmq_msg_t message_;
+};
+
+// Sends one frame without copying: the bytes and the zero byte behind them.
+bool SendWithTrailingZero(void* socket, std::string bytes);
+
+} // namespace halvane

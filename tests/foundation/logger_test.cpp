@@ -1,0 +1,365 @@
+#include "foundation/logger/CLoggerImpl.h"
+#include "foundation/logger/CStaticLogger.h"
+#include "foundation/logger/Log.h"
+#include "foundation/logger/LogErrors.h"
+#include "foundation/support/Process.h"
+#include "foundation/support/Strings.h"
+#include "tests/JumpingClock.h"
+#include "tests/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <sys/resource.h>
+#include <thread>
+
+namespace halvane {
+namespace {
+
+constexpr std::uint32_t kDrainMs = 60'000;
+constexpr std::int64_t kLargest = 104'857'600;
+
+// Lets the test's own thread pass; others that ask for the time, as the writer does before it opens
+// the file, wait at the gate while it is shut.
+class GateClock : public JumpingClock {
+  public:
+    std::int64_t UnixTimeMs() override {
+        if (std::this_thread::get_id() != owner_) {
+            std::unique_lock guard(lock_);
+            ++waiting_;
+            changed_.notify_all();
+            changed_.wait(guard, [this] { return !shut_; });
+            --waiting_;
+        }
+        return JumpingClock::UnixTimeMs();
+    }
+
+    void Shut() {
+        const std::lock_guard guard(lock_);
+        shut_ = true;
+    }
+    void Open() {
+        const std::lock_guard guard(lock_);
+        shut_ = false;
+        changed_.notify_all();
+    }
+    void AwaitWaiter() {
+        std::unique_lock guard(lock_);
+        changed_.wait(guard, [this] { return waiting_ > 0; });
+    }
+
+  private:
+    const std::thread::id owner_ = std::this_thread::get_id();
+    std::mutex lock_;
+    std::condition_variable changed_;
+    bool shut_ = false;
+    int waiting_ = 0;
+};
+
+class LoggerTest : public testing::Test {
+  protected:
+    int OpenLog(ILogger::LogLevel level = ILogger::LL_INFO) {
+        return logger_.Open(folder_.TextOf("logs/test.log").c_str(), level,
+                            ILogger::PRINT_FLAG_FILE);
+    }
+
+    std::filesystem::path FileOf(int index) {
+        const LocalTime day = ToLocalTime(clock_.UnixTimeMs());
+        return folder_ / ToUtf8(Format(L"logs/test-%04d%02d%02d-%d.log", day.year, day.month,
+                                       day.day, index));
+    }
+
+    // What the file says, a line each from its level on.
+    std::string Lines(const std::filesystem::path& path) {
+        EXPECT_TRUE(logger_.Drain(kDrainMs));
+        const Text text = *FromUtf8(ReadFile(path));
+        std::string out;
+        for (const TextView line : Split(text, L'\n'))
+            if (!line.empty()) out += ToUtf8(line.substr(line.find(L'['))) + "\n";
+        return out;
+    }
+
+    void WriteAndDrain(const wchar_t* text) {
+        logger_.Info_0(text);
+        EXPECT_TRUE(logger_.Drain(kDrainMs));
+    }
+
+    GateClock clock_;
+    ScopedClock scoped_{clock_};
+    TempFolder folder_;
+    CLoggerImpl logger_{4096};
+};
+
+TEST(LogFormat, LineHasItsColumns) {
+    LogMsgPtr msg = NewLogMsg(ILogger::LL_INFO, L"[RepWorker]working...");
+    EXPECT_EQ(msg->size, 30u + 2 * 22);
+    msg->threadId = 4312;
+    msg->time = {2026, 11, 0, 15, 9, 30, 5, 123};
+    EXPECT_EQ(FormatLine(*msg), "09:30:05.123   4312  [INFO ]  [RepWorker]working...\r\n");
+
+    msg = NewLogMsg(static_cast<ILogger::LogLevel>(7), nullptr);
+    EXPECT_EQ(msg->size, 32u);
+    EXPECT_EQ(msg->time.year, 0);
+    msg->threadId = 1234567;
+    EXPECT_EQ(FormatLine(*msg), "00:00:00.000 1234567  [-----]  \r\n");
+}
+
+TEST(LogErrors, SystemErrorsBecomeCodes) {
+    const std::pair<std::uint32_t, std::int32_t> cases[] = {
+        {0, 0},   {2, 2},   {3, 3},    {4, 4},   {5, 5},    {6, 2},   {11, 6},  {16, 7},
+        {18, 2},  {19, 5},  {21, 10},  {25, 9},  {28, 1},   {31, 1},  {32, 11}, {33, 12},
+        {38, 14}, {39, 13}, {62, 8},   {87, 1},  {112, 13}, {124, 3}, {126, 1}, {132, 9},
+        {206, 3}, {267, 3}, {996, 10}, {998, 1}, {999, 5}};
+    for (const auto& [error, code] : cases)
+        EXPECT_EQ(ToLogError(error), code) << error;
+}
+
+TEST(LogErrors, TextsEndInTheFixedEnglish) {
+    EXPECT_STREQ(ILogger_GetErrorDesc(0), L"No error occurred");
+    EXPECT_TRUE(TextView(ILogger_GetErrorDesc(13)).ends_with(L" -> The disk is full"));
+    EXPECT_TRUE(TextView(ILogger_GetErrorDesc(16)).find(L" (ll) -> ") != TextView::npos);
+    EXPECT_STREQ(ILogger_GetErrorDesc(-1), ILogger_GetErrorDesc(19));
+}
+
+TEST_F(LoggerTest, OpenAndCloseTellWhatIsNotAllowed) {
+    EXPECT_EQ(OpenLog(ILogger::LL_NONE), 0);
+    EXPECT_EQ(logger_.GetLastError(), 16);
+    EXPECT_EQ(logger_.Open(nullptr, ILogger::LL_INFO, 4), 0);
+    EXPECT_EQ(logger_.GetLastError(), 17);
+    logger_.Info(L"lost");
+    EXPECT_EQ(logger_.GetLastError(), 15);
+    EXPECT_EQ(logger_.Close(), 0);
+
+    EXPECT_EQ(OpenLog(), 1);
+    EXPECT_EQ(logger_.GetLastError(), 0);
+    EXPECT_EQ(OpenLog(), 0);
+    EXPECT_EQ(logger_.GetLastError(), 15);
+    EXPECT_EQ(Text(logger_.GetFileName()), folder_.TextOf("logs/test.log"));
+
+    EXPECT_EQ(logger_.Close(), 1);
+    EXPECT_EQ(logger_.GetLogLevel(), ILogger::LL_NONE);
+    EXPECT_EQ(logger_.GetPrintFlag(), ILogger::DEFAULT_PRINT_FLAG);
+    EXPECT_STREQ(logger_.GetFileName(), L"");
+    EXPECT_EQ(OpenLog(), 1) << "closed is not the end";
+}
+
+TEST_F(LoggerTest, EveryOperationWritesAtItsLevelAndInOrder) {
+    ASSERT_EQ(OpenLog(ILogger::LL_TRACE), 1);
+    logger_.Debug(L"no");
+    logger_.TryDebug(L"no");
+    logger_.TryLog(ILogger::LL_DEBUG, L"no");
+    logger_.Debug_0(L"no");
+    logger_.Trace(L"%s %d", L"text", 1);
+    logger_.TryInfo(L"%lld", 2LL);
+    logger_.Warn_0(L"100%s");
+    logger_.TryError(L"");
+    logger_.Log(ILogger::LL_FATAL, L"\xE4%c", L'x');
+    EXPECT_EQ(Lines(FileOf(0)), "[TRACE]  text 1\r\n[INFO ]  2\r\n[WARN ]  100%s\r\n"
+                                "[ERROR]  \r\n[FATAL]  \xC3\xA4x\r\n");
+}
+
+TEST_F(LoggerTest, ScreenAloneWritesNoFile) {
+    const Text name = folder_.TextOf("logs/test.log");
+    ASSERT_EQ(logger_.Open(name.c_str(), ILogger::LL_INFO, ILogger::PRINT_FLAG_SCREEN), 1);
+    WriteAndDrain(L"nobody sees it");
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "logs"));
+}
+
+TEST_F(LoggerTest, MidnightStartsANewFileWithNumberZero) {
+    const LocalTime now = ToLocalTime(clock_.UnixTimeMs());
+    const std::int64_t second = now.hour * 3600 + now.minute * 60 + now.second;
+    clock_.SetUnixTimeMs(clock_.UnixTimeMs() + (86'399 - second) * 1000);
+    ASSERT_EQ(OpenLog(), 1);
+    std::filesystem::resize_file(FileOf(0), kLargest + 1);
+    WriteAndDrain(L"late");
+    const auto late = FileOf(1);
+    clock_.Advance(1000);
+    const auto early = FileOf(0);
+    WriteAndDrain(L"early");
+    EXPECT_EQ(Lines(late), "[INFO ]  late\r\n");
+    EXPECT_EQ(Lines(early), "[INFO ]  early\r\n");
+}
+
+TEST_F(LoggerTest, AFileIsFullPastAHundredMebibytes) {
+    ASSERT_EQ(OpenLog(), 1);
+    std::filesystem::resize_file(FileOf(0), kLargest);
+    WriteAndDrain(L"still in the first");
+    EXPECT_GT(std::filesystem::file_size(FileOf(0)), kLargest);
+    EXPECT_FALSE(std::filesystem::exists(FileOf(1)));
+
+    WriteAndDrain(L"second");
+    EXPECT_EQ(Lines(FileOf(1)), "[INFO ]  second\r\n");
+    std::filesystem::resize_file(FileOf(1), kLargest + 1);
+    WriteFile(FileOf(2), "");
+    std::filesystem::resize_file(FileOf(2), kLargest + 1);
+    WriteAndDrain(L"fourth");
+    EXPECT_EQ(Lines(FileOf(3)), "[INFO ]  fourth\r\n");
+}
+
+TEST_F(LoggerTest, AFolderThatGoesMissingIsMadeAgain) {
+    ASSERT_EQ(OpenLog(), 1);
+    std::filesystem::remove_all(folder_ / "logs");
+    WriteAndDrain(L"back");
+    EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  back\r\n");
+}
+
+TEST_F(LoggerTest, ABadFolderFailsOpenAndCostsABatchLater) {
+    WriteFile(folder_ / "logs", "a file in the way");
+    EXPECT_EQ(OpenLog(), 0);
+    EXPECT_EQ(logger_.GetLastError(), 3);
+    EXPECT_EQ(logger_.IsOpen(), 0);
+
+    std::filesystem::remove(folder_ / "logs");
+    ASSERT_EQ(OpenLog(), 1);
+    std::filesystem::remove_all(folder_ / "logs");
+    WriteFile(folder_ / "logs", "again in the way");
+    WriteAndDrain(L"lost");
+    EXPECT_EQ(logger_.GetLastError(), 3);
+
+    std::filesystem::remove(folder_ / "logs");
+    WriteAndDrain(L"kept");
+    EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  kept\r\n");
+}
+
+TEST_F(LoggerTest, AFailedOpenLeavesNoNameBehind) {
+    WriteFile(folder_ / "blocked", "");
+    EXPECT_EQ(logger_.Open(folder_.TextOf("blocked/a.log").c_str(), ILogger::LL_INFO, 1), 0);
+    ASSERT_EQ(OpenLog(), 1);
+    EXPECT_TRUE(std::filesystem::exists(FileOf(0)));
+}
+
+TEST_F(LoggerTest, AFullDiskCostsABatchAndNoMore) {
+    std::filesystem::create_directories(folder_ / "logs");
+    std::filesystem::create_symlink("/dev/full", FileOf(0));
+    ASSERT_EQ(OpenLog(), 1);
+    WriteAndDrain(L"lost");
+    EXPECT_EQ(logger_.GetLastError(), 13);
+
+    std::filesystem::remove(FileOf(0));
+    WriteAndDrain(L"kept");
+    EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  kept\r\n");
+}
+
+TEST_F(LoggerTest, WhatADiskCutsShortTearsNoOtherLine) {
+    ASSERT_EQ(OpenLog(), 1);
+    constexpr rlim_t kRoom = 1 << 20;
+    std::filesystem::resize_file(FileOf(0), kRoom - 50);
+    rlimit whole{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &whole), 0);
+    const rlimit small{kRoom, whole.rlim_max};
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    WriteAndDrain(Text(100, L'x').c_str());
+    setrlimit(RLIMIT_FSIZE, &whole);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_EQ(logger_.GetLastError(), 13);
+
+    WriteAndDrain(L"next");
+    WriteAndDrain(L"and next");
+    const std::string end = ReadFile(FileOf(0)).substr(kRoom - 50);
+    EXPECT_EQ(std::ranges::count(end, '\n'), 3);
+    EXPECT_NE(end.find("xx\r\n"), std::string::npos);
+}
+
+TEST_F(LoggerTest, DrainKeepsWhatIsQueuedAndCloseDropsIt) {
+    ASSERT_EQ(OpenLog(), 1);
+    clock_.Shut();
+    logger_.Info_0(L"with the writer");
+    clock_.AwaitWaiter();
+    logger_.Info_0(L"queued");
+    EXPECT_FALSE(logger_.Drain(0));
+    clock_.Open();
+    EXPECT_TRUE(logger_.Drain(kDrainMs));
+
+    clock_.Shut();
+    logger_.Info_0(L"the last");
+    clock_.AwaitWaiter();
+    logger_.Info_0(L"dropped");
+    std::jthread closer([this] { logger_.Close(); });
+    while (logger_.GetLogLevel() != ILogger::LL_NONE)
+        std::this_thread::yield();
+    logger_.Info_0(L"too late");
+    clock_.Open();
+    closer.join();
+    EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  with the writer\r\n[INFO ]  queued\r\n"
+                                "[INFO ]  the last\r\n");
+}
+
+TEST_F(LoggerTest, WhatDoesNotFitIsDroppedAndSaidOnce) {
+    ASSERT_EQ(OpenLog(), 1);
+    clock_.Shut();
+    logger_.Info_0(L"with the writer");
+    clock_.AwaitWaiter();
+    const Text large(1000, L'x'); // two of them exceed the limit of this logger
+    for (int i = 0; i < 4; ++i)
+        logger_.Info_0(large.c_str());
+    logger_.Info_0(L"small enough");
+    clock_.Open();
+    EXPECT_TRUE(logger_.Drain(kDrainMs));
+    for (int i = 0; i < 3; ++i)
+        WriteAndDrain(large.c_str()); // what was written makes room again
+
+    const std::string kept = "[INFO ]  " + ToUtf8(large) + "\r\n";
+    EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  with the writer\r\n" + kept +
+                                    "[INFO ]  small enough\r\n" +
+                                    "[WARN ]  3 messages dropped: the log could not keep up\r\n" +
+                                    kept + kept + kept);
+}
+
+TEST_F(LoggerTest, FourThreadsLoseAndTearNoLine) {
+    constexpr int kThreads = 4, kLines = 10'000;
+    CLoggerImpl logger;
+    const Text name = folder_.TextOf("logs/test.log");
+    ASSERT_EQ(logger.Open(name.c_str(), ILogger::LL_INFO, ILogger::PRINT_FLAG_FILE), 1);
+    {
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < kThreads; ++t)
+            threads.emplace_back([&logger, t] {
+                for (int i = 0; i < kLines; ++i)
+                    logger.Info(L"%d:%d:%s", t, i, L"some text");
+            });
+    }
+    ASSERT_TRUE(logger.Drain(kDrainMs));
+
+    int next[kThreads] = {};
+    const Text text = *FromUtf8(ReadFile(FileOf(0)));
+    for (const TextView line : Split(text, L'\n')) {
+        if (line.empty()) continue;
+        const TextView message = line.substr(std::min(line.find(L']') + 3, line.size()));
+        const int t = message.front() - L'0';
+        ASSERT_TRUE(t >= 0 && t < kThreads) << ToUtf8(line);
+        ASSERT_EQ(message, Format(L"%d:%d:some text\r", t, next[t]));
+        ++next[t];
+    }
+    for (const int count : next)
+        EXPECT_EQ(count, kLines);
+}
+
+TEST(StaticLogger, OwnsWhatItIsGiven) {
+    CStaticLogger none(0);
+    EXPECT_FALSE(none.IsValid());
+    none.Reset(ILogger_Create());
+    EXPECT_TRUE(none.IsValid());
+    none.Reset(none.Get());
+    EXPECT_EQ(none->GetLogLevel(), ILogger::LL_NONE);
+    none.Reset(nullptr);
+    ILogger_Destroy(nullptr);
+}
+
+TEST(Log, ShutDownWritesWhatIsQueued) {
+    JumpingClock clock;
+    const ScopedClock scoped(clock);
+    const TempFolder folder;
+    ASSERT_EQ(Log().Open(folder.TextOf("x.log").c_str(), ILogger::LL_INFO, 1), 1);
+    for (int i = 0; i < 100; ++i)
+        Log().Info(L"%d", i);
+    ShutDownLog();
+    EXPECT_EQ(Log().IsOpen(), 0);
+    const LocalTime day = ToLocalTime(clock.UnixTimeMs());
+    const Text name = Format(L"x-%04d%02d%02d-0.log", day.year, day.month, day.day);
+    EXPECT_TRUE(ReadFile(folder / ToUtf8(name)).ends_with("[INFO ]  99\r\n"));
+}
+
+} // namespace
+} // namespace halvane

@@ -1,0 +1,164 @@
+#include "foundation/support/Numbers.h"
+#include "foundation/support/Strings.h"
+#include "foundation/support/Utf.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace halvane {
+namespace {
+
+constexpr std::int32_t kMin32 = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t kMax32 = std::numeric_limits<std::int32_t>::max();
+constexpr std::int64_t kMin64 = std::numeric_limits<std::int64_t>::min();
+constexpr std::int64_t kMax64 = std::numeric_limits<std::int64_t>::max();
+
+TEST(Utf, ConvertsWellFormedTextBothWays) {
+    const struct {
+        std::string bytes;
+        Text text;
+    } cases[] = {
+        {"", L""},
+        {std::string("a\0b", 3), Text(L"a\0b", 3)},
+        {"\x7F\xC2\x80\xDF\xBF", L"\x7F\x80\x7FF"},
+        {"\xE0\xA0\x80\xED\x9F\xBF", L"\x800\xD7FF"},
+        {"\xEE\x80\x80\xEF\xBF\xBF", L"\xE000\xFFFF"},
+        {"\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", L"\xD800\xDC00\xDBFF\xDFFF"},
+    };
+    for (const auto& [bytes, text] : cases) {
+        EXPECT_EQ(FromUtf8(bytes), text) << bytes;
+        EXPECT_EQ(ToUtf8(text), bytes);
+    }
+}
+
+TEST(Utf, RefusesIllFormedBytes) {
+    for (const std::string bytes : {"\x80",             // a continuation alone
+                                    "\xC0\xAF",         // over-long in two,
+                                    "\xE0\x9F\xBF",     // three
+                                    "\xF0\x8F\xBF\xBF", // and four bytes
+                                    "\xED\xA0\x80",     // a surrogate
+                                    "\xF4\x90\x80\x80", // above U+10FFFF
+                                    "\xF8\x88\x80\x80\x80", "\xFF",
+                                    "ab\xE2\x82",    // cut short
+                                    "\xE2\x28\xA1"}) // a continuation missing
+        EXPECT_EQ(FromUtf8(bytes), std::nullopt) << bytes;
+}
+
+TEST(Utf, HalfAPairGoesOutAsReplacement) {
+    EXPECT_EQ(ToUtf8(L"a\xD800"), "a\xEF\xBF\xBD");
+    EXPECT_EQ(ToUtf8(L"\xDC00z"), "\xEF\xBF\xBDz");
+    EXPECT_EQ(ToUtf8(L"\xD800\xD83D\xDE00"), "\xEF\xBF\xBD\xF0\x9F\x98\x80");
+}
+
+TEST(Strings, FormatReadsTextAsWindowsDoes) {
+    EXPECT_EQ(Format(L"%s|%-5s|%5s|%.2s|", L"a", L"b", L"c", L"defg"), L"a|b    |    c|de|");
+    EXPECT_EQ(Format(L"%c%C%S%hs", L'x', 'y', "narrow", "too"), L"xynarrowtoo");
+    EXPECT_EQ(Format(L"%I64d %lld %I32d %06d %%s", kMin64, static_cast<long long>(kMax64), 5, -42),
+              L"-9223372036854775808 9223372036854775807 5 -00042 %s");
+    EXPECT_EQ(Format(L"%s", L"\xD83D\xDE00"), L"\xD83D\xDE00");
+}
+
+TEST(Strings, FormatHasNoLongestResult) {
+    const Text large(300'000, L'x');
+    EXPECT_EQ(Format(L"<%s>", large.c_str()), L"<" + large + L">");
+}
+
+TEST(Strings, FormatGivesUpOnWhatNoRoomCanHelp) { EXPECT_FALSE(Format(L"%hs", "\xFF").empty()); }
+
+TEST(Strings, SplitKeepsEmptyParts) {
+    using Parts = std::vector<TextView>;
+    EXPECT_EQ(Split(L"", L','), Parts({L""}));
+    EXPECT_EQ(Split(L",a,,b,", L','), Parts({L"", L"a", L"", L"b", L""}));
+    EXPECT_EQ(SplitField(L"a.b.", L'.', 1), L"b");
+    EXPECT_EQ(SplitField(L"a.b.", L'.', 2), L"");
+    EXPECT_EQ(SplitField(L"a.b.", L'.', 3), std::nullopt);
+}
+
+TEST(Strings, ReplaceAllDoesNotLookAtWhatItPutIn) {
+    EXPECT_EQ(ReplaceAll(L"aXbX", L"X", L"XX"), L"aXXbXX");
+    EXPECT_EQ(ReplaceAll(L"aaa", L"aa", L"b"), L"ba");
+    EXPECT_EQ(ReplaceAll(L"abc", L"", L"x"), L"abc");
+}
+
+TEST(Strings, OnlyAsciiLettersAreAlike) {
+    EXPECT_TRUE(EqualsIgnoringCase(L"aZ_1", L"Az_1"));
+    EXPECT_FALSE(EqualsIgnoringCase(L"ab", L"abc"));
+    EXPECT_FALSE(EqualsIgnoringCase(L"\xC4", L"\xE4"));
+    EXPECT_FALSE(EqualsIgnoringCase(L"@", L"`"));
+}
+
+TEST(Numbers, IntegersReadToTheFirstOtherCharacterAndSaturate) {
+    const struct {
+        Text text;
+        std::int32_t small;
+        std::int64_t large;
+    } cases[] = {
+        {L"", 0, 0},
+        {L"abc", 0, 0},
+        {L"-", 0, 0},
+        {L" \t\r\n+7x9", 7, 7},
+        {L"+-7", 0, 0},
+        {L"- 7", 0, 0},
+        {L"-0012.9", -12, -12},
+        {L"2147483647", kMax32, 2147483647},
+        {L"2147483648", kMax32, 2147483648},
+        {L"-2147483648", kMin32, -2147483648},
+        {L"-2147483649", kMin32, -2147483649},
+        {L"9223372036854775807", kMax32, kMax64},
+        {L"9223372036854775808", kMax32, kMax64},
+        {L"-9223372036854775808", kMin32, kMin64},
+        {L"-9223372036854775809", kMin32, kMin64},
+        {Text(500, L'9'), kMax32, kMax64},
+        {L"-" + Text(500, L'9'), kMin32, kMin64},
+    };
+    for (const auto& [text, small, large] : cases) {
+        EXPECT_EQ(ToInt32(text), small) << ToUtf8(text);
+        EXPECT_EQ(ToInt64(text), large) << ToUtf8(text);
+    }
+}
+
+TEST(Numbers, DoublesReadPlainDecimals) {
+    const struct {
+        Text text;
+        double value;
+    } cases[] = {
+        {L" 12.50 ", 12.5},
+        {L"-.5", -0.5},
+        {L"5.", 5},
+        {L"1.2.3", 1.2},
+        {L"1e5", 1},
+        {L".", 0},
+        {L"x1", 0},
+        {L"inf", 0},
+        {Text(400, L'9'), std::numeric_limits<double>::infinity()},
+        {L"-" + Text(400, L'9'), -std::numeric_limits<double>::infinity()},
+        {L"0." + Text(400, L'0') + L"1", 0},
+    };
+    for (const auto& [text, value] : cases)
+        EXPECT_EQ(ToDouble(text), value) << ToUtf8(text);
+    EXPECT_FALSE(std::signbit(ToDouble(L"-"))) << "no digits, no sign";
+    EXPECT_TRUE(std::signbit(ToDouble(L"-0")));
+}
+
+TEST(Numbers, TextsAreExact) {
+    EXPECT_EQ(DecimalText(kMin64), L"-9223372036854775808");
+    EXPECT_EQ(FixedText(1.23456789123e18, 6), L"1234567891230000128.000000");
+    EXPECT_EQ(FixedText(static_cast<double>(kMax64) / 1e6, 6), L"9223372036854.775391");
+    EXPECT_EQ(FixedText(-0.001, 2), L"-0.00");
+    EXPECT_EQ(FixedText(std::numeric_limits<double>::max(), 8).size(), 309u + 1 + 8);
+}
+
+TEST(Numbers, TrimsZerosBehindAPointOnly) {
+    const Text cases[][2] = {{L"1.500", L"1.5"}, {L"100.00", L"100"}, {L"100", L"100"},
+                             {L"-0.00", L"-0"},  {L".0", L""},        {L"", L""}};
+    for (const auto& [before, after] : cases) {
+        Text text = before;
+        TrimTrailingZeros(text);
+        EXPECT_EQ(text, after) << ToUtf8(before);
+    }
+}
+
+} // namespace
+} // namespace halvane
