@@ -1,0 +1,117 @@
+#pragma once
+
+#include "foundation/support/Numbers.h"
+#include "tests/JumpingClock.h"
+#include "tradeapi/paper/Codes.h"
+#include "tradeapi/paper/Exchange.h"
+#include "tradeapi/paper/PaperItem.h"
+#include "tradeapi/paper/Units.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace halvane::paper {
+
+// A new order as a client writes it; prices are in units of 1e-10.
+struct Wish {
+    Text symbol;
+    std::int32_t side = kBuy;
+    std::int32_t orderType = kMarket;
+    std::int32_t timeInForce = kDay;
+    std::int32_t quantity = 1;
+    std::int64_t priceE10 = kNoInt64;
+    std::int64_t stopE10 = kNoInt64;
+    Text account = L"1000001";
+};
+
+inline bool IsStock(const Text& symbol) { return symbol.find(L".S.") != Text::npos; }
+inline std::int32_t KindOf(const Wish& wish) {
+    return IsStock(wish.symbol) ? kStockOrder : kFutOptOrder;
+}
+
+inline void PutWish(OrderParameters& parameters, const Wish& wish) {
+    const bool stock = IsStock(wish.symbol);
+    const auto text = [](std::int64_t price) {
+        return price == kNoInt64 ? Text(L"0") : DecimalText(price);
+    };
+    parameters.PutText(1, L"PAPER");
+    parameters.PutText(2, wish.account);
+    parameters.PutText(stock ? 17 : 3, wish.symbol);
+    parameters.PutText(stock ? 6 : 4, text(wish.priceE10));
+    parameters.PutText(stock ? 8 : 7, text(wish.stopE10));
+    parameters.PutInt(stock ? 7 : 5, wish.side);
+    parameters.PutInt(stock ? 10 : 9, wish.orderType);
+    parameters.PutInt(stock ? 9 : 8, wish.timeInForce);
+    parameters.PutInt(stock ? 11 : 16, wish.quantity);
+}
+
+inline std::int32_t Send(Exchange& exchange, const Wish& wish) {
+    PaperParameters parameters;
+    PutWish(parameters, wish);
+    return exchange.NewOrder(KindOf(wish), parameters);
+}
+
+// A market of one stock and one future whose prices stand still at 100 and 1000, with one piece at
+// a time on each side of the quote. The ask is one or two ticks (of 1) above the bid.
+inline Market StillMarket() {
+    Market market = BuiltInMarket(DayOf(20261106));
+    Market still = market;
+    still.instruments.clear();
+    for (const std::size_t which : {std::size_t{0}, std::size_t{5}}) {
+        Instrument instrument = market.instruments[which];
+        const std::int64_t price = (which == 0 ? 100 : 1000) * kE10;
+        instrument.driver = still.instruments.size();
+        instrument.tickE10 = kE10;
+        instrument.carryPpm = 0;
+        instrument.quoteSize = 1;
+        instrument.referenceE10 = price;
+        instrument.lowerE10 = price * 9 / 10;
+        instrument.upperE10 = price * 11 / 10;
+        still.drivers[instrument.driver] = {price, 0};
+        still.instruments.push_back(instrument);
+    }
+    still.drivers.resize(2);
+    return still;
+}
+
+inline constexpr const wchar_t* kStock = L"OV.S.PAPX.ALFA";
+inline constexpr const wchar_t* kFuture = L"OV.F.PAPF.IDX.202612";
+
+// An exchange under a clock that stands still, and what it tells as text: "<execution
+// type>:<filled>" for a report and "f<quantity>" for a fill.
+class ExchangeTest : public ::testing::Test {
+  protected:
+    std::string Trace() {
+        std::string trace;
+        for (const Notice& notice : exchange_.TakeNotices()) {
+            std::string word;
+            if (const auto* report = std::get_if<ReportNotice>(&notice)) {
+                lastReport_ = *report;
+                word = std::to_string(report->state.execType) + ":" +
+                       std::to_string(report->state.filled);
+            } else if (const auto* fill = std::get_if<FillNotice>(&notice)) {
+                word = "f" + std::to_string(fill->fill->quantity);
+            } else {
+                continue;
+            }
+            trace += (trace.empty() ? "" : " ") + word;
+        }
+        return trace;
+    }
+
+    // Sends an order that must be taken, and gives its report's identity.
+    Text Place(const Wish& wish) {
+        exchange_.TakeNotices();
+        EXPECT_EQ(Send(exchange_, wish), kAccepted);
+        const std::vector<Notice> notices = exchange_.TakeNotices();
+        return notices.empty() ? Text() : std::get<ReportNotice>(notices.front()).order->reportId;
+    }
+
+    JumpingClock clock_;
+    ScopedClock scoped_{clock_};
+    Exchange exchange_{StillMarket()};
+    ReportNotice lastReport_{};
+};
+
+} // namespace halvane::paper

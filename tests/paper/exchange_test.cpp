@@ -1,0 +1,191 @@
+#include "tests/paper/PaperTests.h"
+
+#include <functional>
+
+namespace halvane::paper {
+namespace {
+
+constexpr int kNone = -1000;
+
+std::int64_t FromTicks(int ticks) { return ticks == kNone ? kNoInt64 : (100 + ticks) * kE10; }
+
+// Prices in ticks from the bid.
+TEST_F(ExchangeTest, OrdersLiveTheirLives) {
+    const struct {
+        const char* name;
+        std::int32_t side, orderType, timeInForce, quantity;
+        int price, stop, ticks;
+        const char* trace;
+    } kCases[] = {
+        // clang-format off
+        {"market",            kBuy,  kMarket,    kDay,               1, kNone, kNone, 0, "0:0 2:1 f1"},
+        {"market in parts",   kBuy,  kMarket,    kDay,               3, kNone, kNone, 2, "0:0 1:1 f1 1:2 f1 2:3 f1"},
+        {"no time in force",  kSell, kMarket,    0,                  2, kNone, kNone, 1, "0:0 1:1 f1 2:2 f1"},
+        {"limit beyond ask",  kBuy,  kLimit,     kDay,               2, 2,     kNone, 1, "0:0 1:1 f1 2:2 f1"},
+        {"limit at bid",      kBuy,  kLimit,     kDay,               1, 0,     kNone, 3, "0:0"},
+        {"sale at bid",       kSell, kLimit,     kDay,               1, 0,     kNone, 0, "0:0 2:1 f1"},
+        {"at once, in part",  kBuy,  kMarket,    kImmediateOrCancel, 3, kNone, kNone, 2, "0:0 1:1 f1 4:1"},
+        {"at once, nothing",  kSell, kLimit,     kImmediateOrCancel, 1, 3,     kNone, 0, "0:0 4:0"},
+        {"all or none: none", kBuy,  kLimit,     kFillOrKill,        2, 2,     kNone, 2, "0:0 4:0"},
+        {"all or none: all",  kBuy,  kLimit,     kFillOrKill,        1, 2,     kNone, 0, "0:0 2:1 f1"},
+        {"stop reached",      kBuy,  kStop,      kDay,               1, kNone, 0,     0, "0:0 9:0 2:1 f1"},
+        {"stop far away",     kSell, kStop,      kDay,               1, kNone, -5,    3, "0:0"},
+        {"stop with limit",   kBuy,  kStopLimit, kDay,               1, -1,    0,     3, "0:0 9:0"},
+        {"stop at once",      kBuy,  kStop,      kImmediateOrCancel, 2, kNone, 0,     0, "0:0 9:0 1:1 f1 4:1"},
+        {"above the limit",   kBuy,  kLimit,     kDay,               1, 11,    kNone, 0, "8:0"},
+        {"stop below limit",  kSell, kStop,      kDay,               1, kNone, -11,   0, "8:0"},
+        {"not enough money",  kBuy,  kLimit,     kDay,         100'000, 2,     kNone, 0, "8:0"},
+        // clang-format on
+    };
+    for (const auto& each : kCases) {
+        exchange_.Tick(); // the quote is whole again
+        Trace();
+        ASSERT_EQ(Send(exchange_, {kStock, each.side, each.orderType, each.timeInForce,
+                                   each.quantity, FromTicks(each.price), FromTicks(each.stop)}),
+                  kAccepted);
+        for (int tick = 0; tick < each.ticks; ++tick)
+            exchange_.Tick();
+        EXPECT_EQ(Trace(), each.trace) << each.name;
+        exchange_.CancelOrder(lastReport_.order->reportId);
+    }
+}
+
+TEST_F(ExchangeTest, RejectionsSayWhy) {
+    Send(exchange_, {kStock, kBuy, kLimit, kDay, 1'000'000, 900'000'000 * kE10});
+    Trace();
+    EXPECT_EQ(lastReport_.state.errorCode, kOutsidePriceLimits);
+    Send(exchange_, {kStock, kBuy, kLimit, kDay, 1, 111 * kE10});
+    Trace();
+    EXPECT_EQ(lastReport_.state.errorCode, kOutsidePriceLimits);
+    Send(exchange_, {kStock, kBuy, kMarket, kDay, 200'000});
+    Trace();
+    EXPECT_EQ(lastReport_.state.errorCode, kFundsShort);
+    EXPECT_EQ(lastReport_.state.leaves, 0);
+    EXPECT_EQ(exchange_.CancelOrder(lastReport_.order->reportId), kNotWorking);
+}
+
+TEST_F(ExchangeTest, UnfitOrdersAreRefusedAtTheDoor) {
+    using Put = std::function<void(PaperParameters&)>;
+    const struct {
+        std::int32_t result;
+        Put put;
+    } kCases[] = {
+        {kUnknownSymbol, [](auto& p) { p.PutText(17, L"OV.S.PAPX.ALF"); }},
+        {kUnknownSymbol, [](auto& p) { p.PutText(17, L""); }},
+        {kSpreadUnsupported, [](auto& p) { p.PutText(17, L"OV.F.PAPF.A^OV.F.PAPF.B"); }},
+        {kUnknownAccount, [](auto& p) { p.PutText(2, L"1"); }},
+        {kUnknownAccount, [](auto& p) { p.PutText(1, L""); }},
+        {kWrongOrderKind, [](auto& p) { p.PutText(17, kFuture); }},
+        {kBadSide, [](auto& p) { p.PutInt(7, 0); }},
+        {kBadSide, [](auto& p) { p.PutInt(7, 3); }},
+        {kBadOrderType, [](auto& p) { p.PutInt(10, 0); }},
+        {kBadOrderType, [](auto& p) { p.PutInt(10, 5); }},
+        {kBadTimeInForce, [](auto& p) { p.PutInt(9, 4); }},
+        {kBadTimeInForce, [](auto& p) { p.PutInt(9, -1); }},
+        {kBadQuantity, [](auto& p) { p.PutInt(11, 0); }},
+        {kBadQuantity, [](auto& p) { p.PutInt(11, -1); }},
+        {kBadQuantity, [](auto& p) { p.PutInt(11, INT32_MAX); }},
+        {kBadPrice, [](auto& p) { p.PutText(6, L""); }},
+        {kBadPrice, [](auto& p) { p.PutText(6, L"0"); }},
+        {kBadPrice, [](auto& p) { p.PutText(6, L"-1000000000000"); }},
+        {kBadPrice, [](auto& p) { p.PutText(6, L"M+50000000000"); }},
+        {kBadPrice, [](auto& p) { p.PutText(6, L"1000000000000.5"); }},
+        {kBadPrice, [](auto& p) { p.PutText(6, L"99999999999999999999"); }},
+        {kOffTick, [](auto& p) { p.PutText(6, L"1000000000001"); }},
+        {kBadStopPrice, [](auto& p) { p.PutInt(10, kStop), p.PutText(8, L""); }},
+        {kOffTick, [](auto& p) { p.PutInt(10, kStop), p.PutText(8, L"5"); }},
+        {kFeatureUnsupported, [](auto& p) { p.PutText(26, L"1000000000000"); }},
+        {kFeatureUnsupported, [](auto& p) { p.PutText(29, L"1000000000000|1|2"); }},
+        {kFeatureUnsupported, [](auto& p) { p.PutInt64(25, 1); }},
+    };
+    for (const auto& each : kCases) {
+        PaperParameters parameters;
+        PutWish(parameters, {kStock, kBuy, kLimit, kDay, 1, 100 * kE10});
+        each.put(parameters);
+        EXPECT_EQ(exchange_.NewOrder(kStockOrder, parameters), each.result);
+    }
+    EXPECT_EQ(exchange_.NewOrder(7, PaperParameters()), kUnknownOrderKind);
+    EXPECT_EQ(exchange_.NewOrder(kStockOrder, PaperParameters()), kUnknownSymbol);
+    EXPECT_TRUE(exchange_.TakeNotices().empty());
+}
+
+// The background was there first; behind it price, then time.
+TEST_F(ExchangeTest, ClientsMeetInPriceTimeOrder) {
+    const Text first = Place({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
+    const Text second = Place({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
+    const Text third = Place({kStock, kBuy, kLimit, kDay, 4, 99 * kE10});
+    const Text best = Place({kStock, kBuy, kLimit, kDay, 3, 102 * kE10}); // takes the ask of 1
+    Send(exchange_, {kStock, kSell, kLimit, kDay, 11, 99 * kE10, kNoInt64, L"1000002"});
+    std::string fills;
+    for (const Notice& notice : exchange_.TakeNotices()) {
+        const auto* fill = std::get_if<FillNotice>(&notice);
+        if (fill == nullptr || fill->fill->order.ticket.side == kSell) continue;
+        const Text& id = fill->fill->order.reportId;
+        fills += id == best ? "best" : id == first ? "first" : id == second ? "second" : "third";
+        fills += std::to_string(fill->fill->quantity) + "@" +
+                 std::to_string(fill->fill->priceE10 / kE10) + " ";
+    }
+    EXPECT_EQ(fills, "best2@102 first4@100 second4@100 ");
+    EXPECT_EQ(exchange_.CancelOrder(second), kNotWorking);
+    EXPECT_EQ(exchange_.CancelOrder(third), kAccepted);
+}
+
+// Waiting must not pay: what the price has passed since the last tick trades where it stood.
+TEST(ExchangeTicks, FillRestingOrdersAtTheirOwnPrice) {
+    JumpingClock clock;
+    const ScopedClock scoped(clock);
+    Exchange exchange(BuiltInMarket(DayOf(20261106)));
+    const Quote& quote = exchange.FindBook(kFuture)->CurrentQuote();
+    const std::int64_t tick = exchange.FindBook(kFuture)->TheInstrument().tickE10;
+    for (std::int64_t distance = 1; distance <= 20; ++distance) {
+        Send(exchange, {kFuture, kBuy, kLimit, kDay, 1, quote.bidE10 - distance * tick});
+        Send(exchange, {kFuture, kSell, kLimit, kDay, 1, quote.askE10 + distance * tick});
+    }
+    int filled = 0;
+    for (int ticks = 0; ticks < 20'000; ++ticks) {
+        exchange.Tick();
+        for (const Notice& notice : exchange.TakeNotices()) {
+            const auto* fill = std::get_if<FillNotice>(&notice);
+            if (fill == nullptr) continue;
+            EXPECT_EQ(fill->fill->priceE10, fill->fill->order.state.priceE10);
+            ++filled;
+        }
+    }
+    EXPECT_GE(filled, 20);
+}
+
+TEST_F(ExchangeTest, AllOrNoneCountsTheClientsToo) {
+    Place({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
+    Send(exchange_, {kStock, kSell, kLimit, kFillOrKill, 6, 100 * kE10, kNoInt64, L"1000002"});
+    EXPECT_EQ(Trace(), "0:0 4:0");
+    Send(exchange_, {kStock, kSell, kLimit, kFillOrKill, 5, 100 * kE10, kNoInt64, L"1000002"});
+    EXPECT_EQ(Trace(), "0:0 1:1 f1 2:5 f4 2:4 f4");
+}
+
+TEST_F(ExchangeTest, CountsComeAfterTheReportsOfThoseWhoTraded) {
+    Place({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
+    Send(exchange_, {kStock, kSell, kLimit, kDay, 3, 100 * kE10, kNoInt64, L"1000002"});
+    const std::vector<Notice> notices = exchange_.TakeNotices();
+    ASSERT_EQ(notices.size(), 9u); // new, two fills of the sale, one of the purchase, two counts
+    for (std::size_t at : {7u, 8u}) {
+        const auto* counts = std::get_if<CountsNotice>(&notices[at]);
+        ASSERT_NE(counts, nullptr);
+        EXPECT_EQ(counts->account, exchange_.Accounts()[at - 7].get());
+        EXPECT_EQ(counts->positions, 1u);
+    }
+}
+
+TEST_F(ExchangeTest, IdentitiesAreNeverGivenTwice) {
+    const Text before = Place({kStock});
+    clock_.Advance(1);
+    Exchange restarted(StillMarket());
+    Send(restarted, {kStock});
+    const std::vector<Notice> notices = restarted.TakeNotices();
+    const Order& order = *std::get<ReportNotice>(notices.front()).order;
+    EXPECT_NE(order.reportId, before);
+    EXPECT_NE(order.reportId, order.orderId);
+    EXPECT_NE(order.fills.front()->fillId, order.orderId);
+}
+
+} // namespace
+} // namespace halvane::paper

@@ -1,0 +1,134 @@
+#include "tests/paper/PaperTests.h"
+#include "tradeapi/paper/AccountItems.h"
+#include "tradeapi/paper/ReportItems.h"
+#include "tradeapi/paper/Tracker.h"
+
+namespace halvane::paper {
+namespace {
+
+TEST(PaperItem, GivesValuesInEveryType) {
+    PaperItem item(ItemClass::Margin);
+    item.Put(1, 7);
+    item.Put(2, std::int64_t{5'000'000'000});
+    item.Put(3, L"12x");
+    item.Put(4, kNoInt);
+    item.PutIndexed(9, {L"a", L"b"});
+    EXPECT_EQ(item.GetInt(1), 7);
+    EXPECT_EQ(item.GetText(2), L"5000000000");
+    EXPECT_EQ(item.GetInt(2), INT32_MAX);
+    EXPECT_EQ(item.GetInt64(3), 12);
+    EXPECT_EQ(item.GetInt64(4), kNoInt64);
+    EXPECT_EQ(item.GetInt(5), kNoInt);
+    EXPECT_EQ(item.GetInt64(5), kNoInt64);
+    EXPECT_EQ(item.GetText(5), L"");
+    EXPECT_EQ(item.GetNamed(L"nobody"), L"");
+    EXPECT_EQ(item.GetIndexed(9, 1), L"b");
+    EXPECT_EQ(item.GetIndexed(9, 2) + item.GetIndexed(9, -1) + item.GetIndexed(8, 0), L"");
+    EXPECT_TRUE(std::holds_alternative<std::int64_t>(*item.Value(2)));
+    item.Clear();
+    EXPECT_EQ(item.Value(1), nullptr);
+}
+
+TEST_F(ExchangeTest, ReportsAndFillsCarryWhatTheClientSent) {
+    PaperParameters parameters;
+    PutWish(parameters, {kFuture, kBuy, kLimit, kDay, 2, 1002 * kE10});
+    parameters.PutText(24, L"mine");
+    parameters.PutText(25, L"UK#2=A;UK#7=B");
+    parameters.PutText(26, L"Halvane");
+    parameters.PutText(23, L"swing");
+    parameters.PutText(22, L"HedgeFlag=3;DelayTransPosition=1");
+    parameters.PutInt(17, 1);
+    ASSERT_EQ(exchange_.NewOrder(kFutOptOrder, parameters), kAccepted);
+    Trace();
+    const Order& order = *lastReport_.order;
+    PaperItem report(ItemClass::ExecutionReport);
+    PutReport(report, order, lastReport_.state);
+    const std::int64_t ask = order.fills.front()->priceE10;
+
+    const std::pair<std::int32_t, const wchar_t*> kTexts[] = {
+        {6, L"1000001"},        {7, L"PAPER"},  {43, kFuture},    {28, L"mine"},
+        {29, L"UK#2=A;UK#7=B"}, {27, L"swing"}, {60, L"Halvane"}, {37, L"Partly filled"},
+        {61, L"0;1"},           {49, L""},      {50, L""},        {51, L""},
+    };
+    for (const auto& [id, text] : kTexts)
+        EXPECT_EQ(report.GetText(id), text) << id;
+    const std::pair<std::int32_t, std::int32_t> kInts[] = {
+        {17, kBuy}, {19, 2}, {20, 2}, {23, kLimit},        {24, kNoInt}, {48, kNoInt}, {25, 1},
+        {26, kDay}, {31, 1}, {32, 1}, {33, kPartlyFilled}, {57, 0},      {39, 1},      {52, 0},
+    };
+    for (const auto& [id, value] : kInts)
+        EXPECT_EQ(report.GetInt(id), value) << id;
+    EXPECT_EQ(report.GetInt64(21), 1002 * kE10);
+    EXPECT_EQ(report.GetInt64(22), kNoInt64);
+    EXPECT_EQ(report.GetInt64(56), kNoInt64);
+    EXPECT_EQ(report.GetInt64(36), ask);
+    EXPECT_EQ(report.GetNamed(L"HedgeFlag"), L"3");
+    EXPECT_EQ(report.GetNamed(L"SliceID"), L"");
+    EXPECT_EQ(report.GetIndexed(3, 0), order.fills.front()->fillId);
+
+    PaperItem fill(ItemClass::Fill);
+    PutFill(fill, *order.fills.front());
+    EXPECT_EQ(fill.GetText(6), order.fills.front()->fillId);
+    EXPECT_EQ(fill.GetText(13), report.GetText(42));
+    EXPECT_EQ(fill.GetText(24), L"UK#2=A;UK#7=B");
+    EXPECT_EQ(fill.GetInt64(15), ask);
+    EXPECT_EQ(fill.GetInt(16), 1);
+    EXPECT_EQ(fill.GetInt(20), report.GetInt(34));
+}
+
+// A hand-made example: three futures are sold at the bid of 1000, one is bought back at the ask.
+TEST_F(ExchangeTest, PositionAndMarginRowsAgreeWithTheFills) {
+    Place({kFuture, kSell, kMarket, kDay, 3});
+    exchange_.Tick();
+    exchange_.Tick();
+    Trace();
+    Place({kFuture, kBuy, kMarket, kDay, 1});
+    Place({kFuture, kBuy, kLimit, kDay, 5, 990 * kE10});
+    const Account& account = *exchange_.Accounts()[0];
+    ASSERT_EQ(account.Held().size(), 1u);
+    const std::int64_t ask = exchange_.FindBook(kFuture)->LastE10();
+    const std::int64_t lossPerLot = (ask - 1000 * kE10) * 50;
+
+    PaperItem row(ItemClass::Position);
+    PutPosition(row, account, *account.Held()[0], L"XTS");
+    EXPECT_EQ(row.GetText(13), kFuture);
+    const std::pair<std::int32_t, std::int32_t> kInts[] = {
+        {25, kSell}, {28, 2}, {60, 0}, {61, 2}, {68, 5}, {69, 0}, {77, 1},
+        {78, 3},     {79, 4}, {38, 2}, {82, 0}, {41, 3}, {42, 1},
+    };
+    for (const auto& [id, value] : kInts)
+        EXPECT_EQ(row.GetInt(id), value) << id;
+    EXPECT_EQ(row.GetInt64(29), 1000 * kE10);
+    EXPECT_EQ(row.GetInt64(66), kNoInt64);
+    EXPECT_EQ(row.GetInt64(67), 1000 * kE10);
+    EXPECT_EQ(row.GetInt64(45), 1000 * kE10 * 50 * 2);
+    EXPECT_EQ(row.GetInt64(35), -lossPerLot);
+    EXPECT_EQ(row.GetInt64(30), -2 * lossPerLot);
+    EXPECT_EQ(row.GetInt64(52), 8 * kE10);
+    EXPECT_EQ(row.GetInt64(33), ask * 50 * 2 / 100 * 6);
+    EXPECT_EQ(row.GetInt64(34), 990 * kE10 * 50 * 3 / 100 * 6); // three of the five would open
+    EXPECT_EQ(ToInt64(row.GetNamed(L"MarketPrice")), ask / kE4);
+    EXPECT_EQ(ToInt64(row.GetNamed(L"TodayProfit")), -3 * lossPerLot);
+
+    PaperItem money(ItemClass::Margin);
+    PutMargin(money, account, L"XTS");
+    EXPECT_EQ(money.GetText(9), L"PAPER account 1000001");
+    EXPECT_EQ(money.GetInt64(12), 10'000'000 * kE6);
+    EXPECT_EQ(money.GetInt64(26), 10'000'000 * kE6 - 8 * kE6 - lossPerLot / kE4);
+    EXPECT_EQ(money.GetInt64(30), money.GetInt64(26) - 2 * lossPerLot / kE4);
+    EXPECT_EQ(money.GetInt64(33), row.GetInt64(33) / kE4);
+    EXPECT_EQ(money.GetInt64(35), row.GetInt64(34) / kE4);
+    EXPECT_EQ(money.GetNamed(L"FundMortgageIn"), L"");
+
+    Tracker tracker;
+    tracker.Add(account);
+    EXPECT_EQ(tracker.Entries(), L"PAPER-1000001:ALL");
+    EXPECT_EQ(tracker.Instruments(L"PAPER-1000001:ALL"), kFuture);
+    EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"ShortOI"), 2);
+    EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"ClosePnL"), row.GetInt64(35));
+    EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"$Delta"), kNoInt64);
+    EXPECT_EQ(tracker.Figure(L"", kFuture, L"ShortOI"), kNoInt64);
+}
+
+} // namespace
+} // namespace halvane::paper

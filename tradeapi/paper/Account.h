@@ -1,0 +1,66 @@
+#pragma once
+
+#include "tradeapi/paper/Market.h"
+#include "tradeapi/paper/Position.h"
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+namespace halvane::paper {
+
+// What an account is worth at the last prices, in millionths.
+struct Funds {
+    std::int64_t cash = 0;
+    std::int64_t stockValue = 0;
+    std::int64_t longOptionValue = 0, shortOptionValue = 0;           // the second one is below 0
+    std::int64_t optionProfit = 0, futureProfit = 0, stockProfit = 0; // open
+    std::int64_t margin = 0;
+    Frozen frozen;
+
+    std::int64_t OptionValue() const { return longOptionValue + shortOptionValue; }
+    std::int64_t Equity() const { return cash + futureProfit + stockValue + OptionValue(); }
+    std::int64_t OpenProfit() const { return optionProfit + futureProfit + stockProfit; }
+    // What new orders may use: neither paid for something, nor pledged, nor held back.
+    std::int64_t Free() const { return cash + futureProfit - margin - frozen.Total(); }
+};
+
+// One account: its cash and its positions. Stocks and options are paid in full when they trade,
+// futures when they are closed.
+class Account {
+  public:
+    explicit Account(AccountSetup setup);
+
+    const AccountSetup& Setup() const { return setup_; }
+    const Text& Mask() const { return mask_; } // "<BrokerID>-<Account>"
+
+    // The position in the book's instrument, which is made when there is none.
+    Position& PositionIn(const Book& book);
+    // Those that ever had a fill, in the order of their first one.
+    const std::vector<const Position*>& Held() const { return held_; }
+
+    // Holds back what the order needs, or gives it back. Between the two the order stays as it is.
+    void Freeze(Order& order, const Frozen& need);
+    void Release(Order& order);
+
+    void Apply(const Fill& fill);
+
+    Funds Reckon() const;
+    std::int64_t CashE6() const { return cashE6_; }
+    std::int64_t CommissionE6() const { return commissionE6_; }
+    std::int64_t RealisedE6() const { return realisedE6_; }
+    std::int64_t OptionPremiumE6() const { return optionPremiumE6_; }
+
+  private:
+    AccountSetup setup_;
+    Text mask_;
+    std::int64_t cashE6_;
+    std::int64_t commissionE6_ = 0;
+    std::int64_t realisedE6_ = 0;
+    std::int64_t optionPremiumE6_ = 0; // received less paid
+    Frozen frozen_;
+    std::map<const Book*, Position> positions_;
+    std::vector<const Position*> held_;
+};
+
+} // namespace halvane::paper

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "tradeapi/paper/PriceProcess.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace halvane::paper {
+
+struct Order;
+
+// The other side of a trade: another client's order, or the background when there is none.
+struct Match {
+    Order* order;
+    std::int64_t priceE10;
+    std::int32_t quantity;
+};
+
+// The market in one instrument: what the background quotes, and the clients' orders in price-time
+// order. The book finds trades; carrying them out is the exchange's part. At one price the
+// background stands first, since it was there before.
+class Book {
+  public:
+    explicit Book(const Instrument& instrument) : instrument_(instrument) {}
+
+    const Instrument& TheInstrument() const { return instrument_; }
+    const Quote& CurrentQuote() const { return quote_; }
+    std::int64_t LastE10() const { return lastE10_; }
+    void SetLast(std::int64_t priceE10) { lastE10_ = priceE10; }
+    void SetTick(const Tick& tick);
+
+    // The best that an order coming in meets now, for as much as both sides have.
+    std::optional<Match> BestFor(const Order& taker) const;
+    // How much it would meet in all.
+    std::int64_t AvailableTo(const Order& taker) const;
+    void TakeFromQuote(std::int32_t takerSide, std::int32_t quantity);
+
+    // A resting order may change price and place only while it is out of the book.
+    void Rest(Order& order);
+    void Remove(Order& order);
+
+    // A resting order that the background's price has reached, with the trade that follows. When
+    // the price has moved past the order since the last tick, it trades where it was passed: it
+    // would have been hit there.
+    std::optional<std::pair<Order*, Match>> NextReached() const;
+
+    // An order whose stop price the last price has reached.
+    Order* NextTriggered() const;
+
+  private:
+    // Rank is the distance from the price that is served first; orders at any price come before.
+    using Queue = std::map<std::pair<std::int64_t, std::uint64_t>, Order*>;
+
+    static Queue::key_type KeyOf(const Order& order);
+    Queue& QueueOf(std::int32_t side);
+    const Queue& QueueOf(std::int32_t side) const;
+    std::int64_t PriceOf(const Order& resting) const;
+    std::optional<Match> BestOrderFor(const Order& taker) const;
+    std::optional<Match> Reached(const Order& resting) const;
+
+    const Instrument& instrument_;
+    Quote quote_{};
+    Quote previous_{};
+    std::int64_t lastE10_ = 0;
+    Queue buys_, sells_;
+    std::vector<Order*> stops_;
+};
+
+} // namespace halvane::paper

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+
+namespace halvane::paper {
+
+// The integers that the paper platform understands and answers. Clients see them on the wire, so
+// a code keeps its meaning for ever.
+
+enum OrderKind : std::int32_t { kStockOrder = 8, kFutOptOrder = 9 };
+
+enum Side : std::int32_t { kBuy = 1, kSell = 2 };
+
+// A stop becomes a market order, a stop-limit a limit order, once the last price has reached the
+// stop price.
+enum OrderType : std::int32_t { kMarket = 1, kLimit = 2, kStop = 3, kStopLimit = 4 };
+
+// An order that names none (0) is a day order.
+enum TimeInForce : std::int32_t { kDay = 1, kImmediateOrCancel = 2, kFillOrKill = 3 };
+
+// What the newest report of an order tells.
+enum ExecType : std::int32_t {
+    kNew = 0,
+    kPartlyFilled = 1,
+    kFilled = 2,
+    kCancelled = 4,
+    kReplaced = 5,
+    kRejected = 8,
+    kTriggered = 9,
+};
+
+// What a new order, a replacement or a cancellation is answered with. Anything but kAccepted leaves
+// everything as it was and no report follows.
+enum ResultCode : std::int32_t {
+    kAccepted = 1,
+
+    kNotConnected = 101,  // before Connect
+    kForeignObject = 102, // a parameters object of another platform
+    kUnknownOrderKind = 103,
+
+    kUnknownSymbol = 111,
+    kUnknownAccount = 112, // "<BrokerID>-<Account>" names none
+    kWrongOrderKind = 113, // a stock in a futures/options order, or the other way
+    kBadSide = 114,
+    kBadOrderType = 115,
+    kBadTimeInForce = 116,
+    kBadQuantity = 117, // below 1, above what the instrument takes, or not above the filled part
+    kBadPrice = 118,    // no whole number of 1e-10 above 0, or a price for a market order
+    kBadStopPrice = 119,
+    kOffTick = 120, // price or stop price between two ticks
+    kSpreadUnsupported = 121,
+    kFeatureUnsupported = 122, // touch, trailing, chase, slices
+
+    kUnknownReport = 131,
+    kNotWorking = 132, // filled, cancelled or rejected already
+
+    // These two also stand as ErrorCode in the report of a new order that was rejected.
+    kOutsidePriceLimits = 141,
+    kFundsShort = 142,
+};
+
+} // namespace halvane::paper

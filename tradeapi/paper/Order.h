@@ -1,0 +1,71 @@
+#pragma once
+
+#include "tradeapi/paper/Calendar.h"
+#include "tradeapi/paper/Ticket.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace halvane::paper {
+
+class Account;
+class Book;
+struct Fill;
+
+// What changes during an order's life; a report is a copy of it.
+struct OrderState {
+    std::int32_t quantity;
+    std::int32_t filled = 0;
+    std::int32_t leaves;
+    std::int64_t priceE10; // kNoInt64: at any price
+    std::int64_t stopE10;  // kNoInt64: none
+    std::int64_t triggeredE10 = kNoInt64;
+    std::int64_t paidE6 = 0; // the fills' prices times their quantities
+    std::int32_t execType = 0;
+    std::int32_t errorCode = 0;
+    Stamp stamp{};
+    std::size_t fillCount = 0;
+    Text history{}; // the execution types so far
+
+    // Of the fills; kNoInt64 before the first.
+    std::int64_t AveragePriceE10() const;
+};
+
+// What an order holds back of its account while it works.
+struct Frozen {
+    std::int64_t cashE6 = 0;
+    std::int64_t marginE6 = 0;
+    std::int64_t commissionE6 = 0;
+
+    std::int64_t Total() const { return cashE6 + marginE6 + commissionE6; }
+    Frozen& operator+=(const Frozen& other);
+    Frozen& operator-=(const Frozen& other);
+};
+
+// An order and its report, which bears one identity all its life. The first block never changes.
+struct Order {
+    Text reportId, orderId;
+    Ticket ticket;
+    std::int32_t tradeDate;
+    Account& account;
+    Book& book;
+
+    OrderState state;
+    std::vector<const Fill*> fills;
+    Frozen frozen;
+    std::uint64_t place = 0; // in the queue; the lower the earlier
+    bool waiting = false;    // for its stop price
+
+    bool IsWorking() const { return state.leaves > 0; }
+    bool IsBuy() const;
+};
+
+struct Fill {
+    Text fillId;
+    const Order& order;
+    std::int64_t priceE10;
+    std::int32_t quantity;
+    Stamp stamp;
+};
+
+} // namespace halvane::paper

@@ -1,0 +1,110 @@
+#include "tradeapi/paper/Position.h"
+
+#include "tradeapi/paper/Book.h"
+#include "tradeapi/paper/Codes.h"
+#include "tradeapi/paper/Units.h"
+
+#include <cstdlib>
+
+namespace halvane::paper {
+namespace {
+
+// What stands for a share of the value in the margin of `units`, and the value itself if it counts.
+std::int64_t MarginFor(const Instrument& instrument, std::int64_t priceE10, std::int64_t units) {
+    const bool option = instrument.kind == InstrumentKind::Option;
+    const std::int64_t base = AmountE6(option ? instrument.strikeE10 : priceE10, units);
+    return Share(base, instrument.marginPpm, kE6);
+}
+
+} // namespace
+
+std::int64_t OrderState::AveragePriceE10() const { return PriceOfE10(paidE6, filled); }
+
+bool Order::IsBuy() const { return ticket.side == kBuy; }
+
+Frozen& Frozen::operator+=(const Frozen& other) {
+    cashE6 += other.cashE6;
+    marginE6 += other.marginE6;
+    commissionE6 += other.commissionE6;
+    return *this;
+}
+
+Frozen& Frozen::operator-=(const Frozen& other) {
+    cashE6 -= other.cashE6;
+    marginE6 -= other.marginE6;
+    commissionE6 -= other.commissionE6;
+    return *this;
+}
+
+std::int64_t PriceOfE10(std::int64_t amountE6, std::int64_t units) {
+    return units == 0 ? kNoInt64 : Share(amountE6, kE4, units);
+}
+
+std::int64_t Position::Apply(bool buy, std::int64_t priceE10, std::int64_t quantity) {
+    const std::int64_t multiplier = book->TheInstrument().multiplier;
+    const std::int64_t sign = buy ? 1 : -1;
+    const bool opposite = buy ? net < 0 : net > 0;
+    const std::int64_t closing = opposite ? std::min(std::abs(net), quantity) : 0;
+    const std::int64_t opening = quantity - closing;
+    const std::int64_t closingE6 = AmountE6(priceE10, closing * multiplier);
+    const std::int64_t openingE6 = AmountE6(priceE10, opening * multiplier);
+
+    const std::int64_t released = closing == 0 ? 0 : Share(costE6, closing, std::abs(net));
+    const std::int64_t profit = -sign * closingE6 - released;
+    net += sign * quantity;
+    costE6 += sign * openingE6 - released;
+    realisedE6 += profit;
+    (buy ? bought : sold) += quantity;
+    (buy ? boughtE6 : soldE6) += closingE6 + openingE6;
+    opened += opening;
+    closed += closing;
+    openedE6 += openingE6;
+    closedE6 += closingE6;
+    held = true;
+    return profit;
+}
+
+std::int64_t Position::ValueE6() const {
+    return AmountE6(book->LastE10(), net * book->TheInstrument().multiplier);
+}
+
+std::int64_t Position::MarginE6() const {
+    const Instrument& instrument = book->TheInstrument();
+    const std::int64_t units = std::abs(net) * instrument.multiplier;
+    const bool future = instrument.kind == InstrumentKind::Future;
+    if (net > 0 && !future) return 0;
+    const std::int64_t share = MarginFor(instrument, book->LastE10(), units);
+    return future ? share : share - ValueE6();
+}
+
+std::int64_t Position::AveragePriceE10() const {
+    return PriceOfE10(std::abs(costE6), std::abs(net) * book->TheInstrument().multiplier);
+}
+
+Frozen NeedOf(const Order& order, const Position& position, std::int64_t priceE10) {
+    const Instrument& instrument = position.book->TheInstrument();
+    const std::int64_t opposite = order.IsBuy() ? position.ShortQty() : position.LongQty();
+    const std::int64_t before = order.IsBuy() ? position.workingBuy : position.workingSell;
+    const std::int64_t closable = std::max<std::int64_t>(opposite - before, 0);
+    const std::int64_t opening = std::max<std::int64_t>(order.state.leaves - closable, 0);
+    const std::int64_t units = opening * instrument.multiplier;
+
+    Frozen need;
+    if (order.IsBuy() && instrument.kind != InstrumentKind::Future) {
+        need.cashE6 = AmountE6(priceE10, units);
+    } else {
+        need.marginE6 = MarginFor(instrument, priceE10, units);
+    }
+    need.commissionE6 = CommissionE6(instrument, priceE10, order.state.leaves);
+    return need;
+}
+
+std::int64_t CommissionE6(const Instrument& instrument, std::int64_t priceE10,
+                          std::int64_t quantity) {
+    const std::int64_t amount = AmountE6(priceE10, quantity * instrument.multiplier);
+    const std::int64_t share = Share(amount, instrument.commissionPpm, kE6);
+    const bool rounded = amount % kE6 * instrument.commissionPpm % kE6 != 0;
+    return share + (rounded ? 1 : 0) + instrument.commissionLotE6 * quantity;
+}
+
+} // namespace halvane::paper
