@@ -1,0 +1,224 @@
+#include "publish/PublishWorker.h"
+
+#include "foundation/logger/Log.h"
+#include "foundation/support/Clock.h"
+#include "foundation/support/Event.h"
+#include "foundation/support/Json.h"
+#include "foundation/support/Numbers.h"
+#include "foundation/support/Settings.h"
+#include "foundation/support/Strings.h"
+#include "foundation/support/Utf.h"
+#include "publish/AccountRecord.h"
+#include "publish/ExecutionReportRecord.h"
+#include "publish/FillReportRecord.h"
+#include "publish/SignalRecord.h"
+#include "tradeapi/TradeApi.h"
+#include "tradeapi/TradeData.h"
+
+#include <random>
+#include <tuple>
+
+namespace halvane {
+namespace {
+
+constexpr int kFirstPort = 50000;
+constexpr int kLastPort = 60000;
+constexpr int kPorts = kLastPort - kFirstPort + 1;
+constexpr int kMostSockets = 65535; // the library's own limit
+constexpr std::uint32_t kHeartbeatMs = 20000;
+
+int DrawPort(std::mt19937& generator) {
+    const double port = static_cast<double>(generator()) / 4294967296.0 * kPorts + kFirstPort;
+    return port >= kLastPort ? kLastPort : static_cast<int>(port);
+}
+
+// The border of every event handler: nothing goes back to the platform but the return.
+template <class Work> void HandleEvent(const wchar_t* event, Work work) {
+    try {
+        work();
+    } catch (const std::exception& error) {
+        Log().Error(L"[PublishWorker]%s failed: %s", event,
+                    FromUtf8(error.what()).value_or(L"").c_str());
+    }
+}
+
+} // namespace
+
+PublishWorker::~PublishWorker() = default;
+
+bool PublishWorker::StartService(TradeApi& tradeApi, std::stop_token stop) {
+    context_ = MakeZmqContext();
+    zmq_ctx_set(context_.get(), ZMQ_MAX_SOCKETS, kMostSockets); // failed ones stay open, see below
+    Log().Info(L"[PublishWorker]StartService()");
+    tradeApi_ = &tradeApi;
+    if (!BindToFreePort(stop)) return false;
+    if (!tradeApi.Advise(static_cast<TradeEvents&>(*this))) {
+        Log().Fatal(L"Create event failed");
+        return false;
+    }
+    Log().Info(L"[PublishWorker]working...");
+    heartbeat_ = std::jthread([this](std::stop_token ended) { SendHeartbeats(ended); });
+    return true;
+}
+
+bool PublishWorker::BindToFreePort(std::stop_token stop) {
+    std::mt19937 generator(std::random_device{}());
+    for (int refused = 0; !stop.stop_requested();) {
+        const int port = DrawPort(generator);
+        const Text ip = GetSetting(L"MyIP");
+        // A socket whose bind failed is left open and replaced; when the system has no more sockets
+        // to give, the last one is tried again.
+        if (ZmqSocket fresh(zmq_socket(context_.get(), ZMQ_PUB)); fresh != nullptr) {
+            if (socket_ != nullptr) refused_.push_back(std::move(socket_));
+            socket_ = std::move(fresh);
+        }
+        if (socket_ != nullptr && BindTcp(socket_.get(), ip, port)) {
+            SetSetting(L"PublishPort", DecimalText(port));
+            Log().Info(L"PublishPort:%d", port);
+            return true;
+        }
+        if (++refused % kPorts == 0)
+            Log().Warn(L"[PublishWorker]no free port found in %d tries on %s", refused, ip.c_str());
+        TheClock().Sleep(1, stop);
+    }
+    return false;
+}
+
+void PublishWorker::SendHeartbeats(std::stop_token stop) {
+    do {
+        HandleEvent(L"heartbeat", [this] { PublishEmpty(L"PING", true); });
+    } while (TheClock().Sleep(kHeartbeatMs, stop));
+}
+
+void PublishWorker::SendData(const Text& text, bool log) {
+    std::string bytes = ToUtf8(text);
+    const std::lock_guard guard(sendLock_);
+    if (log) Log().Info(L"[PublishWorker]SendData:%s", text.c_str());
+    ++sent_;
+    SendWithTrailingZero(socket_.get(), std::move(bytes));
+}
+
+void PublishWorker::PublishEmpty(const wchar_t* dataType, bool log) {
+    JsonWriter document;
+    document.Member(L"DataType", dataType);
+    SendData(document.Finish(), log);
+}
+
+void PublishWorker::OnAccountUpdate(std::int32_t kind, TextView key, std::int32_t value) {
+    HandleEvent(L"OnAccountUpdate", [&] {
+        if (value == -100 || value == -200) return; // the platform's marks for no news
+        switch (kind) {
+        case kAccounts: PublishAccounts(kind, value); break;
+        case kPositions:
+        case kDetailPositions:
+        case kMargins:
+        case kCombinationOrders: StoreRowCount(kind, key, value); break;
+        case kTradeDataLoaded: SetTradeDataReady(); break;
+        default: break;
+        }
+    });
+}
+
+void PublishWorker::PublishAccounts(std::int32_t kind, std::int32_t count) {
+    Log().Info(L"[PublishWorker]ProcessAccountData(%d, %d)", kind, count);
+    const auto item = tradeApi_->CreateItem(ItemClass::Account);
+    if (item == nullptr) {
+        Log().Fatal(L"[PublishWorker]create %s failed", ProgIdOf(ItemClass::Account));
+        return;
+    }
+    StoreRowCount(kAccounts, L"", count);
+    JsonWriter document;
+    document.Member(L"DataType", L"ACCOUNTS");
+    document.BeginArray(L"Accounts");
+    // A list that breaks off is published as far as it was read; clients can ask for the whole.
+    std::ignore = WriteAccounts(document, Form::Published, *tradeApi_, *item);
+    document.EndArray();
+    SendData(document.Finish(), true);
+}
+
+void PublishWorker::OnExecutionReport(TextView reportId) {
+    HandleEvent(L"OnExecutionReport", [&] {
+        Log().Info(L"[PublishWorker]OnExecutionReport(%s)", Text(reportId).c_str());
+        PublishReport(L"EXECUTIONREPORT", ItemClass::ExecutionReport, reportId,
+                      ExecutionReportFields());
+    });
+}
+
+void PublishWorker::OnFilledReport(TextView reportId) {
+    HandleEvent(L"OnFilledReport", [&] {
+        Log().Info(L"[PublishWorker]OnFilledReport(%s)", Text(reportId).c_str());
+        PublishReport(L"FILLEDREPORT", ItemClass::Fill, reportId, FillReportFields());
+    });
+}
+
+void PublishWorker::PublishReport(const wchar_t* dataType, ItemClass itemClass, TextView reportId,
+                                  std::span<const Field> fields) {
+    const auto item = tradeApi_->CreateItem(itemClass);
+    if (item == nullptr) {
+        Log().Fatal(L"[PublishWorker]create %s failed", ProgIdOf(itemClass));
+        return;
+    }
+    tradeApi_->QueryReport(kOneReport, reportId, *item);
+    JsonWriter document;
+    document.Member(L"DataType", dataType);
+    document.BeginObject(L"Report");
+    WriteRecord(document, fields, Form::Published, *item);
+    document.EndObject();
+    SendData(document.Finish(), true);
+}
+
+void PublishWorker::OnReportReset() {
+    HandleEvent(L"OnReportReset", [this] {
+        Log().Info(L"[PublishWorker]OnReportReset");
+        PublishEmpty(L"REPORTRESET", true);
+    });
+}
+
+void PublishWorker::OnPositionTracker() {
+    HandleEvent(L"OnPositionTracker", [this] { PublishEmpty(L"POSITIONTRACKER", false); });
+}
+
+void PublishWorker::OnCommandMsg(std::int32_t kind, std::int32_t subKind, TextView text) {
+    if (kind != 2 || subKind != 5) return; // the host takes the others
+    HandleEvent(L"OnCommandMsg", [&] {
+        JsonWriter document;
+        document.Member(L"DataType", L"SYMBOLCLEAR");
+        document.BeginObject(L"Data");
+        document.Member(L"Symbol", text);
+        document.EndObject();
+        SendData(document.Finish(), true);
+        Log().Info(L"SYMBOLCLEAR. Symbol=%s.", Text(text).c_str());
+    });
+}
+
+void PublishWorker::OnSetTopic(TextView topic, std::int32_t lParam, TextView strParam,
+                               const std::optional<Text>& data) {
+    HandleEvent(L"OnSetTopic", [&] {
+        Log().Info(L"OnSetTopic() Topic:%s, lParam:%d, strParam:%s", Text(topic).c_str(), lParam,
+                   Text(strParam).c_str());
+        if (topic == L"Corvinta")
+            PublishSignal(strParam);
+        else if (topic == L"VANTOR.RETURN")
+            TakeRecoveredFile(lParam, strParam, data.value_or(L""));
+    });
+}
+
+void PublishWorker::PublishSignal(TextView signal) {
+    JsonWriter document;
+    document.Member(L"DataType", L"CorvintaSignal");
+    document.BeginObject(L"Data");
+    WriteSignal(document, signal);
+    document.EndObject();
+    SendData(document.Finish(), true);
+}
+
+// The answer to a request that waits for a contract list of some date.
+void PublishWorker::TakeRecoveredFile(std::int32_t date, TextView alias, const Text& file) {
+    Log().Info(L"ProcessQRMRecover. lParam=%d, strParam=%s, strFile=%s.", date, Text(alias).c_str(),
+               file.c_str());
+    const Text key = Format(L"%s_%d", Text(alias).c_str(), date);
+    SetSetting(key, file); // before the signal: whoever wakes reads it
+    if (auto event = NamedEvent::Open(key)) event->Signal();
+}
+
+} // namespace halvane

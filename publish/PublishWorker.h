@@ -1,0 +1,65 @@
+#pragma once
+
+#include "foundation/support/Zmq.h"
+#include "tradeapi/Items.h"
+#include "tradeapi/TradeEvents.h"
+
+#include <atomic>
+#include <mutex>
+#include <span>
+#include <thread>
+#include <vector>
+
+namespace halvane {
+
+struct Field;
+class TradeApi;
+
+// The push channel: takes the platform's trade events, turns each into one JSON document and
+// publishes it to every subscriber, and sends a heartbeat every 20 s from a thread of its own.
+// Events come on the platform's thread; whatever goes wrong in one is logged and drops that event.
+class PublishWorker : public TradeEvents {
+  public:
+    PublishWorker() = default;
+    ~PublishWorker() override; // ends the heartbeat
+
+    // Binds the socket to a port that is drawn at random (setting "PublishPort"), attaches itself
+    // to the platform's trade events and starts the heartbeat. Called once. False when the platform
+    // does not take the sink, or when a stop was requested while no port was free.
+    [[nodiscard]] bool StartService(TradeApi& tradeApi, std::stop_token stop = {});
+
+    // Publishes one document as one frame: UTF-8 and a zero byte. Safe from any thread.
+    void SendData(const Text& text, bool log);
+
+    // How many publications have been sent. Safe from any thread.
+    std::uint64_t Sent() const { return sent_; }
+
+    void OnAccountUpdate(std::int32_t kind, TextView key, std::int32_t value) override;
+    void OnCommandMsg(std::int32_t kind, std::int32_t subKind, TextView text) override;
+    void OnExecutionReport(TextView reportId) override;
+    void OnFilledReport(TextView reportId) override;
+    void OnReportReset() override;
+    void OnSetTopic(TextView topic, std::int32_t lParam, TextView strParam,
+                    const std::optional<Text>& data) override;
+    void OnPositionTracker() override;
+
+  private:
+    bool BindToFreePort(std::stop_token stop);
+    void SendHeartbeats(std::stop_token stop);
+    void PublishAccounts(std::int32_t kind, std::int32_t count);
+    void PublishReport(const wchar_t* dataType, ItemClass itemClass, TextView reportId,
+                       std::span<const Field> fields);
+    void PublishEmpty(const wchar_t* dataType, bool log);
+    void PublishSignal(TextView signal);
+    void TakeRecoveredFile(std::int32_t date, TextView alias, const Text& file);
+
+    ZmqContext context_;
+    std::vector<ZmqSocket> refused_; // their ports were taken; left open
+    ZmqSocket socket_;
+    TradeApi* tradeApi_ = nullptr;
+    std::mutex sendLock_; // around each send and its log line
+    std::atomic<std::uint64_t> sent_ = 0;
+    std::jthread heartbeat_;
+};
+
+} // namespace halvane
