@@ -1,0 +1,202 @@
+#include "request/RepWorker.h"
+
+#include "foundation/logger/Log.h"
+#include "foundation/support/Clock.h"
+#include "foundation/support/Md5.h"
+#include "foundation/support/Numbers.h"
+#include "foundation/support/Process.h"
+#include "foundation/support/Settings.h"
+#include "foundation/support/Strings.h"
+#include "foundation/support/Utf.h"
+#include "request/Operations.h"
+#include "request/Sessions.h"
+#include "tradeapi/TradeApi.h"
+#include "tradeapi/TradeData.h"
+
+#include <atomic>
+
+namespace halvane {
+namespace {
+
+constexpr const wchar_t* kRemoveLoginInfo = L"RemoveLoginInfo";
+constexpr std::int32_t kSessionMode = 3;
+constexpr std::uint32_t kReadyLookMs = 100;
+constexpr int kReadyLooks = 200;
+
+// A blocked worker is dealt requests all the same; with little room on its link they go to others.
+constexpr int kQueuedRequests = 1;
+constexpr int kLinkBufferBytes = 2048;
+
+std::atomic<std::uint32_t> loginCounter = 0;
+std::atomic<std::uint64_t> requestsServed = 0;
+
+// Every entry "<alias>:<type>", or "<alias>" alone for a type of the same name.
+std::map<Text, Text, std::less<>> LoadContractNames() {
+    std::map<Text, Text, std::less<>> names;
+    const Text setting = GetSetting(L"ContractName");
+    if (setting.empty()) return names;
+    for (const TextView entry : Split(setting, L',')) {
+        const std::size_t colon = entry.find(L':');
+        const TextView alias = entry.substr(0, colon);
+        const TextView type = colon == TextView::npos ? alias : entry.substr(colon + 1);
+        if (alias.find_first_of(L"/\\:") != TextView::npos) // it becomes part of a file name
+            Log().Warn(L"ContractName: alias %s is not used", Text(alias).c_str());
+        else
+            names.insert_or_assign(Text(type), Text(alias));
+    }
+    return names;
+}
+
+void LogFailure(const wchar_t* work, const std::exception& error) {
+    Log().Error(L"[RepWorker]%s failed: %s", work, FromUtf8(error.what()).value_or(L"").c_str());
+}
+
+} // namespace
+
+std::uint64_t RequestsServed() { return requestsServed; }
+
+RepWorker::RepWorker(Text loginType)
+    : processId_(CurrentProcessId()), serviceKey_(GetSetting(L"ServiceKey")),
+      loginType_(std::move(loginType)) {}
+
+RepWorker::~RepWorker() { CppUtility::UnregisterNotification(kRemoveLoginInfo, this); }
+
+void RepWorker::StartService(TradeApi& tradeApi, std::stop_token stop) {
+    context_ = MakeZmqContext();
+    Log().Info(L"[RepWorker]StartService()");
+    tradeApi_ = &tradeApi;
+    stop_ = stop;
+    const Text endpoint = Format(L"tcp://127.0.0.1:%d", ToInt32(GetSetting(L"RelayPort")));
+    socket_.reset(zmq_socket(context_.get(), ZMQ_REP));
+    SetZmqOption(socket_.get(), ZMQ_RCVHWM, kQueuedRequests);
+    SetZmqOption(socket_.get(), ZMQ_RCVBUF, kLinkBufferBytes);
+    if (zmq_connect(socket_.get(), ToNarrow(endpoint).c_str()) != 0) {
+        Log().Info(L"[RepWorker]connect to relay service failed");
+        return;
+    }
+    contractNames_ = LoadContractNames();
+    CppUtility::RegisterNotification(kRemoveLoginInfo, this);
+    Log().Info(L"[RepWorker]working...");
+    const std::stop_callback end(stop, [this] { zmq_ctx_shutdown(context_.get()); });
+    while (!stop.stop_requested())
+        ServeNext();
+}
+
+void RepWorker::ServeNext() {
+    ZmqMessage message;
+    if (!message.Receive(socket_.get())) {
+        Pause(1);
+        return;
+    }
+    // Whatever follows the first frame belongs to the same request, which then is none.
+    bool oneFrame = true;
+    for (bool more = message.HasMore(); more; oneFrame = false) {
+        ZmqMessage rest;
+        more = rest.Receive(socket_.get()) && rest.HasMore();
+    }
+    replied_ = false;
+    try {
+        DoWork(oneFrame ? message.Bytes() : std::string_view());
+    } catch (const std::exception& error) {
+        LogFailure(L"DoWork", error);
+    }
+    if (!replied_) ReplyFail(kNoRequest, kHandlerFailed, L"");
+}
+
+void RepWorker::DoWork(std::string_view bytes) {
+    const Text text = FromUtf8(bytes.substr(0, bytes.find('\0'))).value_or(L"");
+    Log().Info(L"DoWork:%s", text.c_str());
+    JsonDocument document;
+    const JsonValue* name = ParseJson(text, document) ? FindMember(document, L"Request") : nullptr;
+    if (name == nullptr || !name->IsString()) {
+        Log().Fatal(L"parse failed for json data");
+        ReplyFail(kNoRequest, L"", L"");
+        return;
+    }
+    const Operation* operation = FindOperation(StringMember(document, L"Request"));
+    if (operation == nullptr)
+        ReplyFail(kNoRequest, kUndefined, L"");
+    else
+        Run(*operation, document);
+}
+
+void RepWorker::Run(const Operation& operation, const JsonValue& root) {
+    const JsonValue noParam(rapidjson::kObjectType);
+    const JsonValue* param = FindMember(root, L"Param");
+    const bool hasParam = param != nullptr && param->IsObject();
+    const Request request{operation.name, root, StringMember(root, L"SessionKey"),
+                          hasParam ? *param : noParam, hasParam};
+    try {
+        if (Admit(operation, request)) operation.handler(*this, request);
+    } catch (const std::exception& error) {
+        LogFailure(operation.name, error);
+    }
+    if (!replied_) ReplyFail(operation.name, kHandlerFailed, request.sessionKey);
+}
+
+bool RepWorker::Admit(const Operation& operation, const Request& request) {
+    if (operation.checks & kTradeData) WaitForTradeData();
+    if (operation.checks & kSession) {
+        if (!IsSessionKnown(request.sessionKey)) {
+            ReplyFail(operation.name, kIllegalSession, request.sessionKey);
+            return false;
+        }
+        UpdatePingTime(Text(request.sessionKey));
+    }
+    if ((operation.checks & kParam) && !request.hasParam) {
+        ReplyFail(operation.name, kNoParam, request.sessionKey);
+        return false;
+    }
+    return true;
+}
+
+void RepWorker::WaitForTradeData() {
+    for (int look = 0; look < kReadyLooks && !IsTradeDataReady(); ++look) {
+        if (!Pause(kReadyLookMs)) return;
+    }
+}
+
+void RepWorker::ReplyFail(TextView request, TextView errMsg, TextView sessionKey) {
+    SendData(FailureReply(request, errMsg, sessionKey), true);
+}
+
+void RepWorker::SendData(const Text& json, bool log) {
+    std::string bytes = ToUtf8(json);
+    const std::lock_guard guard(sendLock_);
+    if (log) Log().Info(L"[RepWorker]SendData:%s", json.c_str());
+    replied_ = true;
+    ++requestsServed;
+    SendWithTrailingZero(socket_.get(), std::move(bytes));
+}
+
+void RepWorker::OnNotification(const wchar_t* name, const wchar_t* param) {
+    if (TextView(name) != kRemoveLoginInfo) return;
+    try {
+        DropSession(param);
+    } catch (const std::exception& error) {
+        LogFailure(name, error);
+    }
+}
+
+bool RepWorker::Pause(std::uint32_t timeMs) { return TheClock().Sleep(timeMs, stop_); }
+
+void RepWorker::EnterSessionMode() {
+    if (loginMode_ != 0) return;
+    loginMode_ = kSessionMode;
+    tradeApi_->SetMode(kSessionMode);
+}
+
+Text RepWorker::FormSessionKey() {
+    const std::lock_guard guard(keyLock_);
+    const LocalTime now = ToLocalTime(TheClock().UnixTimeMs());
+    const Text text =
+        Format(L"%02d%02d%02d%d", now.hour, now.minute, now.second, loginCounter.fetch_add(1));
+    return *FromUtf8(Md5Hex(ToNarrow(text)));
+}
+
+Text RepWorker::ContractAlias(TextView type) const {
+    const auto found = contractNames_.find(type);
+    return found == contractNames_.end() ? Text() : found->second;
+}
+
+} // namespace halvane

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "foundation/cpputility/Notifications.h"
+#include "foundation/support/Zmq.h"
+#include "request/Envelope.h"
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <stop_token>
+
+namespace halvane {
+
+struct Operation;
+class TradeApi;
+
+// How many requests have been answered in this process. Safe from any thread.
+std::uint64_t RequestsServed();
+
+// A request worker: receives one JSON request at a time from the broker, runs the handler that its
+// name chooses, and sends exactly one reply, whatever the client sent and whatever the handler or
+// the platform does. Four of them run, each with a thread, a context and a socket of its own; a
+// worker is used by its own thread alone, but for OnNotification.
+class RepWorker : public CppUtility::ReceiveNotification {
+  public:
+    // The login type is the platform's, as the host read it.
+    explicit RepWorker(Text loginType);
+    ~RepWorker();
+
+    // Serves until a stop is requested; returns at once when the socket cannot connect.
+    void StartService(TradeApi& tradeApi, std::stop_token stop);
+
+    // Handles one request, UTF-8 up to its first zero byte.
+    void DoWork(std::string_view bytes);
+
+    // The two ways to reply. Every reply leaves through SendData, as UTF-8 and a zero byte.
+    void ReplyFail(TextView request, TextView errMsg, TextView sessionKey);
+    void SendData(const Text& json, bool log);
+
+    // "RemoveLoginInfo": a session has timed out. Called on the notification thread.
+    void OnNotification(const wchar_t* name, const wchar_t* param) override;
+
+    // For the handlers.
+    TradeApi& Platform() { return *tradeApi_; }
+    // Sleeps; false when the worker is to stop, and the handler to give up.
+    bool Pause(std::uint32_t timeMs);
+    std::stop_token StopToken() const { return stop_; }
+    // Brings the platform into the mode for sessions, once.
+    void EnterSessionMode();
+    // A session key that no other log-in of this process gets.
+    Text FormSessionKey();
+    std::uint32_t ProcessId() const { return processId_; }
+    const Text& ServiceKey() const { return serviceKey_; }
+    const Text& LoginType() const { return loginType_; }
+    // The alias of a contract list's type; "" when there is none.
+    Text ContractAlias(TextView type) const;
+
+  private:
+    void ServeNext();
+    void Run(const Operation& operation, const JsonValue& root);
+    bool Admit(const Operation& operation, const Request& request);
+    void WaitForTradeData();
+
+    ZmqContext context_;
+    ZmqSocket socket_;
+    TradeApi* tradeApi_ = nullptr;
+    std::mutex sendLock_;                             // around each reply
+    std::mutex keyLock_;                              // while a session key is formed
+    std::map<Text, Text, std::less<>> contractNames_; // list type to alias
+    std::uint32_t processId_;
+    Text serviceKey_;
+    std::int32_t loginMode_ = 0;
+    Text loginType_;
+    std::stop_token stop_;
+    bool replied_ = false; // to the request at hand
+};
+
+} // namespace halvane

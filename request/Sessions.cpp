@@ -1,0 +1,169 @@
+#include "request/Sessions.h"
+
+#include "foundation/cpputility/BaseData.h"
+#include "foundation/cpputility/Notifications.h"
+#include "foundation/cpputility/TopicBoard.h"
+#include "foundation/logger/Log.h"
+#include "foundation/support/Clock.h"
+#include "foundation/support/Guarded.h"
+#include "foundation/support/Settings.h"
+#include "request/RepWorker.h"
+#include "tradeapi/TradeApi.h"
+
+#include <map>
+#include <mutex>
+
+namespace halvane {
+namespace {
+
+using CppUtility::BaseData;
+using CppUtility::ChangeKind;
+
+constexpr const wchar_t* kLoginInfo = L"LoginInfo";
+constexpr const wchar_t* kPingTime = L"PingTime";
+constexpr std::uint32_t kLongestSilenceMs = 60000;
+constexpr std::int32_t kKeyCheck = 3;
+
+struct SessionStore {
+    // Around every removal of a session, and wherever a nested record of the table is in hand: a
+    // removal frees it. Taken before mapLock.
+    std::mutex removalLock;
+    std::mutex mapLock;
+    std::map<Text, Text, std::less<>> map GUARDED_BY(mapLock); // key to key
+};
+
+SessionStore& TheStore() {
+    static SessionStore store;
+    return store;
+}
+
+BaseData& Table() { return *CppUtility::GetDataFromTopic(kLoginInfo); }
+
+void SetPingTime(BaseData& session, std::uint32_t tick) {
+    auto* changes = session.BeginChange();
+    session.SetInteger(changes, ChangeKind::SetValue, kPingTime, tick);
+    session.ApplyChange(changes);
+}
+
+void RemoveFromMap(TextView key) {
+    SessionStore& store = TheStore();
+    const std::lock_guard guard(store.mapLock);
+    if (const auto found = store.map.find(key); found != store.map.end()) store.map.erase(found);
+}
+
+} // namespace
+
+LoginInfoTable::LoginInfoTable() { CppUtility::SetTopic(kLoginInfo, BaseData::CreateInstance()); }
+
+LoginInfoTable::~LoginInfoTable() {
+    SessionStore& store = TheStore();
+    const std::lock_guard removal(store.removalLock);
+    const std::lock_guard guard(store.mapLock);
+    store.map.clear();
+    Table().Release();
+    CppUtility::SetTopic(kLoginInfo, nullptr);
+}
+
+bool IsSessionKnown(TextView key) {
+    SessionStore& store = TheStore();
+    const std::lock_guard guard(store.mapLock);
+    return store.map.contains(key);
+}
+
+std::size_t SessionCount() {
+    SessionStore& store = TheStore();
+    const std::lock_guard guard(store.mapLock);
+    return store.map.size();
+}
+
+void SaveLoginInfo(const Text& key) {
+    const std::uint32_t tick = TheClock().TickCount();
+    BaseData* session = BaseData::CreateInstance();
+    SetPingTime(*session, tick);
+    auto* changes = Table().BeginChange();
+    Table().SetRecord(changes, ChangeKind::SetRecord, key.c_str(), session);
+    Table().ApplyChange(changes);
+    Log().Info(L"SaveLoginInfo() Session:%s, PingTime:%u", key.c_str(), tick);
+}
+
+void RemoveLoginInfo(const Text& key) {
+    Log().Info(L"RemoveLoginInfo(%s)", key.c_str());
+    if (key.find(L'\0') != Text::npos) return; // the table would take it for a shorter key
+    auto* changes = Table().BeginChange();
+    Table().Remove(changes, ChangeKind::RemoveRecord, key.c_str());
+    Table().ApplyChange(changes);
+}
+
+void UpdatePingTime(const Text& key) {
+    const std::uint32_t tick = TheClock().TickCount();
+    const std::lock_guard removal(TheStore().removalLock);
+    BaseData* session = Table().GetRecord(key.c_str());
+    if (session == nullptr) return;
+    SetPingTime(*session, tick);
+    Log().Info(L"UpdatePingTime() SessionKey:%s, PingTime:%u", key.c_str(), tick);
+}
+
+void OpenSession(const Text& key) {
+    SaveLoginInfo(key);
+    SessionStore& store = TheStore();
+    const std::lock_guard guard(store.mapLock);
+    store.map.insert_or_assign(key, key);
+}
+
+void CloseSession(const Text& key) {
+    const std::lock_guard removal(TheStore().removalLock);
+    RemoveLoginInfo(key);
+    RemoveFromMap(key);
+}
+
+void DropSession(const Text& key) {
+    const std::lock_guard removal(TheStore().removalLock);
+    if (!IsSessionKnown(key)) return;
+    RemoveFromMap(key);
+    RemoveLoginInfo(key);
+}
+
+void ReportSilentSessions() {
+    const std::lock_guard removal(TheStore().removalLock);
+    std::vector<CppUtility::DataTableInfo> sessions;
+    const std::uint32_t now = TheClock().TickCount();
+    Table().GetRecords(sessions);
+    for (const auto& [key, session] : sessions) {
+        const auto pingTime = static_cast<std::uint32_t>(session->GetInteger(kPingTime, 0));
+        const std::uint32_t silenceMs = now - pingTime;
+        // A ping that came after the clock was read lies ahead of it: it is just now.
+        if (silenceMs <= kLongestSilenceMs || silenceMs >= 0x80000000) continue;
+        Log().Info(L"ExecuteCheckPingTime() timeout. Session:%s PingTime:%d, lUserPingTime:%u",
+                   key.c_str(), static_cast<std::int32_t>(now), pingTime);
+        CppUtility::SendNotification(L"RemoveLoginInfo", key.c_str());
+    }
+}
+
+void LogIn(RepWorker& worker, const Request& request) {
+    std::optional<Text> system = Text(request.Param(L"ServiceKey"));
+    if (request.hasParam) worker.Platform().GeneralCommand(kKeyCheck, 0, L"COM", system);
+    if (!request.hasParam || !system || *system != request.Param(L"SystemName")) {
+        worker.ReplyFail(request.name, L"", L"");
+        return;
+    }
+    worker.EnterSessionMode();
+    const Text key = worker.FormSessionKey();
+    const Text publishPort = GetSetting(L"PublishPort");
+    OpenSession(key);
+    JsonWriter reply;
+    BeginReply(reply, request.name);
+    reply.Member(L"SessionKey", key);
+    reply.Member(L"SubPort", publishPort);
+    worker.SendData(reply.Finish(), true);
+}
+
+void LogOut(RepWorker& worker, const Request& request) {
+    CloseSession(Text(request.sessionKey));
+    worker.SendData(SuccessReply(request.name), true);
+}
+
+void Pong(RepWorker& worker, const Request& request) {
+    worker.SendData(SuccessReply(request.name), true);
+}
+
+} // namespace halvane

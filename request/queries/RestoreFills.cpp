@@ -1,0 +1,76 @@
+#include "foundation/logger/Log.h"
+#include "foundation/support/Numbers.h"
+#include "publish/FillReportRecord.h"
+#include "request/RepWorker.h"
+#include "request/queries/Queries.h"
+#include "request/queries/ReportList.h"
+#include "request/queries/RowQuery.h"
+#include "tradeapi/TradeApi.h"
+
+#include <algorithm>
+
+namespace halvane {
+namespace {
+
+// Walks all fills of all reports and writes those of one page.
+class FillWalk {
+  public:
+    FillWalk(TradeApi& tradeApi, std::int32_t start) : tradeApi_(tradeApi), start_(start) {}
+
+    // False when a fill item cannot be created.
+    bool Over(Item& list, Item& report, JsonWriter& reply) {
+        for (std::int32_t k = 0; k < list.GetInt(kListCount); ++k) {
+            tradeApi_.QueryReport(kOneReport, list.GetIndexed(kListEntry, k), report);
+            for (std::int32_t j = 0; j < report.GetInt(kFillCount); ++j) {
+                if (!Visit(report.GetIndexed(kFillEntry, j), reply)) return false;
+            }
+        }
+        return true;
+    }
+
+    std::int32_t Count() const { return count_; }
+
+  private:
+    bool Visit(const Text& fillId, JsonWriter& reply) {
+        const auto fill = tradeApi_.CreateItem(ItemClass::Fill);
+        if (fill == nullptr) return false;
+        tradeApi_.QueryReport(kOneReport, fillId, *fill);
+        const std::int32_t position = count_++;
+        if (position < start_ || position - start_ >= kPage) return true;
+        reply.BeginObject();
+        WriteRecord(reply, FillReportFields(), Form::Restored, *fill,
+                    {.symbol = {}, .instrument = {}, .qryIndex = DecimalText(count_)});
+        reply.EndObject();
+        return true;
+    }
+
+    TradeApi& tradeApi_;
+    std::int32_t start_;
+    std::int32_t count_ = 0;
+};
+
+} // namespace
+
+void RestoreFills(RepWorker& worker, const Request& request) {
+    TradeApi& tradeApi = worker.Platform();
+    const auto list = tradeApi.CreateItem(ItemClass::ReportList);
+    const auto report = tradeApi.CreateItem(ItemClass::ExecutionReport);
+    if (list == nullptr || report == nullptr) {
+        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
+        return;
+    }
+    tradeApi.QueryReport(kReportsWithFills, L"", *list);
+    JsonWriter reply;
+    BeginReply(reply, request.name);
+    reply.BeginArray(L"Orders");
+    FillWalk walk(tradeApi, std::max(0, ToInt32(request.Member(L"QryIndex"))));
+    if (!walk.Over(*list, *report, reply)) {
+        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
+        return;
+    }
+    Log().Info(L"fill report count:%d", walk.Count());
+    reply.EndArray();
+    worker.SendData(reply.Finish(), true);
+}
+
+} // namespace halvane

@@ -1,0 +1,38 @@
+#include "foundation/support/Numbers.h"
+#include "publish/ExecutionReportRecord.h"
+#include "request/RepWorker.h"
+#include "request/queries/Queries.h"
+#include "request/queries/ReportList.h"
+#include "request/queries/RowQuery.h"
+#include "tradeapi/TradeApi.h"
+
+namespace halvane {
+
+void RestoreReports(RepWorker& worker, const Request& request) {
+    TradeApi& tradeApi = worker.Platform();
+    const auto list = tradeApi.CreateItem(ItemClass::ReportList);
+    const auto report = tradeApi.CreateItem(ItemClass::ExecutionReport);
+    if (list == nullptr || report == nullptr) {
+        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
+        return;
+    }
+    tradeApi.QueryReport(kReports, L"", *list);
+    JsonWriter reply;
+    BeginReply(reply, request.name);
+    reply.BeginArray(L"Orders");
+    std::int32_t index = ToInt32(request.Member(L"QryIndex"));
+    // The count is read again for every record: reports keep coming.
+    for (int rows = 0; rows < kPage && index < list->GetInt(kListCount); ++rows) {
+        const Text reportId = list->GetIndexed(kListEntry, index);
+        if (tradeApi.QueryReport(kOneReport, reportId, *report) == 0 && index < 0) break;
+        ++index;
+        reply.BeginObject();
+        WriteRecord(reply, ExecutionReportFields(), Form::Restored, *report,
+                    {.symbol = {}, .instrument = {}, .qryIndex = DecimalText(index)});
+        reply.EndObject();
+    }
+    reply.EndArray();
+    worker.SendData(reply.Finish(), true);
+}
+
+} // namespace halvane

@@ -1,0 +1,60 @@
+#include "request/queries/RowQuery.h"
+
+#include "foundation/support/Numbers.h"
+#include "request/RepWorker.h"
+#include "tradeapi/Symbols.h"
+#include "tradeapi/TradeApi.h"
+#include "tradeapi/TradeData.h"
+
+namespace halvane {
+namespace {
+
+// False when the platform refused a row and the page has to be read again.
+bool WriteRows(JsonWriter& reply, const RowQuery& query, TradeApi& tradeApi, Item& item,
+               TextView accountMask, std::int32_t start) {
+    const std::optional<std::int32_t> count = RowCount(query.kind, accountMask);
+    if (!count) return true;
+    RowTexts row;
+    std::int32_t rows = 0;
+    for (std::int32_t index = start; index < *count && rows < query.pageSize; ++rows) {
+        // A refused row below 0 will never come: asking again would hold the client for ever.
+        if (tradeApi.GetDataItem(query.kind, index, accountMask, item) == 0) return index < 0;
+        row.qryIndex = DecimalText(++index);
+        if (query.workOut != nullptr) query.workOut(tradeApi, item, row);
+        reply.BeginObject();
+        WriteRecord(reply, query.fields, Form::Published, item, row);
+        reply.EndObject();
+    }
+    return true;
+}
+
+} // namespace
+
+void AnswerRowQuery(RepWorker& worker, const Request& request, const RowQuery& query) {
+    const bool paged = query.pageSize != kAllRows;
+    const std::int32_t start = paged ? ToInt32(request.Member(L"QryIndex")) : 0;
+    const auto item = worker.Platform().CreateItem(query.itemClass);
+    if (item == nullptr) {
+        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
+        return;
+    }
+    do {
+        JsonWriter reply;
+        BeginReply(reply, request.name);
+        reply.BeginArray(query.arrayName);
+        const bool whole = WriteRows(reply, query, worker.Platform(), *item,
+                                     request.Member(L"AccountMask"), start);
+        reply.EndArray();
+        if (whole) return worker.SendData(reply.Finish(), true);
+    } while (worker.Pause(kRetryMs));
+}
+
+Text SymbolOfPosition(Item& item) {
+    constexpr std::int32_t kSymbol = 13;
+    const Text symbol = item.GetText(kSymbol);
+    if (symbol.find(L'^') == Text::npos) return symbol;
+    const auto [first, second] = SplitCombinedSymbol(symbol);
+    return first + L"&" + second;
+}
+
+} // namespace halvane
