@@ -1,0 +1,159 @@
+#include "app/CHalvaneDlg.h"
+
+#include "app/CommandLine.h"
+#include "app/HostLoop.h"
+#include "foundation/logger/Log.h"
+#include "foundation/support/IniFile.h"
+#include "foundation/support/Numbers.h"
+#include "foundation/support/Process.h"
+#include "foundation/support/Settings.h"
+#include "foundation/support/Strings.h"
+#include "foundation/support/Utf.h"
+#include "request/RepWorker.h"
+#include "request/Supervision.h"
+#include "tradeapi/TradeApi.h"
+
+namespace halvane {
+namespace {
+
+constexpr std::int32_t kHostMode = 0;
+constexpr std::int32_t kConnectMode = 1;
+
+// Configs\ZMQ.ini beside the executable; without it only this machine is served.
+Text ReadBindAddress() {
+    const Text path = ExecutableFolder() + L"Configs" + kPathSeparator + L"ZMQ.ini";
+    const Text ip = ReadIniText(path, L"ZMQ", L"IP", L"error");
+    return ip == L"error" ? L"127.0.0.1" : ip;
+}
+
+void LogFailure(const wchar_t* work, const std::exception& error) {
+    Log().Error(L"%s failed: %s", work, FromUtf8(error.what()).value_or(L"").c_str());
+}
+
+} // namespace
+
+CHalvaneDlg::CHalvaneDlg(HostLoop& loop, TradeApiMaker makeTradeApi)
+    : loop_(loop), makeTradeApi_(std::move(makeTradeApi)) {}
+
+bool CHalvaneDlg::OnInitDialog(const std::vector<Text>& arguments) {
+    Log().Info(L"exe version : %s", FileVersion().c_str());
+    if (!ParseCommandLine(arguments)) {
+        Log().Fatal(L"Authentication failed!!");
+        return false;
+    }
+    if (auto guard = InstanceGuard::Take(GetSetting(L"SystemName"))) {
+        instance_.emplace(*std::move(guard));
+    } else {
+        Log().Fatal(L"CheckInstance failed!!");
+        return false;
+    }
+    tradeApi_ = makeTradeApi_(GetSetting(L"HostAddress"));
+    if (tradeApi_ == nullptr) {
+        Log().Fatal(L"Create Ovaro.TradeAPI.1 failed");
+        return false;
+    }
+    if (!tradeApi_->Advise(static_cast<HostEvents&>(*this))) {
+        Log().Fatal(L"Create event failed");
+        return false;
+    }
+    SetSetting(L"MyIP", ReadBindAddress());
+    Log().Info(L"MyIP:%s", GetSetting(L"MyIP").c_str());
+    loginInfo_.emplace();
+    if (!Connect()) return false;
+    SubscribeTopics();
+    supervision_ = std::jthread(ExecuteCheckPingTime);
+    return true;
+}
+
+bool CHalvaneDlg::Connect() {
+    std::int32_t result = 0;
+    try {
+        tradeApi_->SetMode(kHostMode);
+        result = tradeApi_->Connect(GetSetting(L"HostAddress"), GetSetting(L"SystemName"),
+                                    GetSetting(L"ServiceKey"), kConnectMode);
+    } catch (const std::exception& error) {
+        LogFailure(L"connect", error);
+    }
+    if (result < 1) Log().Fatal(L"failed to connect to Ovaro, result:%d", result);
+    connected_ = result >= 1;
+    return connected_;
+}
+
+void CHalvaneDlg::SubscribeTopics() {
+    const Text topics = GetSetting(L"SubTopic");
+    for (const TextView topic : Split(topics, L'|')) {
+        if (topic.empty()) continue;
+        Log().Info(L"SubTopic:%s", Text(topic).c_str());
+        try {
+            tradeApi_->SubscribeTopic(topic);
+        } catch (const std::exception& error) {
+            LogFailure(L"SubTopic", error);
+        }
+    }
+}
+
+Text CHalvaneDlg::StatusText() const {
+    const auto line = [](const wchar_t* name, const Text& value) {
+        return Format(L"%s: %s\r\n", name, value.empty() ? L"-" : value.c_str());
+    };
+    const auto number = [](std::uint64_t value) {
+        return DecimalText(static_cast<std::int64_t>(value));
+    };
+    return line(L"System", GetSetting(L"SystemName")) +
+           line(L"Platform", connected_ ? L"connected" : L"not connected") +
+           line(L"Address", GetSetting(L"MyIP")) +
+           line(L"Request port", DecimalText(broker_ != nullptr ? broker_->Port() : 0)) +
+           line(L"Publish port", GetSetting(L"PublishPort")) +
+           line(L"Sessions", number(SessionCount())) +
+           line(L"Requests served", number(RequestsServed())) +
+           line(L"Publications sent", number(publishWorker_.Sent()));
+}
+
+void CHalvaneDlg::OnGeneralServiceUpdate() {
+    Post(L"OnGeneralServiceUpdate", [this] { StartBroker(); });
+}
+
+void CHalvaneDlg::OnCommandMsg(std::int32_t kind, std::int32_t subKind, TextView text) {
+    Post(L"OnCommandMsg",
+         [this, kind, subKind, said = Text(text)] { ObeyCommand(kind, subKind, said); });
+}
+
+void CHalvaneDlg::Post(const wchar_t* event, std::function<void()> work) {
+    loop_.Post([event, work = std::move(work)] {
+        try {
+            work();
+        } catch (const std::exception& error) {
+            LogFailure(event, error);
+        }
+    });
+}
+
+// The platform may tell of its services more than once; the broker is started the first time.
+void CHalvaneDlg::StartBroker() {
+    const Text loginType = tradeApi_->GetPlatformValue(L"PERMISSIONS.General.LoginType");
+    Log().Info(L"OnGeneralServiceUpdate() m_strLoginType=%s", loginType.c_str());
+    if (broker_ != nullptr) return;
+    broker_ = std::make_unique<RequestBroker>(*tradeApi_, loginType);
+    broker_->Start();
+}
+
+void CHalvaneDlg::ObeyCommand(std::int32_t kind, std::int32_t subKind, const Text& text) {
+    Log().Info(L"OnCommandMsg:%d-%d-%s", kind, subKind, text.c_str());
+    if (kind != 2) return;
+    if (subKind == 0) loop_.Quit(0);
+    if (subKind == 1 && !publishing_) StartPublishing();
+}
+
+void CHalvaneDlg::StartPublishing() {
+    std::optional<Text> answer = Text();
+    tradeApi_->GeneralCommand(2, 0, L"COM", answer);
+    publishing_ = true;
+    if (!publishWorker_.StartService(*tradeApi_)) {
+        ShutDownLog();
+        loop_.Quit(0);
+        return;
+    }
+    tradeApi_->SubscribeTopic(L"VANTOR.RETURN");
+}
+
+} // namespace halvane

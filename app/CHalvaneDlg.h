@@ -1,0 +1,62 @@
+#pragma once
+
+#include "app/InstanceGuard.h"
+#include "app/RequestBroker.h"
+#include "publish/PublishWorker.h"
+#include "request/Sessions.h"
+#include "tradeapi/TradeApi.h"
+#include "tradeapi/TradeEvents.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <thread>
+#include <vector>
+
+namespace halvane {
+
+class HostLoop;
+
+// How the dialog comes by its platform; null when it cannot be created.
+using TradeApiMaker = std::function<std::unique_ptr<TradeApi>(TextView hostAddress)>;
+
+// The main dialog: brings everything up in order and holds it together. It lives on the host's
+// thread, to which the platform's host events are handed over, so that none is handled before the
+// initialisation is done or from inside a call to the platform.
+class CHalvaneDlg : public HostEvents {
+  public:
+    CHalvaneDlg(HostLoop& loop, TradeApiMaker makeTradeApi);
+
+    // `arguments` do not include the program. False when the host cannot start: the log says why,
+    // and the process is to end.
+    [[nodiscard]] bool OnInitDialog(const std::vector<Text>& arguments);
+
+    // What a person wants to know who looks at the program, line by line.
+    Text StatusText() const;
+
+    // From the platform, on any thread.
+    void OnGeneralServiceUpdate() override;
+    void OnCommandMsg(std::int32_t kind, std::int32_t subKind, TextView text) override;
+
+  private:
+    bool Connect();
+    void SubscribeTopics();
+    void StartBroker();
+    void ObeyCommand(std::int32_t kind, std::int32_t subKind, const Text& text);
+    void StartPublishing();
+    void Post(const wchar_t* event, std::function<void()> work);
+
+    // Destroyed from the last to the first: those who use stop before what they use.
+    HostLoop& loop_;
+    TradeApiMaker makeTradeApi_;
+    std::optional<InstanceGuard> instance_;
+    std::optional<LoginInfoTable> loginInfo_;
+    PublishWorker publishWorker_;
+    std::unique_ptr<TradeApi> tradeApi_;
+    std::unique_ptr<RequestBroker> broker_; // once started
+    std::jthread supervision_;
+    bool connected_ = false;
+    bool publishing_ = false;
+};
+
+} // namespace halvane

@@ -1,0 +1,21 @@
+#include "app/CHalvaneApp.h"
+#include "app/WindowLoop.h"
+
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include <cstdlib>
+
+int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
+    std::vector<halvane::Text> arguments;
+    int count = 0;
+    wchar_t** words = CommandLineToArgvW(GetCommandLineW(), &count);
+    for (int i = 1; i < count; ++i)
+        arguments.emplace_back(words[i]);
+    LocalFree(words);
+    halvane::WindowLoop loop;
+    halvane::CHalvaneApp app(loop);
+    // Threads may be blocked in the platform: the process ends without waiting for them.
+    std::_Exit(app.Run(arguments));
+}

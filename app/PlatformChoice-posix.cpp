@@ -1,0 +1,11 @@
+#include "app/PlatformChoice.h"
+
+#include "tradeapi/TradeApi.h"
+
+namespace halvane {
+
+std::unique_ptr<TradeApi> MakeComponentTradeApi() { return nullptr; }
+
+void UnloadComponents() {}
+
+} // namespace halvane

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "foundation/support/Text.h"
+
+#include <memory>
+
+namespace halvane {
+
+class TradeApi;
+
+// The platform that the host address asks for: "paper:" and what follows is the embedded paper
+// platform, everything else the platform's automation component. Null when it cannot be created.
+std::unique_ptr<TradeApi> MakeTradeApi(TextView hostAddress);
+
+// The component; there is one on Windows only.
+std::unique_ptr<TradeApi> MakeComponentTradeApi();
+
+// Lets go of the component's modules, before the process ends.
+void UnloadComponents();
+
+} // namespace halvane

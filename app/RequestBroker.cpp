@@ -1,0 +1,142 @@
+#include "app/RequestBroker.h"
+
+#include "foundation/logger/Log.h"
+#include "foundation/support/Clock.h"
+#include "foundation/support/Numbers.h"
+#include "foundation/support/Settings.h"
+#include "request/RepWorker.h"
+
+#include <functional>
+#include <optional>
+
+namespace halvane {
+namespace {
+
+constexpr int kWorkers = 4;
+constexpr int kPortsPerTurn = 10000;
+constexpr int kMessagesPerPoll = 64;
+
+// On the front socket: clients are strangers and may vanish.
+constexpr int kLargestRequest = 16 << 20; // bytes
+constexpr int kUnreadReplies = 100000;    // per client; a reply beyond is lost
+constexpr int kHandshakeMs = 10000;
+constexpr int kHeartbeatMs = 10000;
+constexpr int kHeartbeatTimeoutMs = 30000;
+constexpr int kBacklog = 1024;
+
+// On the back socket: a busy worker shall hold as few waiting requests as can be.
+constexpr int kQueuedRequests = 1;
+constexpr int kLinkBufferBytes = 2048;
+
+// Binds to `port` or the next free one below `end`, beginning again 10,000 lower there. Nothing
+// when a stop was requested.
+std::optional<int> BindToNextFree(void* socket, const std::function<Text()>& ip, int port, int end,
+                                  std::stop_token stop) {
+    for (int refused = 0; !BindTcp(socket, ip(), port);) {
+        if (++port >= end) port -= kPortsPerTurn;
+        if (++refused % kPortsPerTurn == 0)
+            Log().Warn(L"[RequestBroker]no free port found in %d tries on %s", refused,
+                       ip().c_str());
+        if (!TheClock().Sleep(1, stop)) return std::nullopt;
+    }
+    return port;
+}
+
+bool IsReady(void* socket, int events) {
+    int ready = 0;
+    std::size_t size = sizeof ready;
+    return zmq_getsockopt(socket, ZMQ_EVENTS, &ready, &size) == 0 && (ready & events) != 0;
+}
+
+// Moves one whole message. False when there was none.
+bool MoveMessage(void* from, void* to) {
+    for (bool first = true, more = true; more; first = false) {
+        ZmqMessage part;
+        if (!part.Receive(from, first ? ZMQ_DONTWAIT : 0)) return false;
+        more = part.HasMore();
+        part.Send(to, more ? ZMQ_SNDMORE : 0);
+    }
+    return true;
+}
+
+} // namespace
+
+RequestBroker::RequestBroker(TradeApi& tradeApi, Text loginType)
+    : tradeApi_(tradeApi), loginType_(std::move(loginType)) {}
+
+RequestBroker::~RequestBroker() {
+    thread_ = {};
+    workers_.clear();
+}
+
+void RequestBroker::Start() {
+    thread_ = std::jthread([this](std::stop_token stop) {
+        try {
+            Serve(stop);
+        } catch (const std::exception&) {
+            Log().Fatal(L"[RequestBroker]out of resources");
+        }
+    });
+}
+
+void RequestBroker::Serve(std::stop_token stop) {
+    context_ = MakeZmqContext();
+    front_.reset(zmq_socket(context_.get(), ZMQ_ROUTER));
+    back_.reset(zmq_socket(context_.get(), ZMQ_DEALER));
+    PrepareSockets();
+    const auto frontIp = [] { return GetSetting(L"MyIP"); };
+    const auto front =
+        BindToNextFree(front_.get(), frontIp, ToInt32(GetSetting(L"RepPort")), 60000, stop);
+    if (!front) return;
+    Log().Info(L"RepPort:%d", *front);
+    port_ = *front;
+    const auto backIp = [] { return Text(L"127.0.0.1"); };
+    const auto back = BindToNextFree(back_.get(), backIp, *front - 10000, 50000, stop);
+    if (!back) return;
+    SetSetting(L"RelayPort", DecimalText(*back)); // before the workers, which read it
+    StartWorkers();
+    Forward(stop);
+}
+
+void RequestBroker::PrepareSockets() {
+    SetZmqOption(front_.get(), ZMQ_SNDHWM, kUnreadReplies);
+    SetZmqOption(front_.get(), ZMQ_HANDSHAKE_IVL, kHandshakeMs);
+    SetZmqOption(front_.get(), ZMQ_HEARTBEAT_IVL, kHeartbeatMs);
+    SetZmqOption(front_.get(), ZMQ_HEARTBEAT_TIMEOUT, kHeartbeatTimeoutMs);
+    SetZmqOption(front_.get(), ZMQ_TCP_KEEPALIVE, 1);
+    SetZmqOption(front_.get(), ZMQ_BACKLOG, kBacklog);
+    const std::int64_t largest = kLargestRequest;
+    zmq_setsockopt(front_.get(), ZMQ_MAXMSGSIZE, &largest, sizeof largest);
+    SetZmqOption(back_.get(), ZMQ_SNDHWM, kQueuedRequests);
+    SetZmqOption(back_.get(), ZMQ_SNDBUF, kLinkBufferBytes);
+}
+
+void RequestBroker::StartWorkers() {
+    for (int n = 0; n < kWorkers; ++n) {
+        workers_.emplace_back([this](std::stop_token stop) {
+            RepWorker worker(loginType_);
+            worker.StartService(tradeApi_, stop);
+        });
+    }
+}
+
+// Replies go first, and requests wait at the front while the workers can take no more: a full back
+// socket never holds a reply.
+void RequestBroker::Forward(std::stop_token stop) {
+    const std::stop_callback end(stop, [this] { zmq_ctx_shutdown(context_.get()); });
+    while (!stop.stop_requested()) {
+        const bool roomAtBack = IsReady(back_.get(), ZMQ_POLLOUT);
+        zmq_pollitem_t items[] = {
+            {back_.get(), 0, static_cast<short>(ZMQ_POLLIN | (roomAtBack ? 0 : ZMQ_POLLOUT)), 0},
+            {front_.get(), 0, ZMQ_POLLIN, 0},
+        };
+        zmq_poll(items, roomAtBack ? 2 : 1, -1);
+        for (int n = 0; n < kMessagesPerPoll && MoveMessage(back_.get(), front_.get());)
+            ++n;
+        for (int n = 0; n < kMessagesPerPoll && IsReady(back_.get(), ZMQ_POLLOUT) &&
+                        MoveMessage(front_.get(), back_.get());)
+            ++n;
+    }
+}
+
+} // namespace halvane

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "foundation/support/Text.h"
+#include "foundation/support/Zmq.h"
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace halvane {
+
+class TradeApi;
+
+// The only door for requests: clients connect to its front socket, the four request workers to its
+// back socket on the loopback interface. Every message goes through unchanged, in both directions.
+// The broker's own thread is the only user of its sockets.
+class RequestBroker {
+  public:
+    // The login type is handed to the workers. The platform must outlive the broker.
+    RequestBroker(TradeApi& tradeApi, Text loginType);
+    ~RequestBroker(); // stops the workers and the forwarding
+
+    // Binds both sockets, starts the workers and forwards, all on a thread of its own: the front at
+    // setting "RepPort" or the next free port, the back, setting "RelayPort", 10,000 below.
+    void Start();
+
+    // The front's port once it is bound, 0 before. Safe from any thread.
+    int Port() const { return port_; }
+
+  private:
+    void Serve(std::stop_token stop);
+    void PrepareSockets();
+    void StartWorkers();
+    void Forward(std::stop_token stop);
+
+    TradeApi& tradeApi_;
+    Text loginType_;
+    ZmqContext context_;
+    ZmqSocket front_;
+    ZmqSocket back_;
+    std::atomic<int> port_ = 0;
+    std::vector<std::jthread> workers_;
+    std::jthread thread_;
+};
+
+} // namespace halvane

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "app/CHalvaneDlg.h"
+#include "app/QueueLoop.h"
+#include "foundation/logger/ILogger.h"
+#include "tests/JumpingClock.h"
+#include "tests/host/ScriptedTradeApi.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace halvane {
+
+// Keeps what is logged, as "<LEVEL> <text>".
+class LogKeeper {
+  public:
+    LogKeeper();  // takes the place of the process-wide logger
+    ~LogKeeper(); // puts a closed one back
+
+    std::vector<std::string> Lines();
+    // Waits for the first line that begins so, and gives the rest of it.
+    std::string WaitFor(const std::string& start);
+    int Count(const std::string& line);
+    // Orders what this thread did against what others do before and after their lines: sanitizers
+    // do not see that a message through a socket does the same.
+    void Synchronise();
+
+  private:
+    class Logger;
+    struct Shared;
+    static Shared& TheShared();
+};
+
+// A whole host in this process: scripted platform, jumping clock, real sockets. It is served on the
+// thread of its own loop.
+class TestHost {
+  public:
+    explicit TestHost(std::vector<Text> arguments = {L"scripted", L"DEMO", L"demo-key"});
+    ~TestHost();
+
+    ScriptedTradeApi& Api() { return *api_; }
+
+    // False as OnInitDialog.
+    bool Initialise();
+    // Initialises, lets the platform say that it is up, and waits until all workers serve.
+    void Serve();
+
+    void* Context() { return context_.get(); }
+    int RequestPort();
+    // A REQ socket that is connected to the front.
+    ZmqSocket Client();
+
+    // One round trip of its own; the reply with its last byte.
+    std::string Ask(const std::string& request);
+    // The same with the trailing zero taken off, which must be there.
+    std::string AskText(const std::string& request);
+    // Logs in and gives the session key.
+    std::string LogIn();
+
+    // The next publication of that kind, without its trailing zero.
+    std::string NextPublication(const std::string& dataType);
+
+    JumpingClock clock{2000};
+    ScopedClock scopedClock{clock};
+    LogKeeper log;
+
+  private:
+    std::vector<Text> arguments_;
+    QueueLoop loop_;
+    ScriptedTradeApi* api_ = nullptr;
+    std::unique_ptr<ScriptedTradeApi> created_;
+    ZmqContext context_;
+    ZmqSocket subscriber_;
+    std::optional<CHalvaneDlg> dialog_;
+    std::jthread thread_;
+};
+
+} // namespace halvane

@@ -1,0 +1,145 @@
+#include "tests/host/TestHost.h"
+
+#include "foundation/support/Settings.h"
+#include "publish/PublishWorker.h"
+
+#include <gtest/gtest.h>
+
+namespace halvane {
+namespace {
+
+class Publishing : public testing::Test {
+  protected:
+    void SetUp() override {
+        host.Serve();
+        events = host.Api().tradeEvents;
+    }
+
+    TestHost host;
+    TradeEvents* events = nullptr;
+};
+
+TEST_F(Publishing, AHeartbeatEveryTwentySeconds) {
+    for (int n = 0; n < 2; ++n) {
+        const int sleeps = host.clock.Sleeps();
+        host.clock.Advance(20000);
+        EXPECT_EQ(host.NextPublication("PING"), R"({"DataType":"PING"})");
+        host.clock.WaitForSleeps(sleeps + 2);
+    }
+    EXPECT_EQ(host.log.Count(R"(INFO [PublishWorker]SendData:{"DataType":"PING"})"), 3);
+}
+
+TEST_F(Publishing, CountsAreKeptPerKindAndMask) {
+    const struct {
+        std::int32_t kind;
+        const wchar_t* mask;
+        std::int32_t value;
+        const wchar_t* setting;
+        const wchar_t* kept;
+    } cases[] = {
+        {7, L"A1", 12, L"RTPositionCount-A1", L"12"},
+        {7, L"A1", -100, L"RTPositionCount-A1", L"12"},
+        {7, L"A1", -200, L"RTPositionCount-A1", L"12"},
+        {8, L"", 3, L"DetailPositionCount-", L"3"},
+        {9, L"A1", -5, L"RTMarginCount-A1", L"-5"},
+        {32, L"A1", 0, L"CombinationOrderCount-A1", L"0"},
+        {2, L"A1", 4, L"AccountCount", L""},
+        {0, L"A1", 4, L"AccountCount", L""},
+        {101, L"A1", 4, L"AccountCount", L""},
+    };
+    for (const auto& [kind, mask, value, setting, kept] : cases) {
+        events->OnAccountUpdate(kind, mask, value);
+        EXPECT_EQ(GetSetting(setting), kept);
+    }
+}
+
+// A list that breaks off: the publication goes out as far as it was read, the request waits for
+// all.
+TEST_F(Publishing, AccountsThatThePlatformRefuses) {
+    int refusals = 2;
+    host.Api().dataItem = [&refusals](std::int32_t, std::int32_t index, ProbeItem& item) {
+        item.texts[3] = std::to_wstring(index);
+        return index != 1 || --refusals < 0 ? 1 : 0;
+    };
+    events->OnAccountUpdate(1, L"", 3);
+    const std::string published = host.NextPublication("ACCOUNTS");
+    EXPECT_NE(published.find(R"("AccountMask":"t2-0")"), std::string::npos);
+    EXPECT_EQ(published.find(R"("AccountMask":"t2-1")"), std::string::npos);
+    const std::string key = host.LogIn();
+    const std::string reply = host.AskText(R"({"Request":"ACCOUNTS","SessionKey":")" + key + "\"}");
+    std::size_t at = 0;
+    for (const char* mask : {"t2-0", "t2-1", "t2-2"}) {
+        at = reply.find(std::string("\"AccountMask\":\"") + mask, at + 1);
+        EXPECT_NE(at, std::string::npos) << mask;
+    }
+    EXPECT_EQ(reply.find("t2-0", at), std::string::npos); // once each
+    events->OnAccountUpdate(1, L"", 0);
+    EXPECT_EQ(host.NextPublication("ACCOUNTS"), R"({"DataType":"ACCOUNTS","Accounts":[]})");
+}
+
+TEST_F(Publishing, ShortEvents) {
+    events->OnReportReset();
+    EXPECT_EQ(host.NextPublication("REPORTRESET"), R"({"DataType":"REPORTRESET"})");
+    events->OnCommandMsg(2, 1, L"no");
+    events->OnCommandMsg(2, 5, L"OV.S.X.\"A\"");
+    EXPECT_EQ(host.NextPublication("SYMBOLCLEAR"),
+              R"({"DataType":"SYMBOLCLEAR","Data":{"Symbol":"OV.S.X.\"A\""}})");
+    events->OnSetTopic(L"corvinta", 0, L"no", std::nullopt);
+    events->OnSetTopic(L"Corvinta", 0, L"2330|A1|100|5", std::nullopt);
+    EXPECT_EQ(
+        host.NextPublication("CorvintaSignal"),
+        R"({"DataType":"CorvintaSignal","Data":{"Symbol":"2330","Account":"A1",)"
+        R"("ReferenceVolume":"100","TotalScore":"5","TotalScoreChange":"","FloatProfit":"",)"
+        R"("Inc":"","RiskTake":"","NewOrderQty":"","TotalN":"","SumChannel":"","SpreadType":""}})");
+    events->OnSetTopic(L"VANTOR.RETURN", 20240105, L"Fut", L"/a/b.ini");
+    EXPECT_EQ(GetSetting(L"Fut_20240105"), L"/a/b.ini");
+    events->OnSetTopic(L"VANTOR.RETURN", 20240105, L"Fut", std::nullopt);
+    EXPECT_EQ(GetSetting(L"Fut_20240105"), L"");
+}
+
+TEST_F(Publishing, AFailingEventIsDroppedWithALine) {
+    host.Api().throwing = {"report"};
+    events->OnExecutionReport(L"R1");
+    EXPECT_EQ(host.log.Count(
+                  "ERROR [PublishWorker]OnExecutionReport failed: the platform is out of order"),
+              1);
+    host.Api().throwing.clear();
+    host.Api().uncreatable = {ItemClass::ExecutionReport, ItemClass::Fill, ItemClass::Account};
+    events->OnExecutionReport(L"R1");
+    events->OnFilledReport(L"F1");
+    events->OnAccountUpdate(1, L"", 2);
+    for (const std::string progId : {"Ovaro.TradeRptExecutionReportItem.1",
+                                     "Ovaro.TradeFilledOrderItem.1", "Ovaro.TradeDataAccount.1"})
+        EXPECT_EQ(host.log.Count("FATAL [PublishWorker]create " + progId + " failed"), 1);
+    host.Api().uncreatable.clear();
+    events->OnExecutionReport(L"R2");
+    EXPECT_FALSE(host.NextPublication("EXECUTIONREPORT").empty());
+}
+
+TEST(PublishPort, IsFoundWhenOnlyOneIsFree) {
+    JumpingClock clock(1000);
+    const ScopedClock scoped(clock);
+    LogKeeper log;
+    SetSetting(L"MyIP", L"127.0.0.1");
+    ScriptedTradeApi api;
+    PublishWorker first;
+    ASSERT_TRUE(first.StartService(api));
+    const Text port = GetSetting(L"PublishPort");
+    EXPECT_GE(std::stoi(port), 50000);
+    EXPECT_LE(std::stoi(port), 60000);
+}
+
+TEST(PublishPort, ASinkThatIsRefusedEndsTheStart) {
+    JumpingClock clock(1000);
+    const ScopedClock scoped(clock);
+    LogKeeper log;
+    SetSetting(L"MyIP", L"127.0.0.1");
+    ScriptedTradeApi api;
+    api.takesTradeEvents = false;
+    PublishWorker worker;
+    EXPECT_FALSE(worker.StartService(api));
+    EXPECT_EQ(log.Lines().back(), "FATAL Create event failed");
+}
+
+} // namespace
+} // namespace halvane

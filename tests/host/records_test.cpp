@@ -1,0 +1,84 @@
+#include "tests/Golden.h"
+#include "tests/host/TestHost.h"
+
+#include <gtest/gtest.h>
+
+namespace halvane {
+namespace {
+
+// Every record in every form, member by member, with values and with the marks of missing ones.
+class Records : public testing::TestWithParam<bool> {
+  protected:
+    void SetUp() override {
+        host.Serve();
+        key = host.LogIn();
+        host.Api().missingValues = GetParam();
+        suffix = GetParam() ? ".missing" : "";
+    }
+
+    std::string Ask(const std::string& request, const std::string& members = "") {
+        return host.AskText(R"({"Request":")" + request + R"(","SessionKey":")" + key + "\"" +
+                            members + "}");
+    }
+
+    void ExpectRows(const std::string& request, const std::string& array, const std::string& row) {
+        EXPECT_EQ(Ask(request, R"(,"AccountMask":"F001-1")"), R"({"Reply":")" + request +
+                                                                  R"(","Success":"OK",")" + array +
+                                                                  "\":[" + row + "]}");
+    }
+
+    TestHost host;
+    std::string key;
+    std::string suffix;
+};
+
+TEST_P(Records, Published) {
+    host.Api().tradeEvents->OnExecutionReport(L"R1");
+    EXPECT_EQ(host.NextPublication("EXECUTIONREPORT"),
+              R"({"DataType":"EXECUTIONREPORT","Report":)" +
+                  GoldenJson("execution_report.published" + suffix) + "}");
+    host.Api().tradeEvents->OnFilledReport(L"F1");
+    EXPECT_EQ(host.NextPublication("FILLEDREPORT"),
+              R"({"DataType":"FILLEDREPORT","Report":)" +
+                  GoldenJson("fill_report.published" + suffix) + "}");
+    host.Api().tradeEvents->OnAccountUpdate(1, L"", 1);
+    EXPECT_EQ(host.NextPublication("ACCOUNTS"), R"({"DataType":"ACCOUNTS","Accounts":[)" +
+                                                    GoldenJson("account.published" + suffix) +
+                                                    "]}");
+}
+
+TEST_P(Records, Restored) {
+    host.Api().queryReport = [this](std::int32_t kind, const Text&, ProbeItem& item) {
+        item.ints[2] = 1; // one report in the list
+        if (kind == 0 && !GetParam()) item.ints[39] = 1039;
+        return 1;
+    };
+    EXPECT_EQ(Ask("RESTOREREPORT"), R"({"Reply":"RESTOREREPORT","Success":"OK","Orders":[)" +
+                                        GoldenJson("execution_report.restored" + suffix) + "]}");
+    host.Api().queryReport = [](std::int32_t, const Text&, ProbeItem& item) {
+        item.ints[2] = item.ints[39] = 1;
+        return 1;
+    };
+    EXPECT_EQ(Ask("RESTOREFILLREPORT"),
+              R"({"Reply":"RESTOREFILLREPORT","Success":"OK","Orders":[)" +
+                  GoldenJson("fill_report.restored" + suffix) + "]}");
+}
+
+TEST_P(Records, Queried) {
+    auto& events = *host.Api().tradeEvents;
+    for (const std::int32_t kind : {7, 8, 9, 32})
+        events.OnAccountUpdate(kind, L"F001-1", 1);
+    events.OnAccountUpdate(1, L"", 1);
+    events.OnAccountUpdate(100, L"", 1);
+    host.Api().instrumentData[GetParam() ? L"Instrument " : L"Instrument t13"] = L"INSTRUMENT";
+    ExpectRows("ACCOUNTS", "Accounts", GoldenJson("account.restored" + suffix));
+    ExpectRows("MARGINS", "Margins", GoldenJson("margin" + suffix));
+    ExpectRows("POSITIONS", "Positions", GoldenJson("position" + suffix));
+    ExpectRows("QUERYOPTCOMBPOSITION", "Positions", GoldenJson("detail_position" + suffix));
+}
+
+INSTANTIATE_TEST_SUITE_P(ValuesAndMarks, Records, testing::Bool(),
+                         [](const auto& run) { return run.param ? "Marks" : "Values"; });
+
+} // namespace
+} // namespace halvane

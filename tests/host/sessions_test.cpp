@@ -1,0 +1,110 @@
+#include "tests/host/TestHost.h"
+
+#include "foundation/cpputility/BaseData.h"
+#include "foundation/cpputility/TopicBoard.h"
+#include "foundation/support/Settings.h"
+#include "foundation/support/Utf.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace halvane {
+namespace {
+
+std::string With(const std::string& request, const std::string& key) {
+    return R"({"Request":")" + request + R"(","SessionKey":")" + key + "\"}";
+}
+
+std::string Illegal(const std::string& request, const std::string& key) {
+    return R"({"Reply":")" + request + R"(","Success":"Fail","SessionKey":")" + key +
+           R"(","ErrMsg":"the Session is illegal"})";
+}
+
+constexpr const char* kPongReply = R"({"Reply":"PONG","Success":"OK"})";
+
+class Sessions : public testing::Test {
+  protected:
+    void SetUp() override { host.Serve(); }
+
+    // Lets time pass in the supervision's steps of 10 s, and each time waits until it has looked.
+    void PassTime(std::int64_t ms) {
+        for (; ms > 0; ms -= 10000) {
+            const bool heartbeat = (passedMs_ += 10000) % 20000 == 0;
+            const int sleeps = host.clock.Sleeps();
+            host.clock.Advance(10000);
+            host.clock.WaitForSleeps(sleeps + (heartbeat ? 2 : 1));
+        }
+    }
+
+    std::string Pong(const std::string& key) { return host.AskText(With("PONG", key)); }
+
+    TestHost host;
+
+  private:
+    std::int64_t passedMs_ = 0;
+};
+
+TEST_F(Sessions, LogInTellsKeyAndPublishPort) {
+    const std::string reply = host.AskText(
+        R"({"Request":"LOGIN","Param":{"SystemName":"DEMO","ServiceKey":"demo-key"}})");
+    EXPECT_EQ(host.Api().TakeCalls(),
+              (std::vector<std::string>{"command 3 0 COM demo-key", "mode 3"}));
+    const std::string key = reply.substr(46, 32);
+    EXPECT_EQ(key.find_first_not_of("0123456789abcdef"), std::string::npos);
+    EXPECT_EQ(reply, R"({"Reply":"LOGIN","Success":"OK","SessionKey":")" + key +
+                         R"(","SubPort":")" + ToUtf8(GetSetting(L"PublishPort")) + "\"}");
+    EXPECT_EQ(Pong(key), kPongReply);
+}
+
+// Each worker brings the platform into its mode for sessions with its first log-in, not again.
+TEST_F(Sessions, EveryWorkerSetsTheModeOnce) {
+    std::set<std::string> keys;
+    for (int n = 0; n < 12; ++n) {
+        keys.insert(host.AskText(
+            R"({"Request":"LOGIN","Param":{"SystemName":"DEMO","ServiceKey":"demo-key"}})"));
+    }
+    EXPECT_EQ(keys.size(), 12u); // in the same second, yet different
+    EXPECT_EQ(std::ranges::count(host.Api().TakeCalls(), "mode 3"), 4);
+}
+
+TEST_F(Sessions, LogOutEndsASession) {
+    const std::string key = host.LogIn();
+    EXPECT_EQ(host.AskText(With("LOGOUT", key)), R"({"Reply":"LOGOUT","Success":"OK"})");
+    EXPECT_EQ(Pong(key), Illegal("PONG", key));
+    EXPECT_EQ(CppUtility::GetDataFromTopic(L"LoginInfo")->GetRecord(L"x"), nullptr);
+}
+
+TEST_F(Sessions, ASilentSessionGoesAPingKeepsIt) {
+    const std::string silent = host.LogIn();
+    const std::string alive = host.LogIn();
+    PassTime(60000);
+    EXPECT_EQ(host.log.Count("INFO RemoveLoginInfo(" + silent + ")"), 0); // 60 s are not too long
+    EXPECT_EQ(Pong(alive), kPongReply);
+    PassTime(10000);
+    host.log.WaitFor("INFO RemoveLoginInfo(" + silent + ")");
+    EXPECT_EQ(Pong(silent), Illegal("PONG", silent));
+    EXPECT_EQ(Pong(alive), kPongReply);
+    PassTime(50000);
+    EXPECT_EQ(Pong(alive), kPongReply);
+}
+
+TEST_F(Sessions, TheTickCountMayWrap) {
+    host.clock.SetTick(0xFFFFFFFF - 5000);
+    const std::string key = host.LogIn();
+    PassTime(20000);
+    EXPECT_EQ(Pong(key), kPongReply);
+    PassTime(70000);
+    host.log.WaitFor("INFO RemoveLoginInfo(" + key + ")");
+}
+
+// The supervision has read the time, then a ping comes: that lies ahead of the time.
+TEST_F(Sessions, APingFromTheFutureIsJustNow) {
+    const std::string key = host.LogIn();
+    host.clock.SetTick(host.clock.TickCount() - 30000);
+    PassTime(20000);
+    EXPECT_EQ(Pong(key), kPongReply);
+}
+
+} // namespace
+} // namespace halvane

@@ -1,0 +1,123 @@
+#include "tests/host/TestHost.h"
+
+#include "app/CommandLine.h"
+#include "foundation/support/Settings.h"
+
+#include <gtest/gtest.h>
+
+namespace halvane {
+namespace {
+
+TEST(StartUp, CommandLine) {
+    const LogKeeper log;
+    const struct {
+        std::vector<Text> arguments;
+        Text contractName;
+        Text subTopic;
+    } cases[] = {
+        {{L"h", L"S", L"k"}, L"", L""},
+        {{L"h", L"S", L"k", L"T1|T2"}, L"", L"T1|T2"},
+        {{L"h", L"S", L"k", L"C", L"T"}, L"C", L"T"},
+        {{L"h", L"S", L"k", L"C", L"T", L"more"}, L"C", L"T"},
+        {{L"", L"", L"", L"", L""}, L"", L""},
+    };
+    for (const auto& [arguments, contractName, subTopic] : cases) {
+        ClearSettings();
+        EXPECT_TRUE(ParseCommandLine(arguments));
+        EXPECT_EQ(GetSetting(L"SystemName"), arguments[1]);
+        EXPECT_EQ(GetSetting(L"ContractName"), contractName);
+        EXPECT_EQ(GetSetting(L"SubTopic"), subTopic);
+    }
+    EXPECT_FALSE(ParseCommandLine({L"h", L"S"}));
+}
+
+TEST(StartUp, RequestPort) {
+    EXPECT_EQ(RequestPortOf(L"A"), 50606);
+    EXPECT_EQ(RequestPortOf(L""), 50541);
+    EXPECT_EQ(RequestPortOf(Text(145, L'A')), 59966);
+    EXPECT_EQ(RequestPortOf(Text(146, L'A')), 50031);
+    EXPECT_EQ(RequestPortOf(Text(400, L'A')), 66541); // 10,000 are taken off only once
+}
+
+TEST(StartUp, EveryFailureWritesItsFatalLine) {
+    const struct {
+        std::vector<Text> arguments;
+        void (*script)(ScriptedTradeApi&);
+        std::string line;
+    } cases[] = {
+        {{L"h", L"S"}, [](ScriptedTradeApi&) {}, "FATAL Authentication failed!!"},
+        {{L"h", L"S", L"k"},
+         [](ScriptedTradeApi& api) { api.takesHostEvents = false; },
+         "FATAL Create event failed"},
+        {{L"h", L"S", L"k"},
+         [](ScriptedTradeApi& api) { api.connectResult = 0; },
+         "FATAL failed to connect to Ovaro, result:0"},
+        {{L"h", L"S", L"k"},
+         [](ScriptedTradeApi& api) { api.connectResult = -7; },
+         "FATAL failed to connect to Ovaro, result:-7"},
+        {{L"h", L"S", L"k"},
+         [](ScriptedTradeApi& api) { api.throwing = {"connect"}; },
+         "FATAL failed to connect to Ovaro, result:0"},
+    };
+    for (const auto& [arguments, script, line] : cases) {
+        TestHost host(arguments);
+        script(host.Api());
+        EXPECT_FALSE(host.Initialise());
+        EXPECT_EQ(host.log.Lines().back(), line);
+    }
+}
+
+TEST(StartUp, OneInstancePerSystemName) {
+    const auto none = [](TextView) { return std::unique_ptr<TradeApi>(); };
+    TestHost first({L"h", L"S", L"k"});
+    ASSERT_TRUE(first.Initialise());
+    QueueLoop loop;
+    CHalvaneDlg second(loop, none);
+    EXPECT_FALSE(second.OnInitDialog({L"h", L"S", L"k"}));
+    EXPECT_EQ(first.log.Lines().back(), "FATAL CheckInstance failed!!");
+    CHalvaneDlg other(loop, none);
+    EXPECT_FALSE(other.OnInitDialog({L"h", L"Another", L"k"}));
+    EXPECT_EQ(first.log.Lines().back(), "FATAL Create Ovaro.TradeAPI.1 failed");
+}
+
+TEST(StartUp, TellsThePlatformInOrder) {
+    TestHost host({L"addr", L"S", L"k", L"T1||T2"});
+    ASSERT_TRUE(host.Initialise());
+    EXPECT_EQ(host.Api().TakeCalls(), (std::vector<std::string>{"mode 0", "connect addr S k 1",
+                                                                "subscribe T1", "subscribe T2"}));
+}
+
+TEST(StartUp, ASecondStartIsIgnored) {
+    TestHost host;
+    host.Serve();
+    host.Api().hostEvents->OnGeneralServiceUpdate();
+    host.Api().hostEvents->OnCommandMsg(2, 1, L"again");
+    host.Api().hostEvents->OnCommandMsg(3, 0, L"last");
+    host.log.WaitFor("INFO OnCommandMsg:3-0-last");
+    EXPECT_EQ(host.log.Count("INFO [PublishWorker]StartService()"), 1);
+    EXPECT_EQ(host.log.Count("INFO [RepWorker]StartService()"), 4);
+    EXPECT_EQ(host.AskText(R"({"Request":"LOGOUT"})"), R"({"Reply":"LOGOUT","Success":"OK"})");
+}
+
+TEST(StartUp, ATakenPortMovesOn) {
+    const ZmqContext context = MakeZmqContext();
+    ZmqSocket taken[3];
+    for (int n = 0; n < 3; ++n) {
+        taken[n].reset(zmq_socket(context.get(), ZMQ_REP));
+        ASSERT_TRUE(BindTcp(taken[n].get(), L"127.0.0.1", n < 2 ? 50606 + n : 40608));
+    }
+    TestHost host({L"h", L"A", L"k"});
+    host.Serve();
+    EXPECT_EQ(host.RequestPort(), 50608);
+    EXPECT_EQ(GetSetting(L"RelayPort"), L"40609");
+    EXPECT_EQ(host.AskText(R"({"Request":"LOGOUT"})"), R"({"Reply":"LOGOUT","Success":"OK"})");
+}
+
+TEST(StartUp, APortBeyondSixteenBitsIsRefused) {
+    TestHost host({L"h", Text(400, L'A'), L"k"});
+    host.Serve();
+    EXPECT_EQ(host.RequestPort(), 56542); // 66541 refused, one up, wrapped
+}
+
+} // namespace
+} // namespace halvane
