@@ -1,5 +1,7 @@
 #include "foundation/support/Json.h"
 
+#include <charconv>
+
 namespace halvane {
 namespace {
 
@@ -15,6 +17,16 @@ int ExponentDigits(const Text& text, std::size_t& at) {
     int digits = 0;
     for (; at < text.size() && IsDigit(text[at]); ++at)
         ++digits;
+    return digits;
+}
+
+// Of a number's text, without sign, point, exponent and zeros at either end.
+std::string SignificantDigits(std::string_view number) {
+    std::string digits;
+    for (const char c : number.substr(0, number.find('e'))) {
+        if (IsDigit(static_cast<wchar_t>(c)) && (c != '0' || !digits.empty())) digits.push_back(c);
+    }
+    digits.erase(digits.find_last_not_of('0') + 1);
     return digits;
 }
 
@@ -54,10 +66,21 @@ bool ParseJson(const Text& text, JsonDocument& document) {
     return !document.HasParseError();
 }
 
+bool ExactWriter::Double(double value) {
+    char buffer[40];
+    std::string text(buffer, rapidjson::internal::dtoa(value, buffer));
+    std::string closest(
+        buffer,
+        std::to_chars(std::begin(buffer), std::end(buffer), value, std::chars_format::general).ptr);
+    if (closest.find_first_of(".e") == std::string::npos) closest += ".0";
+    if (SignificantDigits(text) != SignificantDigits(closest)) text = closest;
+    const Text wide(text.begin(), text.end());
+    return RawValue(wide.data(), wide.size(), rapidjson::kNumberType);
+}
+
 Text WriteJson(const JsonValue& value) {
-    using Buffer = rapidjson::GenericStringBuffer<JsonEncoding>;
-    Buffer buffer;
-    rapidjson::Writer<Buffer, JsonEncoding, JsonEncoding> writer(buffer);
+    JsonBuffer buffer;
+    ExactWriter writer(buffer);
     value.Accept(writer);
     return Text(buffer.GetString(), buffer.GetSize() / sizeof(wchar_t));
 }

@@ -41,6 +41,15 @@ const JsonValue* FindMember(const JsonValue& object, TextView name);
 // The text of a string member in its whole length; "" when missing or not a string.
 TextView StringMember(const JsonValue& object, TextView name);
 
+using JsonBuffer = rapidjson::GenericStringBuffer<JsonEncoding>;
+
+// RapidJSON's writer, except that of the shortest texts for a decimal it takes the closest.
+class ExactWriter : public rapidjson::Writer<JsonBuffer, JsonEncoding, JsonEncoding> {
+  public:
+    using Writer::Writer;
+    bool Double(double value);
+};
+
 // Writes a document member by member, compactly, in the order of the calls.
 class JsonWriter {
   public:
@@ -73,8 +82,6 @@ class JsonWriter {
     }
 
   private:
-    using Buffer = rapidjson::GenericStringBuffer<JsonEncoding>;
-
     void Key(TextView key) {
         writer_.Key(key.data(), static_cast<rapidjson::SizeType>(key.size()));
     }
@@ -82,8 +89,8 @@ class JsonWriter {
         writer_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
     }
 
-    Buffer buffer_;
-    rapidjson::Writer<Buffer, JsonEncoding, JsonEncoding> writer_;
+    JsonBuffer buffer_;
+    ExactWriter writer_;
 };
 
 } // namespace halvane
