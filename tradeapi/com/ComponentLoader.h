@@ -1,0 +1,21 @@
+#pragma once
+
+#include "tradeapi/Automation.h"
+
+namespace halvane {
+
+// Creation of the platform's objects. May be called from any thread; initialises COM on it.
+
+// Creates an object from the component's file, which is looked for in the platform's own folder
+// above the executable, without the registry. The file stays loaded once it has given an object. It
+// gets three attempts, 200 ms apart. Null when the class is not one of those whose identifiers are
+// known, or when the file does not give it.
+ComPtr<IDispatch> CreateComponentObject(const wchar_t* progId);
+
+// The same, and where that fails an object from the class that the registry has under this name.
+ComPtr<IDispatch> CreateAutomationObject(const wchar_t* progId);
+
+// Lets go of the component's file. Its objects must not be used afterwards.
+void UnloadComponentModules();
+
+} // namespace halvane

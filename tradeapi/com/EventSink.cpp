@@ -1,0 +1,131 @@
+#include "tradeapi/com/EventSink.h"
+
+#include "foundation/logger/Log.h"
+#include "foundation/support/Guarded.h"
+#include "foundation/support/Utf.h"
+#include "tradeapi/TradeApi.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+
+namespace halvane {
+
+// The object that the component calls. It lives as long as anyone holds it; closed, it takes events
+// and drops them.
+class EventSink final : public IDispatch {
+  public:
+    EventSink(REFIID events, std::vector<EventRow> rows)
+        : events_(events), rows_(std::move(rows)) {}
+    virtual ~EventSink() = default;
+
+    void Close() {
+        std::unique_lock guard(lock_);
+        open_ = false;
+        idle_.wait(guard, [this] { return running_ == 0; });
+    }
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+        if (object == nullptr) return E_POINTER;
+        const bool offered = IsEqualIID(id, IID_IUnknown) || IsEqualIID(id, IID_IDispatch) ||
+                             IsEqualIID(id, events_);
+        *object = offered ? this : nullptr;
+        if (!offered) return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG left = --references_;
+        if (left == 0) delete this;
+        return left;
+    }
+
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+        if (count == nullptr) return E_POINTER;
+        *count = 0;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return DISP_E_UNKNOWNNAME;
+    }
+
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
+                                     VARIANT*, EXCEPINFO*, UINT*) override {
+        const auto row = std::ranges::find(rows_, id, &EventRow::id);
+        if (row == rows_.end() || (flags & DISPATCH_METHOD) == 0) return DISP_E_MEMBERNOTFOUND;
+        const UINT count = parameters != nullptr ? parameters->cArgs : 0;
+        if (count != row->arguments) return DISP_E_BADPARAMCOUNT;
+        const DISPPARAMS none{};
+        return Deliver(*row, CallArguments(parameters != nullptr ? *parameters : none));
+    }
+
+  private:
+    bool Enter() {
+        const std::lock_guard guard(lock_);
+        if (open_) ++running_;
+        return open_;
+    }
+
+    void Leave() {
+        const std::lock_guard guard(lock_);
+        if (--running_ == 0) idle_.notify_all();
+    }
+
+    HRESULT Deliver(const EventRow& row, const CallArguments& arguments) noexcept {
+        if (!Enter()) return S_OK;
+        HRESULT result = S_OK;
+        try {
+            row.deliver(arguments);
+        } catch (const TradeApiError& error) {
+            result = error.Code();
+            Report(row, error.Description().c_str());
+        } catch (const std::exception& error) {
+            Report(row, FromUtf8(error.what()).value_or(L"").c_str());
+        } catch (...) {
+            Report(row, L"unknown");
+        }
+        Leave();
+        return result;
+    }
+
+    static void Report(const EventRow& row, const wchar_t* what) {
+        Log().Error(L"Event %d was dropped: %s", static_cast<int>(row.id), what);
+    }
+
+    const IID events_;
+    const std::vector<EventRow> rows_;
+    std::atomic<ULONG> references_ = 1;
+    std::mutex lock_; // not held while a row is called
+    std::condition_variable idle_;
+    bool open_ GUARDED_BY(lock_) = true;
+    int running_ GUARDED_BY(lock_) = 0;
+};
+
+std::unique_ptr<EventConnection> EventConnection::Make(IDispatch& source, REFIID events,
+                                                       std::vector<EventRow> rows) {
+    const auto container =
+        QueryInterfaceOf<IConnectionPointContainer>(source, IID_IConnectionPointContainer);
+    IConnectionPoint* found = nullptr;
+    if (!container || FAILED(container->FindConnectionPoint(events, &found)) || !found)
+        return nullptr;
+    ComPtr<IConnectionPoint> point(found);
+    ComPtr<EventSink> sink(new EventSink(events, std::move(rows)));
+    DWORD cookie = 0;
+    if (FAILED(point->Advise(sink.get(), &cookie))) return nullptr;
+    return std::unique_ptr<EventConnection>(
+        new EventConnection(std::move(point), cookie, std::move(sink)));
+}
+
+EventConnection::EventConnection(ComPtr<IConnectionPoint> point, DWORD cookie,
+                                 ComPtr<EventSink> sink)
+    : point_(std::move(point)), cookie_(cookie), sink_(std::move(sink)) {}
+
+EventConnection::~EventConnection() {
+    point_->Unadvise(cookie_);
+    sink_->Close();
+}
+
+} // namespace halvane
