@@ -90,10 +90,10 @@ void PublishWorker::SendHeartbeats(std::stop_token stop) {
     } while (TheClock().Sleep(kHeartbeatMs, stop));
 }
 
-void PublishWorker::SendData(const Text& text, bool log) {
+void PublishWorker::SendData(TextView text, bool log) {
     std::string bytes = ToUtf8(text);
     const std::lock_guard guard(sendLock_);
-    if (log) Log().Info(L"[PublishWorker]SendData:%s", text.c_str());
+    if (log) Log().Info(L"[PublishWorker]SendData:%s", Text(text).c_str());
     ++sent_;
     SendWithTrailingZero(socket_.get(), std::move(bytes));
 }

@@ -22,14 +22,14 @@ void BeginReply(JsonWriter& reply, TextView request) {
 Text SuccessReply(TextView request) {
     JsonWriter reply;
     BeginReply(reply, request);
-    return reply.Finish();
+    return Text(reply.Finish());
 }
 
 Text OrderReply(TextView request, std::int32_t result) {
     JsonWriter reply;
     reply.Member(L"Reply", request);
     WriteResult(reply, result);
-    return reply.Finish();
+    return Text(reply.Finish());
 }
 
 Text OrderReply(TextView request, TextView reportId, std::int32_t result) {
@@ -37,7 +37,7 @@ Text OrderReply(TextView request, TextView reportId, std::int32_t result) {
     reply.Member(L"Reply", request);
     reply.Member(L"ReportID", reportId);
     WriteResult(reply, result);
-    return reply.Finish();
+    return Text(reply.Finish());
 }
 
 Text FailureReply(TextView request, TextView errMsg, TextView sessionKey) {
@@ -46,7 +46,7 @@ Text FailureReply(TextView request, TextView errMsg, TextView sessionKey) {
     reply.Member(L"Success", L"Fail");
     reply.Member(L"SessionKey", sessionKey);
     reply.Member(L"ErrMsg", errMsg);
-    return reply.Finish();
+    return Text(reply.Finish());
 }
 
 } // namespace halvane

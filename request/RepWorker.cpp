@@ -160,10 +160,10 @@ void RepWorker::ReplyFail(TextView request, TextView errMsg, TextView sessionKey
     SendData(FailureReply(request, errMsg, sessionKey), true);
 }
 
-void RepWorker::SendData(const Text& json, bool log) {
+void RepWorker::SendData(TextView json, bool log) {
     std::string bytes = ToUtf8(json);
     const std::lock_guard guard(sendLock_);
-    if (log) Log().Info(L"[RepWorker]SendData:%s", json.c_str());
+    if (log) Log().Info(L"[RepWorker]SendData:%s", Text(json).c_str());
     replied_ = true;
     ++requestsServed;
     SendWithTrailingZero(socket_.get(), std::move(bytes));

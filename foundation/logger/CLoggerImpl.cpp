@@ -4,6 +4,7 @@
 #include "foundation/logger/LogScreen.h"
 #include "foundation/support/Strings.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <new>
@@ -14,8 +15,6 @@ namespace halvane {
 namespace {
 
 constexpr std::size_t kBlockOverhead = 64; // what a queued record costs beside its own bytes
-
-std::size_t Cost(const ILogger::TLogMsg& msg) { return msg.size + kBlockOverhead; }
 
 // The line that owns up to what was dropped, whatever the level.
 LogMsgPtr NewDroppedMsg(std::uint64_t count) {
@@ -141,6 +140,12 @@ void CLoggerImpl::Enqueue(LogMsgPtr msg) {
         signalled_ = true;
     }
     wake_.notify_one();
+}
+
+// A single message may be larger than the limit. It counts for half of it, so that it finds room
+// and leaves some to the others.
+std::size_t CLoggerImpl::Cost(const TLogMsg& msg) const {
+    return std::min<std::size_t>(msg.size + kBlockOverhead, queueLimit_ / 2);
 }
 
 void CLoggerImpl::RunWriter() noexcept {

@@ -20,7 +20,8 @@ class CLoggerImpl final : public ILogger {
     static constexpr std::size_t kQueueLimit = 64u << 20;
 
     // A writer that falls behind does not eat up the memory: past the limit, in bytes, messages are
-    // dropped, and a line at WARN says how many as soon as the writer has caught up.
+    // dropped (but two of any size find room), and a line at WARN says how many as soon as the
+    // writer has caught up.
     explicit CLoggerImpl(std::size_t queueLimit = kQueueLimit);
     ~CLoggerImpl() override; // closes
     CLoggerImpl(const CLoggerImpl&) = delete;
@@ -52,6 +53,7 @@ class CLoggerImpl final : public ILogger {
     bool Succeeds(const auto& step);
     std::int32_t TestFile(const wchar_t* fileName);
     bool StartWriter();
+    std::size_t Cost(const TLogMsg& msg) const;
     void Enqueue(LogMsgPtr msg);
 
     void RunWriter() noexcept;

@@ -75,10 +75,11 @@ class JsonWriter {
     void EndObject() { writer_.EndObject(); }
     void EndArray() { writer_.EndArray(); }
 
-    // Closes the outermost object and gives the text; nothing may be written after it.
-    Text Finish() {
+    // Closes the outermost object and gives the text, which lives as long as the writer; nothing may
+    // be written after it.
+    TextView Finish() {
         writer_.EndObject();
-        return Text(buffer_.GetString(), buffer_.GetSize() / sizeof(wchar_t));
+        return {buffer_.GetString(), buffer_.GetSize() / sizeof(wchar_t)};
     }
 
   private:

@@ -16,17 +16,23 @@ JsonValue* MutableMember(JsonValue& object, TextView name) {
     return const_cast<JsonValue*>(FindMember(object, name));
 }
 
-Text LongPrefixes(TextView text) {
-    Text out;
-    out.reserve(text.size() + text.size() / 16);
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const TextView rest = text.substr(at, 4);
-        if (rest == L"I.O." || rest == L"I.F." || rest == L"I.S.")
-            out += L"OV";
-        else
-            out += text[at];
+// What follows the "I" of a symbol's short prefix.
+bool IsTypeMark(TextView text) { return text == L".O." || text == L".F." || text == L".S."; }
+
+// In place, from the end on: such a text may be hundreds of megabytes long.
+void LengthenPrefixes(Text& text) {
+    std::size_t prefixes = 0;
+    for (std::size_t at = text.find(L'I'); at != Text::npos; at = text.find(L'I', at + 1))
+        prefixes += IsTypeMark(TextView(text).substr(at + 1, 3)) ? 1 : 0;
+    std::size_t from = text.size();
+    std::size_t to = from + prefixes;
+    text.resize(to);
+    while (from < to) {
+        const bool prefix = text[from - 1] == L'I' && IsTypeMark(TextView(text).substr(to, 3));
+        text[--to] = prefix ? L'V' : text[from - 1];
+        if (prefix) text[--to] = L'O';
+        --from;
     }
-    return out;
 }
 
 void Append(JsonValue& array, TextView text, JsonDocument::AllocatorType& allocator) {
@@ -39,7 +45,8 @@ void Append(JsonValue& array, TextView text, JsonDocument::AllocatorType& alloca
 bool ReadContractListFile(const Text& path, Text& text) {
     CStdioFileEx file;
     if (!file.Open(path)) return false;
-    text = LongPrefixes(file.ReadJoinedLines());
+    text = file.ReadJoinedLines();
+    LengthenPrefixes(text);
     return true;
 }
 

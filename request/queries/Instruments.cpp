@@ -39,7 +39,8 @@ bool LoadList(RepWorker& worker, const Request& request, const Text& path, JsonD
         return false;
     }
     if (!ParseJson(text, list)) {
-        Log().Error(L"ReqGetContractList parse failed. Data:%s", text.c_str());
+        text.insert(0, L"ReqGetContractList parse failed. Data:");
+        Log().Error_0(text.c_str()); // not formatted: it may be hundreds of megabytes long
         Refuse(worker, request, L"parse failed");
         return false;
     }
