@@ -75,6 +75,7 @@ bool PublishWorker::BindToFreePort(std::stop_token stop) {
         if (socket_ != nullptr && BindTcp(socket_.get(), ip, port)) {
             SetSetting(L"PublishPort", DecimalText(port));
             Log().Info(L"PublishPort:%d", port);
+            window_.Open(context_, ip, port);
             return true;
         }
         if (++refused % kPorts == 0)
@@ -96,6 +97,7 @@ void PublishWorker::SendData(TextView text, bool log) {
     if (log) Log().Info(L"[PublishWorker]SendData:%s", Text(text).c_str());
     ++sent_;
     SendWithTrailingZero(socket_.get(), std::move(bytes));
+    window_.CountSent();
 }
 
 void PublishWorker::PublishEmpty(const wchar_t* dataType, bool log) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/support/Zmq.h"
+#include "publish/SendWindow.h"
 #include "tradeapi/Items.h"
 #include "tradeapi/TradeEvents.h"
 
@@ -56,6 +57,7 @@ class PublishWorker : public TradeEvents {
     ZmqContext context_;
     std::vector<ZmqSocket> refused_; // their ports were taken; left open
     ZmqSocket socket_;
+    SendWindow window_; // under sendLock_
     TradeApi* tradeApi_ = nullptr;
     std::mutex sendLock_; // around each send and its log line
     std::atomic<std::uint64_t> sent_ = 0;

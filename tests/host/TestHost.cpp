@@ -116,6 +116,7 @@ void TestHost::Serve() {
     }
     subscriber_.reset(zmq_socket(context_.get(), ZMQ_SUB));
     zmq_setsockopt(subscriber_.get(), ZMQ_SUBSCRIBE, "", 0);
+    SetZmqOption(subscriber_.get(), ZMQ_RCVHWM, 0); // as a client does that wants to miss nothing
     SetZmqOption(subscriber_.get(), ZMQ_RCVTIMEO, 20000);
     const std::string endpoint = "tcp://127.0.0.1:" + ToUtf8(GetSetting(L"PublishPort"));
     ASSERT_EQ(zmq_connect(subscriber_.get(), endpoint.c_str()), 0);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 namespace halvane {
 namespace {
 
@@ -95,6 +97,42 @@ TEST_F(Publishing, ShortEvents) {
     EXPECT_EQ(GetSetting(L"Fut_20240105"), L"/a/b.ini");
     events->OnSetTopic(L"VANTOR.RETURN", 20240105, L"Fut", std::nullopt);
     EXPECT_EQ(GetSetting(L"Fut_20240105"), L"");
+}
+
+// Events come as fast as the platform can call while four clients restore page after page: who
+// reads gets every publication whole and in order.
+TEST_F(Publishing, NothingIsLostOrTornUnderLoad) {
+    constexpr int kEvents = 3000;
+    host.Api().queryReport = [](std::int32_t, const Text&, ProbeItem& item) {
+        item.ints[2] = 60;
+        return 1;
+    };
+    const std::string key = host.LogIn();
+    std::vector<std::jthread> clients;
+    for (int client = 0; client < 4; ++client) {
+        clients.emplace_back([this, key](std::stop_token stop) {
+            while (!stop.stop_requested()) {
+                const std::string reply =
+                    host.AskText(R"({"Request":"RESTOREREPORT","SessionKey":")" + key + "\"}");
+                EXPECT_TRUE(reply.ends_with(R"("QryIndex":"50"}]})"));
+            }
+        });
+    }
+    // A subscriber that the system does not let run cannot read: it is not left further behind than
+    // its queue is long.
+    std::atomic<int> read = 0;
+    std::jthread platform([this, &read] {
+        for (int n = 0; n < kEvents; ++n) {
+            while (n - read >= 1000)
+                std::this_thread::yield();
+            events->OnCommandMsg(2, 5, std::to_wstring(n));
+        }
+    });
+    for (int n = 0; n < kEvents; ++n) {
+        ASSERT_EQ(host.NextPublication("SYMBOLCLEAR"),
+                  R"({"DataType":"SYMBOLCLEAR","Data":{"Symbol":")" + std::to_string(n) + "\"}}");
+        ++read;
+    }
 }
 
 TEST_F(Publishing, AFailingEventIsDroppedWithALine) {
