@@ -37,15 +37,16 @@ Text RewritePrice(TextView price) {
     if (!offset || !IsDecimalNumber(*offset)) return Text(price);
     Text scaled = FixedText(ToDouble(*offset) * kScale, 6);
     TrimTrailingZeros(scaled);
-    // The reference before the sign names a field and holds no digits as a rule; where it repeats
-    // the offset's digits the platform has always been sent both scaled.
+    // The reference before the sign is a name as a rule, so the text is replaced wherever it
+    // stands; clients that write a number there have come to rely on both being scaled.
     return ReplaceAll(price, *offset, scaled);
 }
 
 Text RewriteChasePrice(TextView chasePrice) {
     const TextView price = *SplitField(chasePrice, L'|', 0);
     const TextView offset = SplitField(chasePrice, L'|', 2).value_or(TextView());
-    // A chase against the market's direction has its price resolved by the platform.
+    // With a "-" in its offset the text goes out as it came in: the platform scales such a price
+    // itself.
     if (!IsPlain(price) || offset.find(L'-') != TextView::npos) return Text(chasePrice);
     return ScalePlain(price).append(chasePrice.substr(price.size()));
 }
