@@ -33,7 +33,7 @@ Text InstrumentJson(const Book& book) {
     json.Member(L"Ask", PriceText(quote.askE10));
     json.Member(L"AskSize", DecimalText(quote.askSize));
     json.Member(L"Last", PriceText(book.LastE10()));
-    return json.Finish();
+    return Text(json.Finish());
 }
 
 Text ExpirationText(const Book& book) {
