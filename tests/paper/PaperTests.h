@@ -75,13 +75,33 @@ inline Market StillMarket() {
     return still;
 }
 
+// Two futures and two options of the index whose prices stand still, quoted as above.
+inline Market LegMarket() {
+    Market market = BuiltInMarket(DayOf(20261106));
+    std::erase_if(market.instruments, [](const Instrument& each) {
+        return each.security != L"IDX" || (each.callPut == L"P") ||
+               (each.callPut == L"C" && each.strikeE10 != 20'000 * kE10 &&
+                each.strikeE10 != 21'000 * kE10);
+    });
+    for (Instrument& each : market.instruments)
+        each.quoteSize = 1;
+    for (Driver& each : market.drivers)
+        each.volatilityPpm = 0;
+    return market;
+}
+
 inline constexpr const wchar_t* kStock = L"OV.S.PAPX.ALFA";
 inline constexpr const wchar_t* kFuture = L"OV.F.PAPF.IDX.202612";
+inline constexpr const wchar_t* kFarFuture = L"OV.F.PAPF.IDX.202703";
+inline constexpr const wchar_t* kCall = L"OV.O.PAPF.IDX.202612.C.20000";
+inline constexpr const wchar_t* kHighCall = L"OV.O.PAPF.IDX.202612.C.21000";
 
 // An exchange under a clock that stands still, and what it tells as text: "<execution
 // type>:<filled>" for a report and "f<quantity>" for a fill.
 class ExchangeTest : public ::testing::Test {
   protected:
+    explicit ExchangeTest(Market market = StillMarket()) : exchange_(std::move(market)) {}
+
     std::string Trace() {
         std::string trace;
         for (const Notice& notice : exchange_.TakeNotices()) {
@@ -110,7 +130,7 @@ class ExchangeTest : public ::testing::Test {
 
     JumpingClock clock_;
     ScopedClock scoped_{clock_};
-    Exchange exchange_{StillMarket()};
+    Exchange exchange_;
     ReportNotice lastReport_{};
 };
 

@@ -72,7 +72,7 @@ TEST_F(ExchangeTest, UnfitOrdersAreRefusedAtTheDoor) {
     } kCases[] = {
         {kUnknownSymbol, [](auto& p) { p.PutText(17, L"OV.S.PAPX.ALF"); }},
         {kUnknownSymbol, [](auto& p) { p.PutText(17, L""); }},
-        {kSpreadUnsupported, [](auto& p) { p.PutText(17, L"OV.F.PAPF.A^OV.F.PAPF.B"); }},
+        {kUnfitSpread, [](auto& p) { p.PutText(17, L"OV.F.PAPF.A^OV.F.PAPF.B"); }},
         {kUnknownAccount, [](auto& p) { p.PutText(2, L"1"); }},
         {kUnknownAccount, [](auto& p) { p.PutText(1, L""); }},
         {kWrongOrderKind, [](auto& p) { p.PutText(17, kFuture); }},

@@ -126,7 +126,7 @@ TEST_F(ExchangeTest, PositionAndMarginRowsAgreeWithTheFills) {
     EXPECT_EQ(tracker.Instruments(L"PAPER-1000001:ALL"), kFuture);
     EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"ShortOI"), 2);
     EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"ClosePnL"), row.GetInt64(35));
-    EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"$Delta"), kNoInt64);
+    EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"$Delta"), -2 * 50 * ask);
     EXPECT_EQ(tracker.Figure(L"", kFuture, L"ShortOI"), kNoInt64);
 }
 

@@ -33,7 +33,7 @@ class Auditor {
         for (const Fill* fill : fills_)
             filled[&fill->order] += fill->quantity;
         for (const auto& [order, state] : states_) {
-            ASSERT_EQ(state.filled, filled[order]);
+            ASSERT_EQ(state.filled * (order->second ? 2 : 1), filled[order]);
             const bool working = state.leaves > 0;
             ASSERT_TRUE(!working || state.filled + state.leaves == state.quantity);
         }
@@ -58,7 +58,7 @@ class Auditor {
 
     void CheckFill(const Fill& fill) {
         const std::int64_t limit = states_[&fill.order].priceE10;
-        if (limit == kNoInt64) return;
+        if (limit == kNoInt64 || fill.order.second) return;
         ASSERT_TRUE(fill.order.IsBuy() ? fill.priceE10 <= limit : fill.priceE10 >= limit);
     }
 
@@ -68,8 +68,8 @@ class Auditor {
         std::map<const Book*, std::int64_t> net;
         for (const Fill* fill : fills_) {
             if (&fill->order.account != &account) continue;
-            const Book& book = fill->order.book;
-            const std::int64_t signedQty = fill->order.IsBuy() ? fill->quantity : -fill->quantity;
+            const Book& book = fill->book;
+            const std::int64_t signedQty = fill->side == kBuy ? fill->quantity : -fill->quantity;
             const std::int64_t gain = (book.LastE10() - fill->priceE10) / kE4;
             equity += gain * signedQty * book.TheInstrument().multiplier;
             net[&book] += signedQty;
@@ -87,7 +87,8 @@ class Auditor {
         }
         ASSERT_EQ(commission, money.GetInt64(13));
         for (const auto& [order, state] : states_) {
-            if (&order->account == &account) frozen += order->frozen;
+            if (&order->account == &account)
+                (frozen += order->frozen.first) += order->frozen.second;
         }
         ASSERT_EQ(frozen.Total(), account.Reckon().frozen.Total());
     }
@@ -104,6 +105,7 @@ class Crowd {
     explicit Crowd(Exchange& exchange) : exchange_(exchange) {}
 
     std::int32_t SendOne() {
+        if (Draw(8) == 0) return SendSpread();
         const auto& instruments = exchange_.TheMarket().instruments;
         const Instrument& instrument = instruments[Draw(instruments.size())];
         const Quote& quote = exchange_.FindBook(instrument.symbol)->CurrentQuote();
@@ -119,6 +121,15 @@ class Crowd {
         if (wish.orderType == kLimit || wish.orderType == kStopLimit) wish.priceE10 = near();
         if (wish.orderType >= kStop) wish.stopE10 = near();
         return Send(exchange_, wish);
+    }
+
+    std::int32_t SendSpread() {
+        PaperParameters parameters;
+        PutWish(parameters, {L"OV.F2.PAPF.IDX.202612^IDX.202703", Draw(2) == 0 ? kBuy : kSell,
+                             Draw(2) == 0 ? kMarket : kLimit, static_cast<std::int32_t>(Draw(4)),
+                             static_cast<std::int32_t>(1 + Draw(40)),
+                             -(10 + static_cast<std::int64_t>(Draw(20))) * kE10});
+        return exchange_.NewOrder(kFutOptOrder, parameters);
     }
 
     void Disturb(const Text& reportId) {

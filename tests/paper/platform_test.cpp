@@ -285,11 +285,12 @@ TEST_F(PlatformTest, ServesManyThreadsAtOnce) {
 }
 
 TEST(PlatformEnd, IsPromptInEveryState) {
-    Listener listener;
+    Listener unused;
     MakePaperTradeApi(L"paper:");
     const auto advised = MakePaperTradeApi(L"paper:");
-    EXPECT_TRUE(advised->Advise(static_cast<HostEvents&>(listener)));
+    EXPECT_TRUE(advised->Advise(static_cast<HostEvents&>(unused)));
     for (int round = 0; round < 20; ++round) {
+        Listener listener; // one for each platform: events of two come on two threads
         const auto connected = MakePaperTradeApi(L"paper:");
         EXPECT_TRUE(connected->Advise(static_cast<TradeEvents&>(listener)));
         EXPECT_EQ(connected->Connect(L"paper:", L"Sys", L"key", 1), 1);

@@ -1,52 +1,86 @@
 #include "tradeapi/paper/Account.h"
 
 #include "tradeapi/paper/Book.h"
+#include "tradeapi/paper/Codes.h"
 #include "tradeapi/paper/Units.h"
 
+#include <cstdlib>
 #include <utility>
 
 namespace halvane::paper {
 
 Account::Account(AccountSetup setup)
     : setup_(std::move(setup)), mask_(setup_.brokerId + L"-" + setup_.account),
-      cashE6_(setup_.balanceE6) {}
+      cashE6_(setup_.balanceE6), cashAtStartE6_(cashE6_) {}
 
 Position& Account::PositionIn(const Book& book) {
     return positions_.try_emplace(&book, Position{.book = &book}).first->second;
 }
 
-void Account::Freeze(Order& order, const Frozen& need) {
-    Position& position = PositionIn(order.book);
-    (order.IsBuy() ? position.workingBuy : position.workingSell) += order.state.leaves;
-    order.frozen = need;
+void Account::Freeze(Order& order, const Needs& needs) {
+    order.frozen = needs;
+    Work(PositionIn(order.book), order.IsBuy(), order.state.leaves, needs.first);
+    if (order.second) {
+        const Leg& leg = *order.second;
+        Work(PositionIn(leg.book), leg.IsBuy(), order.state.leaves, needs.second);
+    }
+}
+
+void Account::Release(Order& order) {
+    const auto back = [](const Frozen& need) { return Frozen{} -= need; };
+    Work(PositionIn(order.book), order.IsBuy(), -order.state.leaves, back(order.frozen.first));
+    if (order.second) {
+        const Leg& leg = *order.second;
+        Work(PositionIn(leg.book), leg.IsBuy(), -order.state.leaves, back(order.frozen.second));
+    }
+    order.frozen = {};
+}
+
+void Account::Work(Position& position, bool buy, std::int32_t quantity, const Frozen& need) {
+    (buy ? position.workingBuy : position.workingSell) += quantity;
     position.frozen += need;
     frozen_ += need;
 }
 
-void Account::Release(Order& order) {
-    Position& position = PositionIn(order.book);
-    (order.IsBuy() ? position.workingBuy : position.workingSell) -= order.state.leaves;
-    position.frozen -= order.frozen;
-    frozen_ -= order.frozen;
-    order.frozen = {};
-}
-
 void Account::Apply(const Fill& fill) {
-    Position& position = PositionIn(fill.order.book);
-    const Instrument& instrument = fill.order.book.TheInstrument();
+    Position& position = PositionIn(fill.book);
+    const Instrument& instrument = fill.book.TheInstrument();
     if (!position.held) held_.push_back(&position);
-    const bool buy = fill.order.IsBuy();
-    const std::int64_t profit = position.Apply(buy, fill.priceE10, fill.quantity);
-    const std::int64_t amount = AmountE6(fill.priceE10, fill.quantity * instrument.multiplier);
-    const std::int64_t paid = buy ? -amount : amount;
+    Trade(position, fill.side == kBuy, fill.priceE10, fill.quantity);
     const std::int64_t commission = paper::CommissionE6(instrument, fill.priceE10, fill.quantity);
 
     position.stamp = fill.stamp;
     position.commissionE6 += commission;
+    ++position.day.deals;
     commissionE6_ += commission;
+    cashE6_ -= commission;
+}
+
+void Account::Trade(Position& position, bool buy, std::int64_t priceE10, std::int64_t quantity) {
+    const Instrument& instrument = position.book->TheInstrument();
+    const std::int64_t profit = position.Apply(buy, priceE10, quantity);
+    const std::int64_t amount = AmountE6(priceE10, quantity * instrument.multiplier);
+    const std::int64_t paid = buy ? -amount : amount;
     realisedE6_ += profit;
     if (instrument.kind == InstrumentKind::Option) optionPremiumE6_ += paid;
-    cashE6_ += (instrument.kind == InstrumentKind::Future ? profit : paid) - commission;
+    cashE6_ += instrument.kind == InstrumentKind::Future ? profit : paid;
+}
+
+void Account::Settle(const Book& book, std::int64_t priceE10) {
+    const auto found = positions_.find(&book);
+    if (found == positions_.end() || found->second.net == 0) return;
+    Position& position = found->second;
+    Trade(position, position.net < 0, priceE10, std::abs(position.net));
+    position.stamp = Now();
+}
+
+void Account::EndDay() {
+    cashAtStartE6_ = cashE6_;
+    marginAtStartE6_ = Reckon().margin;
+    commissionE6_ = realisedE6_ = optionPremiumE6_ = 0;
+    combinations_.actions.clear();
+    for (auto& [book, position] : positions_)
+        position.EndDay();
 }
 
 Funds Account::Reckon() const {

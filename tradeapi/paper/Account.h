@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tradeapi/paper/Combinations.h"
 #include "tradeapi/paper/Market.h"
 #include "tradeapi/paper/Position.h"
 
@@ -36,31 +37,47 @@ class Account {
 
     // The position in the book's instrument, which is made when there is none.
     Position& PositionIn(const Book& book);
+    const std::map<const Book*, Position>& Positions() const { return positions_; }
     // Those that ever had a fill, in the order of their first one.
     const std::vector<const Position*>& Held() const { return held_; }
 
+    CombinationRows& Combinations() { return combinations_; }
+    const CombinationRows& Combinations() const { return combinations_; }
+
     // Holds back what the order needs, or gives it back. Between the two the order stays as it is.
-    void Freeze(Order& order, const Frozen& need);
+    void Freeze(Order& order, const Needs& needs);
     void Release(Order& order);
 
     void Apply(const Fill& fill);
+    // Closes what is held of a contract that has expired, without commission.
+    void Settle(const Book& book, std::int64_t priceE10);
+    void EndDay();
 
     Funds Reckon() const;
+    // Figures of the day, but for the cash.
     std::int64_t CashE6() const { return cashE6_; }
+    std::int64_t CashAtStartE6() const { return cashAtStartE6_; }
+    std::int64_t MarginAtStartE6() const { return marginAtStartE6_; }
     std::int64_t CommissionE6() const { return commissionE6_; }
     std::int64_t RealisedE6() const { return realisedE6_; }
     std::int64_t OptionPremiumE6() const { return optionPremiumE6_; }
 
   private:
+    void Work(Position& position, bool buy, std::int32_t quantity, const Frozen& need);
+    void Trade(Position& position, bool buy, std::int64_t priceE10, std::int64_t quantity);
+
     AccountSetup setup_;
     Text mask_;
     std::int64_t cashE6_;
+    std::int64_t cashAtStartE6_;
+    std::int64_t marginAtStartE6_ = 0;
     std::int64_t commissionE6_ = 0;
     std::int64_t realisedE6_ = 0;
     std::int64_t optionPremiumE6_ = 0; // received less paid
     Frozen frozen_;
     std::map<const Book*, Position> positions_;
     std::vector<const Position*> held_;
+    CombinationRows combinations_;
 };
 
 } // namespace halvane::paper

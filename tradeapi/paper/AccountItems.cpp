@@ -1,8 +1,10 @@
 #include "tradeapi/paper/AccountItems.h"
 
 #include "tradeapi/paper/Account.h"
+#include "tradeapi/paper/Book.h"
 #include "tradeapi/paper/Calendar.h"
 #include "tradeapi/paper/PaperItem.h"
+#include "tradeapi/paper/Risk.h"
 #include "tradeapi/paper/Units.h"
 
 #include <algorithm>
@@ -24,14 +26,15 @@ struct NamedRow {
 std::int64_t RiskRatePpm(const Funds& funds) {
     const std::int64_t equity = funds.Equity();
     if (equity <= 0) return funds.margin == 0 ? 0 : kNoInt64;
-    return Share(funds.margin, kE6, equity);
+    constexpr std::int64_t kCent = kE4; // finer amounts would not fit when multiplied
+    return Share(funds.margin / kCent, kE6, std::max<std::int64_t>(equity / kCent, 1));
 }
 
 void PutCash(PaperItem& item, const Account& account, const Funds& funds) {
     const std::int64_t ending = funds.cash;
     // clang-format off
     const MoneyRow rows[] = {
-        {12, account.Setup().balanceE6},   // BeginningBalance
+        {12, account.CashAtStartE6()},     // BeginningBalance
         {13, account.CommissionE6()},      // Commissions
         {14, funds.frozen.commissionE6},   // FrozenCommission
         {17, account.RealisedE6()},        // GrossPL
@@ -53,11 +56,12 @@ void PutCash(PaperItem& item, const Account& account, const Funds& funds) {
         item.Put(id, amount);
 }
 
-void PutMargins(PaperItem& item, const Funds& funds) {
-    item.Put(31, funds.margin); // InitialMarginRequirement
-    item.Put(32, funds.margin); // MaintenanceMarginRequirement: the same here
-    item.Put(33, funds.margin); // CurrMargin
-    item.Put(44, funds.margin); // ExchangeMargin
+void PutMargins(PaperItem& item, const Account& account, const Funds& funds) {
+    item.Put(43, account.MarginAtStartE6()); // PreMargin
+    item.Put(31, funds.margin);              // InitialMarginRequirement
+    item.Put(32, funds.margin);              // MaintenanceMarginRequirement: the same here
+    item.Put(33, funds.margin);              // CurrMargin
+    item.Put(44, funds.margin);              // ExchangeMargin
     item.Put(34, std::max<std::int64_t>(-funds.Free(), 0)); // MarginDeficit
     item.Put(35, funds.frozen.marginE6);                    // FrozenMargin
 }
@@ -65,12 +69,30 @@ void PutMargins(PaperItem& item, const Funds& funds) {
 // Transfers, credit, mortgage, delivery, exercise and interest do not exist on paper.
 void PutNothing(PaperItem& item) {
     for (const std::int32_t id :
-         {15, 16, 19, 21, 22, 23, 37, 38, 39, 40, 41, 42, 43, 45, 46, 47, 48, 49, 50}) {
+         {15, 16, 19, 21, 22, 23, 37, 38, 39, 40, 41, 42, 45, 46, 47, 48, 49, 50}) {
         item.Put(id, std::int64_t{0});
     }
 }
 
-void PutNamedFunds(PaperItem& item, const Funds& funds) {
+// Sums over the positions that the funds do not tell.
+struct PositionSums {
+    std::int64_t openByDate = 0, frozenPremium = 0, modelValue = 0, modelGain = 0;
+};
+
+PositionSums SumsOf(const Account& account) {
+    PositionSums sums;
+    for (const auto& [book, position] : account.Positions()) {
+        const bool option = book->TheInstrument().kind == InstrumentKind::Option;
+        sums.openByDate += position.OpenProfitByDateE6();
+        sums.frozenPremium += option ? position.frozen.cashE6 : 0;
+        sums.modelValue += ModelValueE6(position);
+        sums.modelGain += ModelGainE6(position);
+    }
+    return sums;
+}
+
+void PutNamedFunds(PaperItem& item, const Account& account, const Funds& funds) {
+    const PositionSums sums = SumsOf(account);
     const std::int64_t risk = RiskRatePpm(funds);
     const NamedRow rows[] = {
         {L"MarginLevel", risk},
@@ -79,7 +101,8 @@ void PutNamedFunds(PaperItem& item, const Funds& funds) {
         {L"ShortOptionNetMarketValue", funds.shortOptionValue},
         {L"MarginExcess", funds.Free()},
         {L"AdjustedEquity", funds.Equity()},
-        {L"FloatProfitByDate", funds.OpenProfit()},
+        {L"FrozenpPremium", sums.frozenPremium}, // spelt so on the wire
+        {L"FloatProfitByDate", sums.openByDate},
         {L"FloatProfitByTrade", funds.OpenProfit()},
         {L"FutureProfitByDay", funds.futureProfit},
         {L"ReferenceRiskRate", risk},
@@ -89,6 +112,8 @@ void PutNamedFunds(PaperItem& item, const Funds& funds) {
         {L"StockReferenceMarket", funds.stockValue},
         {L"RiskRate", risk},
         {L"StockMarketValue", funds.stockValue},
+        {L"TheoMktVal", sums.modelValue},
+        {L"TheoMktValEquity", funds.Equity() + sums.modelGain},
     };
     for (const auto& [name, amount] : rows)
         item.PutNamed(name, amount);
@@ -127,9 +152,9 @@ void PutMargin(PaperItem& item, const Account& account, const Text& currency) {
     item.Put(51, currency);
     item.Put(52, currency);
     PutCash(item, account, funds);
-    PutMargins(item, funds);
+    PutMargins(item, account, funds);
     PutNothing(item);
-    PutNamedFunds(item, funds);
+    PutNamedFunds(item, account, funds);
 }
 
 } // namespace halvane::paper

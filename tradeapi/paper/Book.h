@@ -24,9 +24,19 @@ struct Match {
 // background stands first, since it was there before.
 class Book {
   public:
-    explicit Book(const Instrument& instrument) : instrument_(instrument) {}
+    explicit Book(const Instrument& instrument)
+        : instrument_(instrument), previousCloseE10_(instrument.referenceE10) {}
 
     const Instrument& TheInstrument() const { return instrument_; }
+
+    // What an option stands on; all else stands on itself.
+    const Book& Underlying() const { return *underlying_; }
+    void SetUnderlying(const Book& underlying) { underlying_ = &underlying; }
+
+    // The last price of the day before.
+    std::int64_t PreviousCloseE10() const { return previousCloseE10_; }
+    void EndDay() { previousCloseE10_ = lastE10_; }
+
     const Quote& CurrentQuote() const { return quote_; }
     std::int64_t LastE10() const { return lastE10_; }
     void SetLast(std::int64_t priceE10) { lastE10_ = priceE10; }
@@ -65,6 +75,8 @@ class Book {
     Quote quote_{};
     Quote previous_{};
     std::int64_t lastE10_ = 0;
+    std::int64_t previousCloseE10_;
+    const Book* underlying_ = this;
     Queue buys_, sells_;
     std::vector<Order*> stops_;
 };

@@ -27,6 +27,7 @@ enum ExecType : std::int32_t {
     kReplaced = 5,
     kRejected = 8,
     kTriggered = 9,
+    kExpired = 12,
 };
 
 // What a new order, a replacement or a cancellation is answered with. Anything but kAccepted leaves
@@ -48,15 +49,19 @@ enum ResultCode : std::int32_t {
     kBadPrice = 118,    // no whole number of 1e-10 above 0, or a price for a market order
     kBadStopPrice = 119,
     kOffTick = 120, // price or stop price between two ticks
-    kSpreadUnsupported = 121,
-    kFeatureUnsupported = 122, // touch, trailing, chase, slices
+    kContractExpired = 129,
+    kUnfitSpread = 121,        // two contracts that make no spread, see Spread.h
+    kFeatureUnsupported = 122, // touch, trailing, chase, slices; a spread's stop price
+    kBadStrategy = 123,        // no such strategy, or not for this type of order
 
     kUnknownReport = 131,
     kNotWorking = 132, // filled, cancelled or rejected already
 
-    // These two also stand as ErrorCode in the report of a new order that was rejected.
+    // These also stand as ErrorCode in the report of a new order that was rejected, and of a
+    // strategy order that was refused all others may stand there.
     kOutsidePriceLimits = 141,
     kFundsShort = 142,
+    kPositionCombined = 143, // it would close what is bound in a combination
 };
 
 } // namespace halvane::paper

@@ -4,6 +4,7 @@
 #include "foundation/support/Numbers.h"
 #include "tradeapi/paper/Codes.h"
 #include "tradeapi/paper/PaperItem.h"
+#include "tradeapi/paper/Spread.h"
 #include "tradeapi/paper/Units.h"
 
 #include <algorithm>
@@ -15,9 +16,9 @@ namespace {
 // The ids of the replace parameters.
 enum : std::int32_t { kReplaceReportId = 1, kReplaceQty = 3, kReplacePrice = 4, kReplaceStop = 5 };
 
-bool IsWithinLimits(const Instrument& instrument, std::int64_t priceE10) {
+bool IsWithinLimits(const Terms& terms, std::int64_t priceE10) {
     if (priceE10 == kNoInt64) return true;
-    return priceE10 >= instrument.lowerE10 && priceE10 <= instrument.upperE10;
+    return priceE10 >= terms.lowerE10 && priceE10 <= terms.upperE10;
 }
 
 // The most that a buy may have to pay, or what a sale will at least be worth holding.
@@ -29,26 +30,32 @@ std::int64_t PriceToFund(const Order& order) {
     return std::max(order.book.CurrentQuote().askE10, order.state.stopE10);
 }
 
+// A net price says nothing of the legs: they are funded at what they cost now.
+std::int64_t LegPriceToFund(const Book& book, bool buy) {
+    return buy ? std::max(book.CurrentQuote().askE10, book.LastE10()) : book.LastE10();
+}
+
 std::int32_t ReadPrice(const PaperValue* value, const Order& order, bool allowed,
                        std::int32_t refusal, std::int64_t& priceE10) {
     if (value == nullptr) return kAccepted;
-    const Instrument& instrument = order.book.TheInstrument();
     priceE10 = AsInt64(value);
-    if (!allowed || priceE10 <= 0) return refusal;
-    if (!IsWithinLimits(instrument, priceE10)) return kOutsidePriceLimits;
-    return CheckPrice(priceE10, instrument);
+    if (!allowed || priceE10 == kNoInt64) return refusal;
+    if (!order.terms.net && priceE10 <= 0) return refusal;
+    if (!IsWithinLimits(order.terms, priceE10)) return kOutsidePriceLimits;
+    return CheckPrice(priceE10, order.terms);
 }
 
 } // namespace
 
 Exchange::Exchange(Market market)
-    : market_(std::move(market)), idStem_(DecimalText(TheClock().UnixTimeMs())),
+    : market_(std::move(market)), today_(Today()), idStem_(DecimalText(TheClock().UnixTimeMs())),
       prices_(market_.drivers, market_.seed) {
     for (const Instrument& instrument : market_.instruments) {
         Book& book = books_.emplace_back(instrument);
         book.SetTick(prices_.NextTick(instrument));
         bySymbol_.emplace(instrument.symbol, &book);
     }
+    LinkOptions();
     for (const AccountSetup& setup : market_.accounts) {
         accounts_.push_back(std::make_unique<Account>(setup));
     }
@@ -56,51 +63,70 @@ Exchange::Exchange(Market market)
 
 std::int32_t Exchange::NewOrder(std::int32_t kind, const PaperParameters& parameters) {
     if (kind != kStockOrder && kind != kFutOptOrder) return kUnknownOrderKind;
-    Ticket ticket = ReadTicket(kind, parameters);
-    if (IsSpread(ticket)) return kSpreadUnsupported;
-    const auto book = bySymbol_.find(ticket.symbol);
-    if (book == bySymbol_.end()) return kUnknownSymbol;
-    Account* account = AccountOf(ticket.brokerId + L"-" + ticket.account);
-    if (account == nullptr) return kUnknownAccount;
-    TicketPrices prices;
-    const std::int32_t result = CheckTicket(ticket, book->second->TheInstrument(), prices);
+    Draft draft{.ticket = ReadTicket(kind, parameters)};
+    const std::int32_t result = Check(draft);
     if (result != kAccepted) return result;
+    Place(Enter(std::move(draft)));
+    PlaceNextParts();
+    return kAccepted;
+}
 
-    Order& order = Enter(std::move(ticket), prices, *account, *book->second);
-    order.state.errorCode = CheckMarket(order);
-    if (order.state.errorCode != 0) {
-        order.state.leaves = 0;
-        Report(order, kRejected);
-        return kAccepted;
-    }
+std::int32_t Exchange::Check(Draft& draft) {
+    const std::int32_t found = FindBooks(draft);
+    draft.account = AccountOf(draft.ticket.brokerId + L"-" + draft.ticket.account);
+    if (found != kAccepted) return found;
+    if (draft.account == nullptr) return kUnknownAccount;
+    return CheckTicket(draft.ticket, draft.terms, draft.prices);
+}
+
+std::int32_t Exchange::FindBooks(Draft& draft) {
+    if (IsSpread(draft.ticket)) return FindLegs(draft);
+    const auto book = bySymbol_.find(draft.ticket.symbol);
+    if (book == bySymbol_.end()) return kUnknownSymbol;
+    draft.book = book->second;
+    draft.terms = TermsOf(draft.book->TheInstrument());
+    return HasExpired(*draft.book) ? kContractExpired : kAccepted;
+}
+
+void Exchange::Place(Order& order) {
+    if (const std::int32_t error = CheckMarket(order); error != 0) return Reject(order, error);
     order.account.Freeze(order, NeedNow(order));
     Report(order, kNew);
     if (order.waiting) {
-        order.book.Rest(order);
+        Rest(order);
     } else {
         Work(order);
     }
     Sweep(order.book);
-    return kAccepted;
 }
 
-Order& Exchange::Enter(Ticket ticket, const TicketPrices& prices, Account& account, Book& book) {
-    const OrderState state{.quantity = ticket.quantity,
-                           .leaves = ticket.quantity,
-                           .priceE10 = prices.limitE10,
-                           .stopE10 = prices.stopE10};
-    const bool waiting = ticket.NeedsStop();
+void Exchange::Reject(Order& order, std::int32_t errorCode) {
+    order.state.errorCode = errorCode;
+    order.state.leaves = 0;
+    order.waiting = false;
+    Report(order, kRejected);
+}
+
+Order& Exchange::Enter(Draft draft) {
+    const OrderState state{.quantity = draft.ticket.quantity,
+                           .leaves = draft.ticket.quantity,
+                           .priceE10 = draft.prices.limitE10,
+                           .stopE10 = draft.prices.stopE10};
+    const bool waiting = draft.ticket.NeedsStop();
     Order& order = orders_.emplace_back(Order{.reportId = NextId(L"R"),
                                               .orderId = NextId(L"O"),
-                                              .ticket = std::move(ticket),
+                                              .ticket = std::move(draft.ticket),
                                               .tradeDate = Now().date,
-                                              .account = account,
-                                              .book = book,
+                                              .account = *draft.account,
+                                              .book = *draft.book,
+                                              .second = {},
+                                              .terms = draft.terms,
                                               .state = state,
                                               .fills = {},
                                               .frozen = {},
                                               .place = ++lastPlace_,
                                               .waiting = waiting});
+    if (draft.second) order.second.emplace(*draft.second);
     byReportId_.emplace(order.reportId, &order);
     return order;
 }
@@ -115,16 +141,19 @@ std::int32_t Exchange::ReplaceOrder(const PaperParameters& parameters) {
 
     const bool moved = wanted.priceE10 != order.state.priceE10 ||
                        wanted.leaves > order.state.leaves || wanted.stopE10 != order.state.stopE10;
-    const Frozen before = order.frozen;
-    order.book.Remove(order);
+    const Needs before = order.frozen;
+    Remove(order);
     order.account.Release(order);
     std::swap(order.state, wanted);
-    const Frozen need = NeedNow(order);
-    if (need.Total() > before.Total() && need.Total() > order.account.Reckon().Free()) {
+    const Needs need = NeedNow(order);
+    const bool breaks = BreaksCombination(order);
+    const bool unfunded =
+        need.Total() > before.Total() && need.Total() > order.account.Reckon().Free();
+    if (breaks || unfunded) {
         std::swap(order.state, wanted);
         order.account.Freeze(order, before);
-        order.book.Rest(order);
-        return kFundsShort;
+        Rest(order);
+        return breaks ? kPositionCombined : kFundsShort;
     }
     order.account.Freeze(order, need);
     if (moved) order.place = ++lastPlace_;
@@ -132,9 +161,10 @@ std::int32_t Exchange::ReplaceOrder(const PaperParameters& parameters) {
     if (moved && !order.waiting) {
         Work(order);
     } else {
-        order.book.Rest(order);
+        Rest(order);
     }
     Sweep(order.book);
+    PlaceNextParts();
     return kAccepted;
 }
 
@@ -145,7 +175,7 @@ std::int32_t Exchange::ReadReplacement(const Order& order, const PaperParameters
     const std::int32_t quantity = value == nullptr ? 0 : AsInt(value);
     if (quantity != 0) {
         if (quantity <= order.state.filled) return kBadQuantity;
-        if (quantity > order.book.TheInstrument().maxQuantity) return kBadQuantity;
+        if (quantity > order.terms.maxQuantity) return kBadQuantity;
         wanted.quantity = quantity;
         wanted.leaves = quantity - order.state.filled;
     }
@@ -162,17 +192,22 @@ std::int32_t Exchange::CancelOrder(TextView reportId) {
     if (found == byReportId_.end()) return kUnknownReport;
     Order& order = *found->second;
     if (!order.IsWorking()) return kNotWorking;
-    order.book.Remove(order);
+    Remove(order);
     End(order, kCancelled);
     return kAccepted;
 }
 
 void Exchange::Tick() {
+    EndDayIfOver();
     prices_.Step();
     for (Book& book : books_) {
-        book.SetTick(prices_.NextTick(book.TheInstrument()));
+        const auto tick = prices_.NextTick(book.TheInstrument()); // drawn in any case
+        if (HasExpired(book)) continue;
+        book.SetTick(tick);
         Sweep(book);
     }
+    SweepSpreads();
+    PlaceNextParts();
 }
 
 std::vector<Notice> Exchange::TakeNotices() {
@@ -207,33 +242,57 @@ Text Exchange::NextId(const wchar_t* kind) {
     return kind + idStem_ + L"-" + DecimalText(static_cast<std::int64_t>(++lastId_));
 }
 
-Frozen Exchange::NeedNow(const Order& order) const {
-    return NeedOf(order, order.account.PositionIn(order.book), PriceToFund(order));
+Needs Exchange::NeedNow(const Order& order) const {
+    const bool buy = order.IsBuy();
+    const std::int32_t leaves = order.state.leaves;
+    const Position& position = order.account.PositionIn(order.book);
+    if (!order.second) return {NeedOf(buy, leaves, position, PriceToFund(order))};
+    const Leg& leg = *order.second;
+    return {NeedOf(buy, leaves, position, LegPriceToFund(order.book, buy)),
+            NeedOf(leg.IsBuy(), leaves, order.account.PositionIn(leg.book),
+                   LegPriceToFund(leg.book, leg.IsBuy()))};
+}
+
+bool Exchange::BreaksCombination(const Order& order) const {
+    const auto breaks = [&](const Book& book, bool buy) {
+        return order.account.PositionIn(book).Breaks(buy, order.state.leaves);
+    };
+    return breaks(order.book, order.IsBuy()) ||
+           (order.second && breaks(order.second->book, order.second->IsBuy()));
 }
 
 // The limits come first: an amount is only sure to fit for a price within them.
 std::int32_t Exchange::CheckMarket(const Order& order) const {
-    const Instrument& instrument = order.book.TheInstrument();
-    if (!IsWithinLimits(instrument, order.state.priceE10)) return kOutsidePriceLimits;
-    if (!IsWithinLimits(instrument, order.state.stopE10)) return kOutsidePriceLimits;
-    const Frozen need = NeedNow(order);
-    const bool opens = need.cashE6 != 0 || need.marginE6 != 0; // closing must always be possible
-    return opens && need.Total() > order.account.Reckon().Free() ? kFundsShort : 0;
+    if (!IsWithinLimits(order.terms, order.state.priceE10)) return kOutsidePriceLimits;
+    if (!IsWithinLimits(order.terms, order.state.stopE10)) return kOutsidePriceLimits;
+    if (BreaksCombination(order)) return kPositionCombined;
+    const Needs need = NeedNow(order); // closing must always be possible
+    return need.Opens() && need.Total() > order.account.Reckon().Free() ? kFundsShort : 0;
 }
 
 void Exchange::Work(Order& order) {
     const std::int32_t timeInForce = order.ticket.timeInForce;
-    if (timeInForce == kFillOrKill && order.book.AvailableTo(order) < order.state.leaves) {
+    if (timeInForce == kFillOrKill && AvailableTo(order) < order.state.leaves) {
         return End(order, kCancelled);
     }
-    while (order.IsWorking()) {
-        const std::optional<Match> match = order.book.BestFor(order);
-        if (!match) break;
-        Trade(order, *match);
+    while (order.IsWorking() && TradeOnce(order)) {
     }
     if (!order.IsWorking()) return;
     if (timeInForce == kImmediateOrCancel) return End(order, kCancelled);
-    order.book.Rest(order);
+    Rest(order);
+}
+
+std::int64_t Exchange::AvailableTo(const Order& order) const {
+    if (!order.second) return order.book.AvailableTo(order);
+    const std::optional<SpreadMatch> match = MatchSpread(order);
+    return match ? match->quantity : 0;
+}
+
+bool Exchange::TradeOnce(Order& order) {
+    if (order.second) return TradeSpread(order);
+    const std::optional<Match> match = order.book.BestFor(order);
+    if (match) Trade(order, *match);
+    return match.has_value();
 }
 
 void Exchange::Trade(Order& taker, const Match& match) {
@@ -248,22 +307,34 @@ void Exchange::Trade(Order& taker, const Match& match) {
 }
 
 void Exchange::AddFill(Order& order, std::int64_t priceE10, std::int32_t quantity) {
-    const Fill& fill = fills_.emplace_back(Fill{.fillId = NextId(L"F"),
-                                                .order = order,
-                                                .priceE10 = priceE10,
-                                                .quantity = quantity,
-                                                .stamp = Now()});
-    byFillId_.emplace(fill.fillId, &fill);
+    const LegFill leg{order.book, order.ticket.side, priceE10};
+    AddFills(order, {&leg, 1}, priceE10, quantity);
+}
+
+void Exchange::AddFills(Order& order, std::span<const LegFill> legs, std::int64_t priceE10,
+                        std::int32_t quantity) {
     order.account.Release(order);
-    order.fills.push_back(&fill);
+    for (const LegFill& leg : legs) {
+        const Fill& fill = fills_.emplace_back(Fill{.fillId = NextId(L"F"),
+                                                    .order = order,
+                                                    .book = leg.book,
+                                                    .side = leg.side,
+                                                    .priceE10 = leg.priceE10,
+                                                    .quantity = quantity,
+                                                    .stamp = Now()});
+        byFillId_.emplace(fill.fillId, &fill);
+        order.fills.push_back(&fill);
+        order.account.Apply(fill);
+    }
     order.state.fillCount = order.fills.size();
     order.state.filled += quantity;
     order.state.leaves -= quantity;
     order.state.paidE6 += AmountE6(priceE10, quantity);
-    order.account.Apply(fill);
     if (order.IsWorking()) order.account.Freeze(order, NeedNow(order));
     Report(order, order.IsWorking() ? kPartlyFilled : kFilled);
-    notices_.emplace_back(FillNotice{&fill});
+    for (auto fill = order.fills.end() - std::ssize(legs); fill != order.fills.end(); ++fill)
+        notices_.emplace_back(FillNotice{*fill});
+    if (!order.IsWorking() && hidden_.contains(&order)) filledParts_.push_back(&order);
     traded_.push_back(&order.account);
 }
 
@@ -280,6 +351,7 @@ void Exchange::End(Order& order, std::int32_t execType) {
     order.account.Release(order);
     order.state.leaves = 0;
     order.waiting = false;
+    hidden_.erase(&order);
     Report(order, execType);
 }
 
@@ -289,6 +361,7 @@ void Exchange::Report(Order& order, std::int32_t execType) {
     state.stamp = Now();
     if (!state.history.empty()) state.history += L';';
     state.history += DecimalText(execType);
+    Count(order);
     notices_.emplace_back(ReportNotice{&order, state});
 }
 

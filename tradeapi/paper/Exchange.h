@@ -10,6 +10,8 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
+#include <span>
 #include <variant>
 #include <vector>
 
@@ -31,7 +33,16 @@ struct CountsNotice {
     const Account* account;
     std::size_t positions;
 };
-using Notice = std::variant<ReportNotice, FillNotice, CountsNotice>;
+struct CombinationNotice {
+    const Account* account;
+    std::size_t positions, combinations, actions;
+};
+struct ResetNotice {}; // a new day: the reports so far are those of the day before
+struct ClearNotice {
+    const Book* book; // whose contract has expired
+};
+using Notice = std::variant<ReportNotice, FillNotice, CountsNotice, CombinationNotice, ResetNotice,
+                            ClearNotice>;
 
 // The paper market at work: takes orders, matches them, keeps the accounts. It has no thread and no
 // lock; whoever owns it calls Tick and does the locking. With the same market, clock and calls it
@@ -47,11 +58,25 @@ class Exchange {
     std::int32_t ReplaceOrder(const PaperParameters& parameters);
     std::int32_t CancelOrder(TextView reportId);
 
-    // Prices move by one step; resting orders that they reach are filled.
+    // A strategy order, see Strategy.h. What is wrong with it shows in a rejected report, if its
+    // account and its instrument are known, and nowhere otherwise.
+    void NewStrategyOrder(TextView json);
+    // An order to combine or split positions, see Combinations.h; the mask names the account. It
+    // shows in the account's rows, also when it is refused.
+    void ActOnCombination(TextView mask, TextView command);
+
+    // On a new day, ends the old one: all working orders expire, contracts whose last day it was
+    // are settled in cash, today's figures become yesterday's. To be called before orders are
+    // handed in.
+    void EndDayIfOver();
+
+    // Prices move by one step, in a new day if it is time; resting orders that they reach are
+    // filled.
     void Tick();
 
     // What has happened since the last call: for each order its report before its fill, and the
-    // counts of the accounts that traded at the end.
+    // counts of the accounts that traded at the end. A day ends with the reports of the orders that
+    // it takes along, the reset, and the contracts that are gone.
     std::vector<Notice> TakeNotices();
 
     const Market& TheMarket() const { return market_; }
@@ -59,28 +84,72 @@ class Exchange {
     const Account* FindAccount(TextView mask) const;
     const Book* FindBook(TextView symbol) const;
     const Fill* FindFill(TextView fillId) const;
+    const std::deque<Book>& Books() const { return books_; }
+    // No more orders are taken in it and its price stands still.
+    bool HasExpired(const Book& book) const;
 
   private:
     Account* AccountOf(TextView mask) const;
     Text NextId(const wchar_t* kind);
-    Order& Enter(Ticket ticket, const TicketPrices& prices, Account& account, Book& book);
 
-    Frozen NeedNow(const Order& order) const;
+    // An order before it is taken; what cannot be found stays null.
+    struct Draft {
+        Ticket ticket{};
+        Account* account = nullptr;
+        Book* book = nullptr;
+        std::optional<Leg> second{};
+        Terms terms{};
+        TicketPrices prices{};
+    };
+    // Finds what the ticket names, and a ResultCode.
+    std::int32_t Check(Draft& draft);
+    std::int32_t FindBooks(Draft& draft);
+    std::int32_t FindLegs(Draft& draft);
+    Order& Enter(Draft draft);
+    void Place(Order& order);
+    void Reject(Order& order, std::int32_t errorCode);
+    void PlacePart(Draft draft, std::int32_t left);
+    void PlaceNextParts();
+
+    Needs NeedNow(const Order& order) const;
+    bool BreaksCombination(const Order& order) const;
     std::int32_t CheckMarket(const Order& order) const; // 0 or the ErrorCode of a rejection
     std::int32_t ReadReplacement(const Order& order, const PaperParameters& parameters,
                                  OrderState& wanted) const;
 
     // Trades what can be traded now; the rest stays in the book or ends, as the order wants it.
     void Work(Order& order);
+    std::int64_t AvailableTo(const Order& order) const;
+    bool TradeOnce(Order& order);
+    bool TradeSpread(Order& order);
     void Trade(Order& taker, const Match& match);
+    struct LegFill {
+        const Book& book;
+        std::int32_t side;
+        std::int64_t priceE10;
+    };
     void AddFill(Order& order, std::int64_t priceE10, std::int32_t quantity);
+    // One trade of the order at its own price, with one fill for each leg.
+    void AddFills(Order& order, std::span<const LegFill> legs, std::int64_t priceE10,
+                  std::int32_t quantity);
+    void Rest(Order& order);
+    void Remove(Order& order);
     void Trigger(Order& order);
     void End(Order& order, std::int32_t execType);
     void Report(Order& order, std::int32_t execType);
+    static void Count(Order& order);
     // Carries out what a new price has made possible, and what follows from that.
     void Sweep(Book& book);
+    void SweepSpreads();
+
+    bool CombineIn(Account& account, const CombinationCommand& command, const Text& newId);
+
+    void LinkOptions();
+    void EndDay(Day next);
+    void Expire(const Book& book);
 
     Market market_;
+    Day today_;
     Text idStem_;
     std::uint64_t lastId_ = 0;
     std::uint64_t lastPlace_ = 0;
@@ -89,6 +158,9 @@ class Exchange {
     std::vector<std::unique_ptr<Account>> accounts_;
     std::deque<Order> orders_;
     std::deque<Fill> fills_;
+    std::vector<Order*> spreads_;                 // that rest
+    std::map<const Order*, std::int32_t> hidden_; // of a strategy, behind the part that works
+    std::vector<const Order*> filledParts_;       // that have a hidden part
     std::map<Text, Order*, std::less<>> byReportId_;
     std::map<Text, const Fill*, std::less<>> byFillId_;
     std::map<TextView, Book*> bySymbol_;

@@ -4,6 +4,7 @@
 #include "tradeapi/paper/Ticket.h"
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace halvane::paper {
@@ -42,6 +43,22 @@ struct Frozen {
     Frozen& operator-=(const Frozen& other);
 };
 
+// The same for an order's instrument and for the second one of a spread.
+struct Needs {
+    Frozen first{}, second{};
+
+    std::int64_t Total() const { return first.Total() + second.Total(); }
+    bool Opens() const; // more than commission
+};
+
+// The second leg of a spread order; the first has the order's book and side.
+struct Leg {
+    Book& book;
+    std::int32_t side;
+
+    bool IsBuy() const;
+};
+
 // An order and its report, which bears one identity all its life. The first block never changes.
 struct Order {
     Text reportId, orderId;
@@ -49,10 +66,12 @@ struct Order {
     std::int32_t tradeDate;
     Account& account;
     Book& book;
+    std::optional<Leg> second; // of a spread
+    Terms terms;
 
     OrderState state;
     std::vector<const Fill*> fills;
-    Frozen frozen;
+    Needs frozen;
     std::uint64_t place = 0; // in the queue; the lower the earlier
     bool waiting = false;    // for its stop price
 
@@ -63,6 +82,8 @@ struct Order {
 struct Fill {
     Text fillId;
     const Order& order;
+    const Book& book; // of the leg that it is of
+    std::int32_t side;
     std::int64_t priceE10;
     std::int32_t quantity;
     Stamp stamp;

@@ -2,22 +2,28 @@
 #include "foundation/support/Guarded.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
+#include "foundation/support/Utf.h"
 #include "tradeapi/TradeEvents.h"
 #include "tradeapi/paper/AccountItems.h"
 #include "tradeapi/paper/Codes.h"
+#include "tradeapi/paper/CombinationItems.h"
+#include "tradeapi/paper/ContractFiles.h"
 #include "tradeapi/paper/EventQueue.h"
 #include "tradeapi/paper/Exchange.h"
 #include "tradeapi/paper/InstrumentInfo.h"
+#include "tradeapi/paper/Outbox.h"
 #include "tradeapi/paper/Paper.h"
 #include "tradeapi/paper/PaperItem.h"
 #include "tradeapi/paper/ReportItems.h"
 #include "tradeapi/paper/ShownReports.h"
+#include "tradeapi/paper/Signals.h"
 #include "tradeapi/paper/Tracker.h"
 
 #include <mutex>
 #include <set>
 #include <thread>
 #include <type_traits>
+#include <utility>
 
 namespace halvane {
 namespace {
@@ -29,10 +35,13 @@ constexpr std::int32_t kConnected = 1;
 constexpr std::int32_t kRefused = 0;
 constexpr std::int32_t kRead = 1;
 constexpr std::int32_t kNothingRead = 0;
-constexpr std::int32_t kServiceCommand = 2, kServiceStarts = 1;
+constexpr std::int32_t kServiceCommand = 2, kServiceStarts = 1, kSymbolClear = 5;
 constexpr std::int32_t kCheckKeyCommand = 3;
 constexpr TextView kRecoverTopic = L"VANTOR.RECOVER";
 constexpr TextView kReturnTopic = L"VANTOR.RETURN";
+constexpr TextView kSignalTopic = L"Corvinta";
+constexpr TextView kLineTopic = L"MSG2LINE.UD";
+constexpr std::int32_t kLineMessage = 1, kCombinationRequest = 1;
 
 bool NamesBuiltInMarket(TextView address) {
     constexpr TextView kPrefix = L"paper:";
@@ -89,15 +98,24 @@ class PaperTradeApi : public TradeApi {
     void PostNotice(const ReportNotice& notice);
     void PostNotice(const FillNotice& notice);
     void PostNotice(const CountsNotice& notice);
+    void PostNotice(const CombinationNotice& notice);
+    void PostNotice(const ResetNotice& notice);
+    void PostNotice(const ClearNotice& notice);
+    void PostTracker();
+    void PostSignals();
+    void PostCounts();
     void PostCount(std::int32_t kind, Text key, std::size_t count);
 
     template <typename Call> void CallTrader(Call call);
 
     const Text hostAddress_;
+    Outbox outbox_{ToPath(ExecutableFolder() + L"PaperOutbox.log")}; // has a lock of its own
     std::mutex lock_;
     std::optional<Exchange> exchange_ GUARDED_BY(lock_); // from Connect on
     std::vector<ServiceKey> keys_ GUARDED_BY(lock_);
     ShownReports shown_ GUARDED_BY(lock_);
+    Signals signals_ GUARDED_BY(lock_);
+    bool trackerMoved_ GUARDED_BY(lock_) = false; // since its last event
     std::set<Text, std::less<>> topics_ GUARDED_BY(lock_);
     std::int32_t mode_ GUARDED_BY(lock_) = 0;
     HostEvents* host_ GUARDED_BY(lock_) = nullptr;
@@ -143,12 +161,15 @@ std::int32_t PaperTradeApi::Connect(TextView hostAddress, TextView systemName, T
     Market market = BuiltInMarket(Today());
     const std::uint32_t tickMs = market.tickMs;
     keys_.insert(keys_.end(), market.serviceKeys.begin(), market.serviceKeys.end());
+    WriteContractLists(ExecutableFolder(), market, Today());
     exchange_.emplace(std::move(market));
     market_ = std::jthread([this, tickMs](std::stop_token stop) {
         while (TheClock().Sleep(tickMs, stop)) {
             const std::lock_guard tickGuard(lock_);
             exchange_->Tick();
             PostNotices();
+            PostTracker();
+            PostSignals();
         }
     });
     if (host_ != nullptr) GreetHost();
@@ -163,14 +184,18 @@ void PaperTradeApi::GreetHost() {
 }
 
 void PaperTradeApi::GreetTrader() {
+    PostCounts();
+    PostCount(kTradeDataLoaded, {}, 1);
+}
+
+void PaperTradeApi::PostCounts() {
     PostCount(kAccounts, {}, exchange_->Accounts().size());
     for (const auto& account : exchange_->Accounts()) {
         PostCount(kPositions, account->Mask(), account->Held().size());
         PostCount(kMargins, account->Mask(), 1);
-        PostCount(kDetailPositions, account->Mask(), 0);
-        PostCount(kCombinationOrders, account->Mask(), 0);
+        PostCount(kDetailPositions, account->Mask(), account->Combinations().held.size());
+        PostCount(kCombinationOrders, account->Mask(), account->Combinations().actions.size());
     }
-    PostCount(kTradeDataLoaded, {}, 1);
 }
 
 const ServiceKey* PaperTradeApi::FindKey(TextView key) const {
@@ -216,12 +241,22 @@ std::int32_t PaperTradeApi::PutRow(std::int32_t kind, std::int32_t index, TextVi
         PutPosition(item, *account, *account->Held()[at], currency);
         return kRead;
     }
+    const CombinationRows& rows = account->Combinations();
+    if (kind == kDetailPositions && at < rows.held.size()) {
+        PutCombination(item, *account, rows.held[at], currency);
+        return kRead;
+    }
+    if (kind == kCombinationOrders && at < rows.actions.size()) {
+        PutCombinationAction(item, *account, rows.actions[at]);
+        return kRead;
+    }
     return kNothingRead;
 }
 
 template <typename Call> std::int32_t PaperTradeApi::Change(Call call) {
     const std::lock_guard guard(lock_);
     if (!exchange_) return kNotConnected;
+    exchange_->EndDayIfOver();
     const std::int32_t result = call(*exchange_);
     PostNotices();
     return result;
@@ -288,20 +323,37 @@ void PaperTradeApi::SubscribeTopic(TextView topic) {
     topics_.emplace(topic);
 }
 
-// There are no lists of past days, so the answer to who asks for one names no file.
+// The answer names no file when there is no such list.
 void PaperTradeApi::SendTopicCommand(TextView topic, std::int32_t value, TextView text,
-                                     std::optional<Text>) {
+                                     std::optional<Text> data) {
+    if (topic == kLineTopic) {
+        if (value == kLineMessage && data) outbox_.Add(text, *data);
+        return;
+    }
     const std::lock_guard guard(lock_);
     if (topic != kRecoverTopic || !topics_.contains(kReturnTopic)) return;
     events_.Post([this, value, alias = Text(text)] {
+        const Text path = RecoverContractList(ExecutableFolder(), alias, value, Today());
         CallTrader(
-            [&](TradeEvents& trader) { trader.OnSetTopic(kReturnTopic, value, alias, Text()); });
+            [&](TradeEvents& trader) { trader.OnSetTopic(kReturnTopic, value, alias, path); });
     });
 }
 
-// Combinations and strategies are not traded here: both are taken and nothing comes of them.
-void PaperTradeApi::SendRequest(std::int32_t, TextView, TextView, std::int32_t, TextView) {}
-void PaperTradeApi::NewStrategyOrder(TextView) {}
+void PaperTradeApi::SendRequest(std::int32_t kind, TextView name, TextView command, std::int32_t,
+                                TextView accountKey) {
+    if (kind != kCombinationRequest || name != L"OPTCOMB") return;
+    Change([&](Exchange& exchange) {
+        exchange.ActOnCombination(accountKey, command);
+        return kAccepted;
+    });
+}
+
+void PaperTradeApi::NewStrategyOrder(TextView text) {
+    Change([&](Exchange& exchange) {
+        exchange.NewStrategyOrder(text);
+        return kAccepted;
+    });
+}
 
 template <typename Result, typename Read>
 Result PaperTradeApi::ReadInstrument(TextView symbol, Result unknown, Read read) {
@@ -352,6 +404,7 @@ void PaperTradeApi::PostNotice(const ReportNotice& notice) {
 }
 
 void PaperTradeApi::PostNotice(const FillNotice& notice) {
+    trackerMoved_ = true;
     events_.Post([this, notice] {
         CallTrader([&](TradeEvents& trader) { trader.OnFilledReport(notice.fill->fillId); });
     });
@@ -360,6 +413,56 @@ void PaperTradeApi::PostNotice(const FillNotice& notice) {
 void PaperTradeApi::PostNotice(const CountsNotice& notice) {
     PostCount(kMargins, notice.account->Mask(), 1);
     PostCount(kPositions, notice.account->Mask(), notice.positions);
+}
+
+void PaperTradeApi::PostNotice(const CombinationNotice& notice) {
+    PostCount(kPositions, notice.account->Mask(), notice.positions);
+    PostCount(kDetailPositions, notice.account->Mask(), notice.combinations);
+    PostCount(kCombinationOrders, notice.account->Mask(), notice.actions);
+}
+
+// The lists are written without the lock, by the market as it always was.
+void PaperTradeApi::PostNotice(const ResetNotice&) {
+    trackerMoved_ = true;
+    events_.Post([this] {
+        {
+            const std::lock_guard guard(lock_);
+            shown_ = {};
+        }
+        CallTrader([](TradeEvents& trader) { trader.OnReportReset(); });
+    });
+    PostCounts();
+    events_.Post([&market = exchange_->TheMarket()] {
+        WriteContractLists(ExecutableFolder(), market, Today());
+    });
+}
+
+void PaperTradeApi::PostNotice(const ClearNotice& notice) {
+    events_.Post([this, &symbol = notice.book->TheInstrument().symbol] {
+        CallTrader([&](TradeEvents& trader) {
+            trader.OnCommandMsg(kServiceCommand, kSymbolClear, symbol);
+        });
+    });
+}
+
+// However many fills there were, once a tick.
+void PaperTradeApi::PostTracker() {
+    if (!std::exchange(trackerMoved_, false)) return;
+    events_.Post([this] { CallTrader([](TradeEvents& trader) { trader.OnPositionTracker(); }); });
+}
+
+void PaperTradeApi::PostSignals() {
+    const std::vector<Signal> signals = signals_.Step(*exchange_);
+    if (!topics_.contains(kSignalTopic)) return;
+    for (const Signal& signal : signals) {
+        for (const auto& account : exchange_->Accounts()) {
+            events_.Post([this, text = SignalText(signal, *account)] {
+                CallTrader([&](TradeEvents& trader) {
+                    trader.OnSetTopic(kSignalTopic, 0, text, std::nullopt);
+                });
+            });
+        }
+    }
 }
 
 void PaperTradeApi::PostCount(std::int32_t kind, Text key, std::size_t count) {

@@ -2,6 +2,7 @@
 
 #include "tradeapi/paper/Book.h"
 #include "tradeapi/paper/Codes.h"
+#include "tradeapi/paper/Risk.h"
 #include "tradeapi/paper/Units.h"
 
 #include <cstdlib>
@@ -21,6 +22,11 @@ std::int64_t MarginFor(const Instrument& instrument, std::int64_t priceE10, std:
 std::int64_t OrderState::AveragePriceE10() const { return PriceOfE10(paidE6, filled); }
 
 bool Order::IsBuy() const { return ticket.side == kBuy; }
+bool Leg::IsBuy() const { return side == kBuy; }
+
+bool Needs::Opens() const {
+    return first.cashE6 + first.marginE6 + second.cashE6 + second.marginE6 != 0;
+}
 
 Frozen& Frozen::operator+=(const Frozen& other) {
     cashE6 += other.cashE6;
@@ -51,6 +57,10 @@ std::int64_t Position::Apply(bool buy, std::int64_t priceE10, std::int64_t quant
 
     const std::int64_t released = closing == 0 ? 0 : Share(costE6, closing, std::abs(net));
     const std::int64_t profit = -sign * closingE6 - released;
+    const std::int64_t dayReleased = closing == 0 ? 0 : Share(day.costE6, closing, std::abs(net));
+    day.costE6 += sign * openingE6 - dayReleased;
+    day.realisedE6 += -sign * closingE6 - dayReleased;
+    day.carried += sign * std::min(closing, std::abs(day.carried));
     net += sign * quantity;
     costE6 += sign * openingE6 - released;
     realisedE6 += profit;
@@ -62,6 +72,22 @@ std::int64_t Position::Apply(bool buy, std::int64_t priceE10, std::int64_t quant
     closedE6 += closingE6;
     held = true;
     return profit;
+}
+
+void Position::EndDay() {
+    const std::int64_t profit = DayProfitE6();
+    const std::int64_t modelGain = ModelGainE6(*this);
+    day = {.carried = net,
+           .carriedAtStart = net,
+           .costE6 = ValueE6(),
+           .marginAtStartE6 = MarginE6(),
+           .modelGainAtStartE6 = modelGain,
+           .previousE6 = profit,
+           .previousModelE6 = profit + modelGain - day.modelGainAtStartE6};
+    earlierE6 += realisedE6;
+    for (std::int64_t* figure : {&realisedE6, &commissionE6, &bought, &sold, &opened, &closed,
+                                 &boughtE6, &soldE6, &openedE6, &closedE6})
+        *figure = 0;
 }
 
 std::int64_t Position::ValueE6() const {
@@ -77,25 +103,38 @@ std::int64_t Position::MarginE6() const {
     return future ? share : share - ValueE6();
 }
 
+bool Position::Breaks(bool buy, std::int64_t quantity) const {
+    const bool closes = buy ? net < 0 : net > 0;
+    const std::int64_t working = buy ? workingBuy : workingSell;
+    return combined != 0 && closes && std::abs(net) - combined < working + quantity;
+}
+
+std::int64_t Position::Available(std::int32_t heldSide) const {
+    const bool isLong = heldSide == kBuy;
+    const std::int64_t quantity = isLong ? LongQty() : ShortQty();
+    const std::int64_t closing = isLong ? workingSell : workingBuy;
+    return std::max<std::int64_t>(quantity - combined - closing, 0);
+}
+
 std::int64_t Position::AveragePriceE10() const {
     return PriceOfE10(std::abs(costE6), std::abs(net) * book->TheInstrument().multiplier);
 }
 
-Frozen NeedOf(const Order& order, const Position& position, std::int64_t priceE10) {
+Frozen NeedOf(bool buy, std::int32_t quantity, const Position& position, std::int64_t priceE10) {
     const Instrument& instrument = position.book->TheInstrument();
-    const std::int64_t opposite = order.IsBuy() ? position.ShortQty() : position.LongQty();
-    const std::int64_t before = order.IsBuy() ? position.workingBuy : position.workingSell;
+    const std::int64_t opposite = buy ? position.ShortQty() : position.LongQty();
+    const std::int64_t before = buy ? position.workingBuy : position.workingSell;
     const std::int64_t closable = std::max<std::int64_t>(opposite - before, 0);
-    const std::int64_t opening = std::max<std::int64_t>(order.state.leaves - closable, 0);
+    const std::int64_t opening = std::max<std::int64_t>(quantity - closable, 0);
     const std::int64_t units = opening * instrument.multiplier;
 
     Frozen need;
-    if (order.IsBuy() && instrument.kind != InstrumentKind::Future) {
+    if (buy && instrument.kind != InstrumentKind::Future) {
         need.cashE6 = AmountE6(priceE10, units);
     } else {
         need.marginE6 = MarginFor(instrument, priceE10, units);
     }
-    need.commissionE6 = CommissionE6(instrument, priceE10, order.state.leaves);
+    need.commissionE6 = CommissionE6(instrument, priceE10, quantity);
     return need;
 }
 

@@ -4,6 +4,7 @@
 #include "tradeapi/paper/Book.h"
 #include "tradeapi/paper/Codes.h"
 #include "tradeapi/paper/PaperItem.h"
+#include "tradeapi/paper/Risk.h"
 #include "tradeapi/paper/Units.h"
 
 #include <algorithm>
@@ -44,8 +45,7 @@ void PutInstrument(PaperItem& item, const Instrument& instrument) {
     const bool option = instrument.kind == InstrumentKind::Option;
     item.Put(23, option ? instrument.strikeE10 : kNoInt64);
     item.Put(24, kNoInt64);
-    item.Put(32, instrument.referenceE10); // PrevSettlementPrice
-    item.Put(31, kNoInt64);                // SettlementPrice: none before the day ends
+    item.Put(31, kNoInt64); // SettlementPrice: none before the day ends
     item.Put(75, instrument.marginPpm * kE4);
     item.Put(76, std::int64_t{0});
 }
@@ -53,18 +53,23 @@ void PutInstrument(PaperItem& item, const Instrument& instrument) {
 void PutQuantities(PaperItem& item, const Position& position) {
     const std::int64_t longQty = position.LongQty();
     const std::int64_t shortQty = position.ShortQty();
+    const auto longPart = [](std::int64_t net) { return std::max<std::int64_t>(net, 0); };
+    const auto shortPart = [](std::int64_t net) { return std::max<std::int64_t>(-net, 0); };
+    const PositionDay& day = position.day;
+    const std::int64_t opened = position.net - day.carried;
     // clang-format off
     const Row rows[] = {
         {28, std::abs(position.net)},                    // Quantity
         {60, longQty}, {61, shortQty},                   // Sum...
-        {62, longQty}, {63, shortQty},                   // Today...: all of it
-        {64, 0}, {65, 0},                                // Yd...
+        {62, longPart(opened)}, {63, shortPart(opened)}, // Today...
+        {64, longPart(day.carried)}, {65, shortPart(day.carried)}, // Yd...
         {68, position.workingBuy}, {69, position.workingSell},
         {77, position.bought}, {78, position.sold}, {79, position.bought + position.sold},
         {37, position.LongFrozen()}, {38, position.ShortFrozen()},
-        {81, longQty - position.LongFrozen()}, {82, shortQty - position.ShortFrozen()},
+        {81, position.Available(kBuy)}, {82, position.Available(kSell)},
         {41, position.opened}, {42, position.closed},
-        {53, 0}, {55, 0}, {56, 0}, {57, 0}, {58, 0}, {59, 0}, {80, 0}, // no exercise, no combining
+        {56, position.combined},                         // CombPosition
+        {53, 0}, {55, 0}, {57, 0}, {58, 0}, {59, 0}, {80, 0}, // no exercise
     };
     // clang-format on
     for (const auto& [id, value] : rows)
@@ -73,9 +78,10 @@ void PutQuantities(PaperItem& item, const Position& position) {
     item.Put(25, side);
     item.Put(26, side);
     item.Put(27, kNoInt);
-    for (const TextView name : {L"YdOrgNetQty", L"YdOrgLongQty", L"YdOrgShortQty", L"SpreadType"}) {
-        item.PutNamed(name, 0);
-    }
+    item.PutNamed(L"YdOrgNetQty", Narrow(day.carriedAtStart));
+    item.PutNamed(L"YdOrgLongQty", Narrow(longPart(day.carriedAtStart)));
+    item.PutNamed(L"YdOrgShortQty", Narrow(shortPart(day.carriedAtStart)));
+    item.PutNamed(L"SpreadType", 0);
 }
 
 void PutPrices(PaperItem& item, const Position& position) {
@@ -83,6 +89,7 @@ void PutPrices(PaperItem& item, const Position& position) {
     const std::int64_t average = position.AveragePriceE10();
     const std::int64_t longAverage = position.net > 0 ? average : kNoInt64;
     const std::int64_t shortAverage = position.net < 0 ? average : kNoInt64;
+    item.Put(32, position.book->PreviousCloseE10()); // PrevSettlementPrice
     item.Put(29, average);
     item.Put(71, average);
     item.Put(66, longAverage);
@@ -110,13 +117,14 @@ void PutAmounts(PaperItem& item, const Position& position) {
     // clang-format off
     const Row rows[] = {
         {30, open},                                        // UnrealizedPL
-        {73, open}, {74, open},                            // PositionProfit...
+        {73, position.OpenProfitByDateE6()}, {74, open},   // PositionProfit...
         {35, position.realisedE6},                         // CloseProfit
-        {47, position.realisedE6}, {48, position.realisedE6},
-        {45, std::abs(position.costE6)}, {46, std::abs(position.costE6)}, // ...Cost
+        {47, position.day.realisedE6}, {48, position.realisedE6}, // ByDate, ByTrade
+        {45, std::abs(position.costE6)}, {46, std::abs(position.day.costE6)}, // ...Cost
         {43, position.openedE6}, {44, position.closedE6},  // ...Amount
         {39, frozenAmount(position.LongFrozen())}, {40, frozenAmount(position.ShortFrozen())},
-        {33, position.MarginE6()}, {34, position.frozen.marginE6}, {49, 0},
+        {33, position.MarginE6()}, {34, position.frozen.marginE6},
+        {49, position.day.marginAtStartE6},
         {50, position.frozen.cashE6}, {51, 0},
         {52, position.commissionE6}, {54, 0},
     };
@@ -126,21 +134,26 @@ void PutAmounts(PaperItem& item, const Position& position) {
 }
 
 void PutNamedAmounts(PaperItem& item, const Position& position) {
-    const std::int64_t open = position.OpenProfitE6();
-    const std::int64_t longOpen = position.net > 0 ? open : 0;
-    const std::int64_t shortOpen = position.net < 0 ? open : 0;
+    const std::int64_t byTrade = position.OpenProfitE6();
+    const std::int64_t byDate = position.OpenProfitByDateE6();
+    const bool isLong = position.net > 0;
+    const bool isShort = position.net < 0;
     const NamedRow rows[] = {
-        {L"FloatProfitByDate", open},
-        {L"FloatProfitByTrade", open},
-        {L"LongFloatProfitByDate", longOpen},
-        {L"ShortFloatProfitByDate", shortOpen},
-        {L"LongFloatProfitByTrade", longOpen},
-        {L"ShortFloatProfitByTrade", shortOpen},
-        {L"TodayProfit", open + position.realisedE6},
-        {L"PNL", open + position.realisedE6},
+        {L"FloatProfitByDate", byDate},
+        {L"FloatProfitByTrade", byTrade},
+        {L"LongFloatProfitByDate", isLong ? byDate : 0},
+        {L"ShortFloatProfitByDate", isShort ? byDate : 0},
+        {L"LongFloatProfitByTrade", isLong ? byTrade : 0},
+        {L"ShortFloatProfitByTrade", isShort ? byTrade : 0},
+        {L"TodayProfit", position.DayProfitE6()},
+        {L"PNL", position.ProfitE6()},
+        {L"TheoPNL", position.ProfitE6() + ModelGainE6(position)},
+        {L"TheoMktVal", ModelValueE6(position)},
     };
     for (const auto& [name, value] : rows)
         item.PutNamed(name, AmountE10(value));
+    for (const auto& [name, value] : RiskOf(position))
+        item.PutNamed(name, value);
 }
 
 } // namespace

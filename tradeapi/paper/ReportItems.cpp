@@ -2,6 +2,7 @@
 
 #include "foundation/support/Numbers.h"
 #include "tradeapi/paper/Account.h"
+#include "tradeapi/paper/Book.h"
 #include "tradeapi/paper/Codes.h"
 #include "tradeapi/paper/PaperItem.h"
 
@@ -16,10 +17,15 @@ Text ExecTypeText(const OrderState& state) {
     case kCancelled: return L"Cancelled";
     case kReplaced: return L"Replaced";
     case kTriggered: return L"Triggered";
+    case kExpired: return L"Expired";
     default: break;
     }
-    return state.errorCode == kFundsShort ? L"Rejected: not enough funds"
-                                          : L"Rejected: outside the price limits of the day";
+    switch (state.errorCode) {
+    case kFundsShort: return L"Rejected: not enough funds";
+    case kOutsidePriceLimits: return L"Rejected: outside the price limits of the day";
+    case kPositionCombined: return L"Rejected: the position is combined";
+    default: return L"Rejected: error " + DecimalText(state.errorCode);
+    }
 }
 
 Text GivenNumber(std::int64_t value) { return value == 0 ? Text() : DecimalText(value); }
@@ -85,8 +91,8 @@ void PutFill(PaperItem& item, const Fill& fill) {
     item.Put(6, fill.fillId);
     item.Put(2, ticket.account);
     item.Put(4, ticket.brokerId);
-    item.Put(28, ticket.symbol);
-    item.Put(18, ticket.side);
+    item.Put(28, fill.book.TheInstrument().symbol);
+    item.Put(18, fill.side);
     item.Put(13, fill.order.orderId);
     item.Put(15, fill.priceE10);
     item.Put(16, fill.quantity);

@@ -22,6 +22,7 @@ constexpr TicketRow<Text> kTexts[] = { //  stock  futures/options
     {&Ticket::brokerId,                        1,  1},
     {&Ticket::account,                         2,  2},
     {&Ticket::symbol,                         17,  3},
+    {&Ticket::symbolA,                         0, 27},
     {&Ticket::symbolB,                         0, 28},
     {&Ticket::price,                           6,  4},
     {&Ticket::stopPrice,                       8,  7},
@@ -36,6 +37,8 @@ constexpr TicketRow<Text> kTexts[] = { //  stock  futures/options
 };
 constexpr TicketRow<std::int32_t> kInts[] = {
     {&Ticket::side,                            7,  5},
+    {&Ticket::side1,                           0, 38},
+    {&Ticket::side2,                           0,  6},
     {&Ticket::orderType,                      10,  9},
     {&Ticket::timeInForce,                     9,  8},
     {&Ticket::quantity,                       11, 16},
@@ -57,12 +60,15 @@ template <typename T> std::int32_t IdOf(const TicketRow<T>& row, std::int32_t ki
 
 bool IsGiven(const Text& price) { return !price.empty() && price != L"0"; }
 
-// A whole number of 1e-10 above 0.
-std::optional<std::int64_t> ParsePrice(const Text& text) {
-    const bool digits =
-        std::all_of(text.begin(), text.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
-    const std::int64_t price = digits ? ToInt64(text) : 0;
-    if (price <= 0 || price == INT64_MAX) return std::nullopt;
+// A whole number of 1e-10; above 0 unless it is a net price.
+std::optional<std::int64_t> ParsePrice(const Text& text, bool net) {
+    TextView digits = text;
+    if (net && digits.starts_with(L'-')) digits.remove_prefix(1);
+    const bool plain =
+        std::all_of(digits.begin(), digits.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+    if (!plain || digits.empty()) return std::nullopt;
+    const std::int64_t price = ToInt64(text);
+    if (price == INT64_MAX || price == INT64_MIN || (!net && price <= 0)) return std::nullopt;
     return price;
 }
 
@@ -71,23 +77,23 @@ bool WantsUnsupported(const Ticket& ticket) {
            (ticket.slicedType != 0 && ticket.slicedType != kNoInt);
 }
 
-std::int32_t CheckCodes(const Ticket& ticket, const Instrument& instrument) {
-    const bool stock = instrument.kind == InstrumentKind::Stock;
+std::int32_t CheckCodes(const Ticket& ticket, const Terms& terms) {
+    const bool stock = terms.kind == InstrumentKind::Stock;
     if (stock != (ticket.kind == kStockOrder)) return kWrongOrderKind;
     if (ticket.side != kBuy && ticket.side != kSell) return kBadSide;
     if (ticket.orderType < kMarket || ticket.orderType > kStopLimit) return kBadOrderType;
     if (ticket.timeInForce < 0 || ticket.timeInForce > kFillOrKill) return kBadTimeInForce;
-    if (ticket.quantity <= 0 || ticket.quantity > instrument.maxQuantity) return kBadQuantity;
-    if (WantsUnsupported(ticket)) return kFeatureUnsupported;
+    if (ticket.quantity <= 0 || ticket.quantity > terms.maxQuantity) return kBadQuantity;
+    if (WantsUnsupported(ticket) || (terms.net && ticket.NeedsStop())) return kFeatureUnsupported;
     return kAccepted;
 }
 
-std::int32_t ReadPrice(const Text& text, const Instrument& instrument, std::int32_t refusal,
+std::int32_t ReadPrice(const Text& text, const Terms& terms, std::int32_t refusal,
                        std::int64_t& priceE10) {
-    const std::optional<std::int64_t> price = ParsePrice(text);
+    const std::optional<std::int64_t> price = ParsePrice(text, terms.net);
     if (!price) return refusal;
     priceE10 = *price;
-    return CheckPrice(priceE10, instrument);
+    return CheckPrice(priceE10, terms);
 }
 
 } // namespace
@@ -113,24 +119,29 @@ Ticket ReadTicket(std::int32_t kind, const PaperParameters& parameters) {
     return ticket;
 }
 
-std::int32_t CheckPrice(std::int64_t priceE10, const Instrument& instrument) {
-    if (priceE10 <= 0) return kBadPrice;
-    return priceE10 % instrument.tickE10 == 0 ? kAccepted : kOffTick;
+Terms TermsOf(const Instrument& instrument) {
+    return {.kind = instrument.kind,
+            .tickE10 = instrument.tickE10,
+            .lowerE10 = instrument.lowerE10,
+            .upperE10 = instrument.upperE10,
+            .maxQuantity = instrument.maxQuantity,
+            .net = false};
 }
 
-std::int32_t CheckTicket(const Ticket& ticket, const Instrument& instrument, TicketPrices& prices) {
-    std::int32_t result = CheckCodes(ticket, instrument);
+std::int32_t CheckPrice(std::int64_t priceE10, const Terms& terms) {
+    if (!terms.net && priceE10 <= 0) return kBadPrice;
+    return priceE10 % terms.tickE10 == 0 ? kAccepted : kOffTick;
+}
+
+std::int32_t CheckTicket(const Ticket& ticket, const Terms& terms, TicketPrices& prices) {
+    std::int32_t result = CheckCodes(ticket, terms);
     if (result == kAccepted && ticket.NeedsLimit()) {
-        result = ReadPrice(ticket.price, instrument, kBadPrice, prices.limitE10);
+        result = ReadPrice(ticket.price, terms, kBadPrice, prices.limitE10);
     }
     if (result == kAccepted && ticket.NeedsStop()) {
-        result = ReadPrice(ticket.stopPrice, instrument, kBadStopPrice, prices.stopE10);
+        result = ReadPrice(ticket.stopPrice, terms, kBadStopPrice, prices.stopE10);
     }
     return result;
-}
-
-bool IsSpread(const Ticket& ticket) {
-    return !ticket.symbolB.empty() || ticket.symbol.find_first_of(L"^&") != Text::npos;
 }
 
 Text ExtCommand(const Ticket& ticket, TextView name) {

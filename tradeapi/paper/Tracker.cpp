@@ -2,7 +2,11 @@
 
 #include "tradeapi/paper/Account.h"
 #include "tradeapi/paper/Book.h"
+#include "tradeapi/paper/Risk.h"
 #include "tradeapi/paper/Units.h"
+
+#include <array>
+#include <cstdlib>
 
 namespace halvane::paper {
 namespace {
@@ -12,14 +16,50 @@ void Append(Text& list, const Text& text) {
     list += text;
 }
 
-// Profits in units of 1e-10, all else whole numbers.
+// How much is held for each piece that was traded today, in units of 1e-10.
+std::int64_t PosFillRatioE10(const Position& position) {
+    const std::int64_t fills = position.bought + position.sold;
+    return fills == 0 ? kNoInt64 : Share(std::abs(position.net), kE10, fills);
+}
+
+void PutProfits(PaperValues<TextView>& figures, const Position& position) {
+    const PositionDay& day = position.day;
+    const std::int64_t modelGain = ModelGainE6(position);
+    const std::int64_t today = position.DayProfitE6();
+    // clang-format off
+    const std::pair<TextView, std::int64_t> rows[] = {
+        {L"FloatPnL",  position.OpenProfitE6()},
+        {L"ClosePnL",  position.realisedE6},
+        {L"TdPnL",     today},
+        {L"YdPnL",     day.previousE6},
+        {L"TheoPnL",   position.ProfitE6() + modelGain},
+        {L"TdTheoPnL", today + modelGain - day.modelGainAtStartE6},
+        {L"YdTheoPnl", day.previousModelE6},
+    };
+    // clang-format on
+    for (const auto& [name, amount] : rows)
+        figures.Put(name, AmountE10(amount));
+}
+
+// The net open interest in the calls or puts that the position is in, and the parts of it.
+void PutOpenInterest(PaperValues<TextView>& figures, const Position& position, TextView callPut,
+                     const std::array<TextView, 3>& names) {
+    const bool counts = position.book->TheInstrument().callPut == callPut;
+    const std::int64_t carried = counts ? position.day.carried : 0;
+    const std::int64_t net = counts ? position.net : 0;
+    figures.Put(names[0], net);
+    figures.Put(names[1], net - carried);
+    figures.Put(names[2], carried);
+}
+
+// Profits, Greeks and the ratio in units of 1e-10, all else whole numbers.
 PaperValues<TextView> FiguresOf(const Position& position) {
-    const Instrument& instrument = position.book->TheInstrument();
     PaperValues<TextView> figures;
-    const std::int64_t open = position.OpenProfitE6();
-    figures.Put(L"FloatPnL", AmountE10(open));
-    figures.Put(L"ClosePnL", AmountE10(position.realisedE6));
-    figures.Put(L"TdPnL", AmountE10(open + position.realisedE6));
+    for (const auto& [name, value] : RiskOf(position))
+        figures.Put(name, value);
+    PutProfits(figures, position);
+    PutOpenInterest(figures, position, L"C", {L"CallOI", L"TdCallOI", L"YdCallOI"});
+    PutOpenInterest(figures, position, L"P", {L"PutOI", L"TdPutOI", L"YdPutOI"});
     figures.Put(L"LongOI", position.LongQty());
     figures.Put(L"ShortOI", position.ShortQty());
     figures.Put(L"TdOpenQty", position.opened);
@@ -27,14 +67,10 @@ PaperValues<TextView> FiguresOf(const Position& position) {
     figures.Put(L"BuyFill", position.bought);
     figures.Put(L"SellFill", position.sold);
     figures.Put(L"BSFill", position.bought - position.sold);
-    const std::int64_t call = instrument.callPut == L"C" ? position.net : 0;
-    const std::int64_t put = instrument.callPut == L"P" ? position.net : 0;
-    figures.Put(L"CallOI", call);
-    figures.Put(L"TdCallOI", call);
-    figures.Put(L"YdCallOI", std::int64_t{0});
-    figures.Put(L"PutOI", put);
-    figures.Put(L"TdPutOI", put);
-    figures.Put(L"YdPutOI", std::int64_t{0});
+    figures.Put(L"PosFillRatio", PosFillRatioE10(position));
+    figures.Put(L"OrderNumbers", position.day.orders);
+    figures.Put(L"DealNumbers", position.day.deals);
+    figures.Put(L"DeleteNumbers", position.day.deletions);
     return figures;
 }
 

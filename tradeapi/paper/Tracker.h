@@ -10,7 +10,7 @@ namespace halvane::paper {
 class Account;
 
 // The figures of the positions as they were when the tracker was attached: one entry for each
-// account that holds any. What is not known (all that takes a model of option prices) is kNoInt64.
+// account that holds any, one instrument for each position. Names that are not known give kNoInt64.
 class Tracker : public PositionTracker {
   public:
     Text Entries() override;
