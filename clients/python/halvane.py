@@ -21,6 +21,14 @@ class HalvaneError(Exception):
     """The gateway gave no answer, a refusal, or something that is no message."""
 
 
+def replace_price(price):
+    """The text that makes REPLACEORDER change the price to exactly this one, a decimal text with at
+    most ten decimals, below 225000. The gateway cuts off what does not make a whole 1e-10, and the
+    double of 0.41 lies below 0.41: half a unit more keeps it from losing one."""
+    whole, _, decimals = price.partition(".")
+    return f"{whole}.{decimals:0<10}5"
+
+
 class Message(dict):
     """A reply or a publication: its members in order, and in `wire` the bytes as they came."""
 
@@ -106,11 +114,16 @@ class Client:
             self._publications.setsockopt(zmq.SUBSCRIBE, prefix)
             return
         self._publications = self._context.socket(zmq.SUB)
+        # What comes while the client is busy waits here, however much it is, instead of being lost.
+        self._publications.setsockopt(zmq.RCVHWM, 0)
+        # A connection that was mended behind the client's back would hide that something is missing.
+        self._publications.setsockopt(zmq.RECONNECT_IVL, -1)
         self._publications.setsockopt(zmq.SUBSCRIBE, prefix)
         monitor = self._publications.get_monitor_socket(zmq.EVENT_HANDSHAKE_SUCCEEDED)
         self._publications.connect(f"tcp://{self.host}:{self.publish_port}")
         connected = monitor.poll(int(self.timeout * 1000)) and recv_monitor_message(monitor)
         self._publications.disable_monitor()
+        monitor.close()
         if not connected:
             raise HalvaneError(f"nobody publishes on {self.host}:{self.publish_port}")
 

@@ -1,0 +1,442 @@
+"""Four clients order at once what there is to order on the paper platform: stocks, futures, options and
+spreads, at all prices and for all times, with replacements, cancellations and nonsense between. After it,
+what was published, what is restored and what the accounts hold have to agree to the unit. Takes the path
+of the program as its last argument; HALVANE_FLOW_ORDERS says how many requests are sent."""
+
+import collections
+import json
+import os
+import pathlib
+import random
+import sys
+import threading
+import unittest
+import uuid
+
+import zmq
+
+from wire_test import PATIENCE, SERVICE_KEY, Gateway, unique_name, until
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "clients" / "python"))
+from halvane import Client
+
+ORDERS = int(os.environ.get("HALVANE_FLOW_ORDERS", "10000"))
+CLIENTS, IN_FLIGHT = 4, 24
+BUY, SELL = "1", "2"
+MARKET, LIMIT, STOP = "1", "2", "3"
+NEW, PARTLY_FILLED, FILLED, CANCELLED, REPLACED, REJECTED = "0", "1", "2", "4", "5", "8"
+ACCOUNTS = ["1000001", "1000002"]
+LISTS = ["PaperStk", "PaperFut", "PaperOpt"]
+
+
+def log_in(client, system_name):
+    until(lambda: client.log_in(system_name, SERVICE_KEY)["SubPort"], "a publish port")
+
+
+def symbols_of(node):
+    yield from node.get("Contracts", [])
+    for child in node.get("Node", []):
+        yield from symbols_of(child)
+
+
+class Recorder(threading.Thread):
+    """Reads all publications as they come and keeps them."""
+
+    def __init__(self, publish_port):
+        super().__init__()
+        self.reports = collections.defaultdict(list)  # by report id, in order
+        self.report_ids = collections.defaultdict(list)  # by the client's key, as they appear
+        self.fills = []
+        self.working = {}  # report id to its newest report
+        self.ended = threading.Event()
+        self.socket = zmq.Context.instance().socket(zmq.SUB)
+        self.socket.setsockopt(zmq.RCVHWM, 0)
+        self.socket.setsockopt(zmq.SUBSCRIBE, b"")
+        self.socket.connect(f"tcp://127.0.0.1:{publish_port}")
+
+    def run(self):
+        while not self.ended.is_set():
+            if self.socket.poll(20):
+                self.note(json.loads(self.socket.recv()[:-1]))
+        self.socket.close(0)
+
+    def note(self, publication):
+        if publication["DataType"] == "FILLEDREPORT":
+            self.fills.append(publication["Report"])
+        if publication["DataType"] != "EXECUTIONREPORT":
+            return
+        report = publication["Report"]
+        identity = report["ReportID"]
+        if identity not in self.reports:
+            self.report_ids[report["UserKey1"]].append(identity)
+        self.reports[identity].append(report)
+        if int(report["LeavesQty"]) > 0:
+            self.working[identity] = report
+        else:
+            self.working.pop(identity, None)
+
+
+class Trader(threading.Thread):
+    """Sends requests, several at a time, and keeps what each was answered with."""
+
+    def __init__(self, gateway, number, requests, recorder):
+        super().__init__()
+        self.number, self.requests, self.recorder = number, requests, recorder
+        self.dice = random.Random(number)
+        self.client = Client(gateway.port(), timeout=PATIENCE)
+        log_in(self.client, gateway.system_name)
+        self.socket = zmq.Context.instance().socket(zmq.DEALER)
+        self.socket.setsockopt(zmq.RCVTIMEO, PATIENCE * 1000)
+        self.socket.connect(f"tcp://127.0.0.1:{gateway.port()}")
+        self.waiting = {}  # envelope to what was asked for
+        self.answers = []  # (what was asked for, reply)
+        self.fault = None
+
+    def read_market(self):
+        lists = [self.client.request("QUERYALLINSTRUMENT", Type=name)["Instruments"] for name in LISTS]
+        self.symbols = [list(symbols_of(each)) for each in lists]
+        self.infos = {
+            symbol: self.client.request("QUERYINSTRUMENTINFO", Symbol=symbol)["Info"]
+            for symbols in self.symbols
+            for symbol in symbols
+        }
+
+    def run(self):
+        try:
+            self.read_market()
+            for number in range(self.requests):
+                key = f"{self.number}-{number}"
+                self.send(key, *self.draw(key))
+            while self.waiting:
+                self.receive()
+        except Exception as fault:  # shown by the test
+            self.fault = fault
+        finally:
+            self.socket.close(0)
+            self.client.close()
+
+    def send(self, key, name, param):
+        self.waiting[key] = name
+        request = self.client.compose(name, Param=param)
+        self.socket.send_multipart([key.encode(), b"", request])
+        if len(self.waiting) >= IN_FLIGHT:
+            self.receive()
+
+    def receive(self):
+        envelope, _, reply = self.socket.recv_multipart()
+        key = envelope.decode()
+        self.answers.append((key, self.waiting.pop(key), json.loads(reply[:-1])))
+
+    def draw(self, key):
+        kind = self.dice.random()
+        if kind < 0.07:
+            return "CANCELORDER", {"ReportID": self.some_report(), "Key": ""}
+        if kind < 0.14:
+            quantity = str(self.dice.randint(0, 12))
+            return "REPLACEORDER", {"ReportID": self.some_report(), "OrderQty": quantity}
+        if kind < 0.18:
+            return "NEWORDER", self.nonsense(key)
+        if kind < 0.28:
+            return "NEWORDER", self.spread(key)
+        if kind < 0.32:
+            return "NEWSTRATEGYORDER", self.strategy(key)
+        return "NEWORDER", self.order(key)
+
+    def some_report(self):
+        working = list(self.recorder.working)
+        return self.dice.choice(working) if working else "none"
+
+    def common(self, key):
+        dice = self.dice
+        return {"BrokerID": "PAPER", "Account": dice.choice(ACCOUNTS), "Side": dice.choice([BUY, SELL]),
+                "OrderQty": str(dice.randint(1, 5)), "OrderType": MARKET,
+                "TimeInForce": dice.choice(["", "0", "1", "2", "3"]), "UserKey1": key}  # fmt: skip
+
+    def near(self, symbol):
+        """A price a few ticks around what was asked for at the start."""
+        info = self.infos[symbol]
+        ticks = round(float(info["Ask"]) / float(info["TickSize"])) + self.dice.randint(-6, 6)
+        return f"{max(ticks, 1) * float(info['TickSize']):.4f}"
+
+    def order(self, key):
+        symbol = self.dice.choice(self.dice.choices(self.symbols, [4, 3, 3])[0])
+        param = self.common(key) | {"Symbol": symbol}
+        kind = self.dice.random()
+        if kind < 0.6:
+            param |= {"OrderType": LIMIT, "Price": self.near(symbol)}
+        elif kind < 0.65:
+            param |= {"OrderType": STOP, "StopPrice": self.near(symbol)}
+        return param
+
+    def spread(self, key):
+        future = [symbol for symbol in self.symbols[1] if ".IDX." in symbol]
+        legs = self.dice.choice([future, self.dice.sample(self.symbols[2], 2), [future[0], self.symbols[2][0]]])
+        param = self.common(key) | {"Symbol": legs[0], "SymbolA": legs[0], "SymbolB": legs[1]}
+        if self.dice.random() < 0.3:
+            param |= {"Side2": param["Side"]}
+        if self.dice.random() < 0.5:
+            net = float(self.infos[legs[0]]["Ask"]) - float(self.infos[legs[1]]["Ask"])
+            param |= {"OrderType": LIMIT, "Price": str(round(net) + self.dice.randint(-20, 20))}
+        return param
+
+    def strategy(self, key):
+        symbol = self.dice.choice(self.symbols[1])
+        kind = self.dice.choice(["SIMPLE", "ICEBERG", "UNHEARD-OF"])
+        return self.common(key) | {"StrategyType": kind, "Symbol": symbol, "OrderType": LIMIT,
+                                   "TimeInForce": "1", "Price": self.near(symbol), "DiscloseQty": 2}  # fmt: skip
+
+    def nonsense(self, key):
+        return self.order(key) | self.dice.choice([
+            {"Symbol": "OV.S.PAPX.NONE"},
+            {"Symbol": "no symbol"},
+            {"Account": "1"},
+            {"Side": "x"},
+            {"OrderQty": "-1"},
+            {"OrderType": "9"},
+            {"OrderType": LIMIT, "Price": "1.2.3"},
+            {"TouchPrice": "100", "TouchCondition": "1"},
+        ])  # fmt: skip
+
+
+class Flow(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        name = unique_name()
+        cls.gateway = Gateway(name, ["paper:", name, SERVICE_KEY, ",".join(LISTS), "none"])
+        cls.addClassCleanup(cls.gateway.remove)
+
+    @classmethod
+    def tearDownClass(cls):
+        code = cls.gateway.end()
+        if code:
+            raise AssertionError(f"the gateway ended with {code}")
+
+    def setUp(self):
+        self.client = self.connect()
+        self.probes = set()  # keys of orders that the recorder may have missed
+        self.recorder = Recorder(self.client.publish_port)
+        self.recorder.start()
+        self.addCleanup(self.recorder.join)
+        self.addCleanup(self.recorder.ended.set)
+
+    def connect(self):
+        client = Client(self.gateway.port(), timeout=PATIENCE)
+        self.addCleanup(client.close)
+        log_in(client, self.gateway.system_name)
+        return client
+
+    def send(self, name, **param):
+        return self.client.request(name, Param=param)
+
+    def pages(self, name, member, **members):
+        rows = []
+        while True:
+            page = self.client.request(name, QryIndex=str(len(rows)), **members)[member]
+            rows += page
+            if len(page) < 50:
+                return rows
+
+    def wait_for_the_recorder(self):
+        """Sends orders that are refused by the market until the recorder hears of one."""
+
+        def heard():
+            key = uuid.uuid4().hex
+            self.probes.add(key)
+            self.send("NEWORDER", BrokerID="PAPER", Account=ACCOUNTS[0], Symbol="OV.S.PAPX.ALFA", Side=BUY,
+                      OrderType=LIMIT, OrderQty="1", Price="10000", UserKey1=key)  # fmt: skip
+            return key in self.recorder.report_ids
+
+        until(heard, "a publication")
+
+    def bring_to_rest(self):
+        """Cancels what works until nothing does."""
+
+        def at_rest():
+            for identity in list(self.recorder.working):
+                self.send("CANCELORDER", ReportID=identity, Key="")
+            return not self.recorder.working
+
+        until(at_rest, "no order works any more")
+
+    def trade(self):
+        traders = [
+            Trader(self.gateway, number, ORDERS // CLIENTS, self.recorder) for number in range(CLIENTS)
+        ]
+        for trader in traders:
+            trader.start()
+        for trader in traders:
+            trader.join()
+            if trader.fault:
+                raise trader.fault
+            self.assertEqual(len(trader.answers), ORDERS // CLIENTS)
+        return [answer for trader in traders for answer in trader.answers]
+
+    def check_answers(self, answers):
+        """Orders that were accepted have reports, those that were refused have none."""
+        kinds = collections.Counter()
+        for key, name, reply in answers:
+            self.assertEqual(reply["Reply"], name)
+            kinds[name, reply["Success"]] += 1
+            if name == "NEWORDER":
+                self.assertEqual(len(self.recorder.report_ids.get(key, [])), reply["Success"] == "OK", reply)
+            if name == "NEWSTRATEGYORDER":
+                self.assertGreaterEqual(len(self.recorder.report_ids.get(key, [])), 1)
+        for name in ("NEWORDER", "REPLACEORDER", "CANCELORDER"):
+            for success in ("OK", "Fail"):
+                self.assertGreater(kinds[name, success], 0, (name, success))
+
+    def check_reports(self):
+        """None is missing: the last one of an order lists them all, and it is what is restored."""
+        published = self.recorder.reports
+        for reports in published.values():
+            history = reports[-1]["ExecHis"].split(";")
+            self.assertEqual([report["ExecType"] for report in reports], history)
+            self.assertEqual(reports[-1]["LeavesQty"], "0")
+        rows = self.pages("RESTOREREPORT", "Orders")
+        missed = self.probes - self.recorder.report_ids.keys()
+        restored = {row["ReportID"]: row for row in rows if row["UserKey1"] not in missed}
+        self.assertCountEqual(restored, published)
+        for identity, row in restored.items():
+            last = published[identity][-1]
+            for name in ("Account", "Symbol", "Side", "OrderID", "OrderQty", "CumQty", "LeavesQty",
+                         "ExecType", "ErrorCode", "FilledOrdersCount", "UserKey1"):  # fmt: skip
+                self.assertEqual(row[name], last[name], name)
+
+    def check_fills(self):
+        """They are the restored ones and add up to what the orders' reports say."""
+        restored = self.pages("RESTOREFILLREPORT", "Orders")
+        for row in restored:
+            row.pop("QryIndex")
+        published = {fill["ReportID"]: fill for fill in self.recorder.fills}
+        self.assertEqual(len(published), len(self.recorder.fills))
+        self.assertEqual({row["ReportID"]: row for row in restored}, published)
+        of_order = collections.defaultdict(list)
+        for fill in restored:
+            of_order[fill["OrderID"]].append(fill)
+        for reports in self.recorder.reports.values():
+            self.check_fills_of(reports[-1], of_order.pop(reports[-1]["OrderID"], []))
+        self.assertFalse(of_order)
+        return restored
+
+    def check_fills_of(self, report, fills):
+        self.assertEqual(int(report["FilledOrdersCount"]), len(fills))
+        quantities, amounts = collections.Counter(), collections.Counter()
+        for fill in fills:
+            quantities[fill["Symbol"]] += int(fill["MatchedQty"])
+            sign = 1 if fill["Side"] == report["Side"] or "^" not in report["Symbol"] else -1
+            amounts[fill["Symbol"]] += sign * int(fill["MatchedQty"]) * float(fill["MatchedPrice"])
+        legs = 2 if "^" in report["Symbol"] else 1
+        self.assertIn(len(quantities), (0, legs))
+        if not fills:
+            self.assertEqual((report["CumQty"], report["AvgPrice"]), ("0", ""))
+            return
+        self.assertEqual(set(quantities.values()), {int(report["CumQty"])})
+        average = sum(amounts.values()) / int(report["CumQty"])
+        self.assertAlmostEqual(average, float(report["AvgPrice"]), 5)
+
+    def check_positions(self, fills):
+        held = collections.Counter()
+        bought, sold = collections.Counter(), collections.Counter()
+        for fill in fills:
+            where = fill["Account"], fill["Symbol"]
+            (bought if fill["Side"] == BUY else sold)[where] += int(fill["MatchedQty"])
+        for where in bought.keys() | sold.keys():
+            held[where] = bought[where] - sold[where]
+        for account in ACCOUNTS:
+            expected = {symbol: net for (whose, symbol), net in held.items() if whose == account}
+
+            def rows():
+                return self.pages("POSITIONS", "Positions", AccountMask=f"PAPER-{account}")
+
+            until(lambda: len(rows()) == len(expected), "the counts of the positions")
+            for row in rows():
+                where = account, row["Symbol"]
+                net = int(row["SumLongQty"]) - int(row["SumShortQty"])
+                self.assertEqual(net, expected.pop(row["Symbol"]), where)
+                self.assertEqual((int(row["TdBuyQty"]), int(row["TdSellQty"])), (bought[where], sold[where]))
+                self.assertEqual((row["WorkingLong"], row["WorkingShort"]), ("0", "0"))
+            self.assertFalse(expected)
+
+    def test_1_everything_agrees_to_the_unit(self):
+        self.wait_for_the_recorder()
+        answers = self.trade()
+        accepted = [key for key, name, reply in answers if name == "NEWORDER" and reply["Success"] == "OK"]
+        until(lambda: all(key in self.recorder.report_ids for key in accepted), "reports of all orders")
+        self.bring_to_rest()
+        self.check_answers(answers)
+        self.check_reports()
+        fills = self.check_fills()
+        self.check_positions(fills)
+        spreads = [r for r in self.recorder.reports.values() if "^" in r[-1]["Symbol"] and r[-1]["CumQty"] != "0"]
+        self.assertGreater(len(fills), len(answers) // 4)
+        self.assertGreater(len(spreads), 0)
+
+    def test_2_combinations_change_the_positions(self):
+        self.wait_for_the_recorder()
+        legs = [f"OV.O.PAPF.IDX.{self.month()}.P.{strike}" for strike in ("18000", "19000")]
+        account = {"BrokerID": "PAPER", "Account": ACCOUNTS[0]}
+        mask = f"PAPER-{ACCOUNTS[0]}"
+        for leg in legs:
+            self.set_position(leg, 3 if leg == legs[0] else -3)
+        act = account | {"Symbol": "&".join(legs), "CombinationType": "9", "OptCombID": "it"}
+
+        def rows(name, member):
+            return self.client.request(name, QryIndex="0", AccountMask=mask)[member]
+
+        def position(leg):
+            pages = self.pages("POSITIONS", "Positions", AccountMask=mask)
+            return next(row for row in pages if row["Symbol"] == leg)
+
+        for direction, volume, exec_type, combined in [
+            ("1", "2", FILLED, "2"),
+            ("1", "2", REJECTED, "2"),
+            ("2", "1", FILLED, "1"),
+            ("7", "1", REJECTED, "1"),
+        ]:
+            before = len(rows("QUERYOPTCOMBORDER", "Orders"))
+            reply = self.send("OPTCOMB", **act, CombDirection=direction, Side=BUY, Volume=volume)
+            self.assertEqual(reply, {"Reply": "OPTCOMB", "Success": "OK"})
+            until(lambda: len(rows("QUERYOPTCOMBORDER", "Orders")) > before, "a row")
+            self.assertEqual(rows("QUERYOPTCOMBORDER", "Orders")[-1]["ExecType"], exec_type)
+            detail = rows("QUERYOPTCOMBPOSITION", "Positions")
+            self.assertEqual([row["Quantity"] for row in detail], [combined])
+            self.assertEqual(detail[0]["Symbol"], "&".join(legs))
+            self.assertEqual((detail[0]["OptCombID"], detail[0]["CombinationType"]), ("it", "9"))
+            for leg, available in zip(legs, ("LongAvailable", "ShortAvailable")):
+                row = position(leg)
+                self.assertEqual(row["CombPosition"], combined)
+                self.assertEqual(int(row[available]), 3 - int(combined))
+
+    def month(self):
+        symbols = self.client.request("QUERYALLINSTRUMENT", Type="PaperOpt")["Instruments"]
+        return next(symbols_of(symbols)).split(".")[4]
+
+    def set_position(self, symbol, wanted):
+        """Buys or sells until the account holds as much."""
+
+        def moved():
+            rows = self.pages("POSITIONS", "Positions", AccountMask=f"PAPER-{ACCOUNTS[0]}")
+            nets = [int(r["SumLongQty"]) - int(r["SumShortQty"]) for r in rows if r["Symbol"] == symbol]
+            missing = wanted - sum(nets)
+            if missing:
+                self.send("NEWORDER", BrokerID="PAPER", Account=ACCOUNTS[0], Symbol=symbol, OrderType=MARKET,
+                          Side=BUY if missing > 0 else SELL, OrderQty=str(min(abs(missing), 100)),
+                          TimeInForce="2")  # fmt: skip
+            return not missing
+
+        until(moved, f"a position of {wanted}")
+
+    def test_3_line_messages_lie_in_the_outbox(self):
+        text = "first\r\nsecond \u0436 \U0001f600"
+        for system in ("line", "OTHER"):
+            reply = self.send("SENDMESSAGE", System=system, LineID="../x", Message=text)
+            self.assertEqual(reply, {"Reply": "SENDMESSAGE", "Success": "OK"})
+        lines = (self.gateway.folder / "PaperOutbox.log").read_bytes().decode().split("\n")
+        self.assertEqual(len(lines), 2)
+        self.assertEqual(lines[1], "")
+        message = json.loads(lines[0])
+        self.assertEqual((message["LineID"], message["Message"]), ("../x", text))
+
+
+if __name__ == "__main__":
+    unittest.main()
