@@ -52,19 +52,13 @@ class FillWalk {
 } // namespace
 
 void RestoreFills(RepWorker& worker, const Request& request) {
-    TradeApi& tradeApi = worker.Platform();
-    const auto list = tradeApi.CreateItem(ItemClass::ReportList);
-    const auto report = tradeApi.CreateItem(ItemClass::ExecutionReport);
-    if (list == nullptr || report == nullptr) {
-        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
-        return;
-    }
-    tradeApi.QueryReport(kReportsWithFills, L"", *list);
+    ReportItems items;
+    if (!OpenReportList(worker, request, kReportsWithFills, items)) return;
     JsonWriter reply;
     BeginReply(reply, request.name);
     reply.BeginArray(L"Orders");
-    FillWalk walk(tradeApi, std::max(0, ToInt32(request.Member(L"QryIndex"))));
-    if (!walk.Over(*list, *report, reply)) {
+    FillWalk walk(worker.Platform(), std::max(0, ToInt32(request.Member(L"QryIndex"))));
+    if (!walk.Over(*items.list, *items.report, reply)) {
         worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
         return;
     }

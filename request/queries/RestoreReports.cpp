@@ -9,25 +9,20 @@
 namespace halvane {
 
 void RestoreReports(RepWorker& worker, const Request& request) {
-    TradeApi& tradeApi = worker.Platform();
-    const auto list = tradeApi.CreateItem(ItemClass::ReportList);
-    const auto report = tradeApi.CreateItem(ItemClass::ExecutionReport);
-    if (list == nullptr || report == nullptr) {
-        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
-        return;
-    }
-    tradeApi.QueryReport(kReports, L"", *list);
+    ReportItems items;
+    if (!OpenReportList(worker, request, kReports, items)) return;
     JsonWriter reply;
     BeginReply(reply, request.name);
     reply.BeginArray(L"Orders");
     std::int32_t index = ToInt32(request.Member(L"QryIndex"));
     // The count is read again for every record: reports keep coming.
-    for (int rows = 0; rows < kPage && index < list->GetInt(kListCount); ++rows) {
-        const Text reportId = list->GetIndexed(kListEntry, index);
-        if (tradeApi.QueryReport(kOneReport, reportId, *report) == 0 && index < 0) break;
+    for (int rows = 0; rows < kPage && index < items.list->GetInt(kListCount); ++rows) {
+        const Text reportId = items.list->GetIndexed(kListEntry, index);
+        if (worker.Platform().QueryReport(kOneReport, reportId, *items.report) == 0 && index < 0)
+            break;
         ++index;
         reply.BeginObject();
-        WriteRecord(reply, ExecutionReportFields(), Form::Restored, *report,
+        WriteRecord(reply, ExecutionReportFields(), Form::Restored, *items.report,
                     {.symbol = {}, .instrument = {}, .qryIndex = DecimalText(index)});
         reply.EndObject();
     }
