@@ -2,6 +2,8 @@
 
 #include "foundation/logger/CStaticLogger.h"
 #include "foundation/logger/Log.h"
+#include "foundation/support/Numbers.h"
+#include "foundation/support/Process.h"
 #include "foundation/support/Settings.h"
 #include "foundation/support/Utf.h"
 #include "tradeapi/TradeData.h"
@@ -80,6 +82,8 @@ int LogKeeper::Count(const std::string& line) {
     const std::vector<std::string> lines = Lines();
     return static_cast<int>(std::ranges::count(lines, line));
 }
+
+Text OwnSystemName() { return L"TEST" + DecimalText(CurrentProcessId()); }
 
 TestHost::TestHost(std::vector<Text> arguments)
     : arguments_(std::move(arguments)), created_(std::make_unique<ScriptedTradeApi>()),

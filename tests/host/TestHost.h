@@ -33,11 +33,14 @@ class LogKeeper {
     static Shared& TheShared();
 };
 
+// A system name that no test of another process uses at the same time: there is one host for each.
+Text OwnSystemName();
+
 // A whole host in this process: scripted platform, jumping clock, real sockets. It is served on the
 // thread of its own loop.
 class TestHost {
   public:
-    explicit TestHost(std::vector<Text> arguments = {L"scripted", L"DEMO", L"demo-key"});
+    explicit TestHost(std::vector<Text> arguments = {L"scripted", OwnSystemName(), L"demo-key"});
     ~TestHost();
 
     ScriptedTradeApi& Api() { return *api_; }

@@ -15,7 +15,7 @@ namespace {
 
 class Queries : public testing::Test {
   protected:
-    explicit Queries(std::vector<Text> arguments = {L"scripted", L"DEMO", L"demo-key"})
+    explicit Queries(std::vector<Text> arguments = {L"scripted", OwnSystemName(), L"demo-key"})
         : host(std::move(arguments)) {}
 
     void SetUp() override {
@@ -187,7 +187,8 @@ TEST_F(Queries, TrackerFigures) {
 class Instruments : public Queries {
   protected:
     Instruments()
-        : Queries({L"scripted", L"DEMO", L"demo-key", L"Fut:F,Opt,../x:P,Old:O,New:O", L""}) {}
+        : Queries(
+              {L"scripted", OwnSystemName(), L"demo-key", L"Fut:F,Opt,../x:P,Old:O,New:O", L""}) {}
 
     void SetUp() override {
         Queries::SetUp();

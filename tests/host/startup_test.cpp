@@ -2,6 +2,7 @@
 
 #include "app/CommandLine.h"
 #include "foundation/support/Settings.h"
+#include "foundation/support/Utf.h"
 
 #include <gtest/gtest.h>
 
@@ -48,16 +49,16 @@ TEST(StartUp, EveryFailureWritesItsFatalLine) {
         std::string line;
     } cases[] = {
         {{L"h", L"S"}, [](ScriptedTradeApi&) {}, "FATAL Authentication failed!!"},
-        {{L"h", L"S", L"k"},
+        {{L"h", OwnSystemName(), L"k"},
          [](ScriptedTradeApi& api) { api.takesHostEvents = false; },
          "FATAL Create event failed"},
-        {{L"h", L"S", L"k"},
+        {{L"h", OwnSystemName(), L"k"},
          [](ScriptedTradeApi& api) { api.connectResult = 0; },
          "FATAL failed to connect to Ovaro, result:0"},
-        {{L"h", L"S", L"k"},
+        {{L"h", OwnSystemName(), L"k"},
          [](ScriptedTradeApi& api) { api.connectResult = -7; },
          "FATAL failed to connect to Ovaro, result:-7"},
-        {{L"h", L"S", L"k"},
+        {{L"h", OwnSystemName(), L"k"},
          [](ScriptedTradeApi& api) { api.throwing = {"connect"}; },
          "FATAL failed to connect to Ovaro, result:0"},
     };
@@ -71,22 +72,24 @@ TEST(StartUp, EveryFailureWritesItsFatalLine) {
 
 TEST(StartUp, OneInstancePerSystemName) {
     const auto none = [](TextView) { return std::unique_ptr<TradeApi>(); };
-    TestHost first({L"h", L"S", L"k"});
+    TestHost first({L"h", OwnSystemName(), L"k"});
     ASSERT_TRUE(first.Initialise());
     QueueLoop loop;
     CHalvaneDlg second(loop, none);
-    EXPECT_FALSE(second.OnInitDialog({L"h", L"S", L"k"}));
+    EXPECT_FALSE(second.OnInitDialog({L"h", OwnSystemName(), L"k"}));
     EXPECT_EQ(first.log.Lines().back(), "FATAL CheckInstance failed!!");
     CHalvaneDlg other(loop, none);
-    EXPECT_FALSE(other.OnInitDialog({L"h", L"Another", L"k"}));
+    EXPECT_FALSE(other.OnInitDialog({L"h", L"Another" + OwnSystemName(), L"k"}));
     EXPECT_EQ(first.log.Lines().back(), "FATAL Create Ovaro.TradeAPI.1 failed");
 }
 
 TEST(StartUp, TellsThePlatformInOrder) {
-    TestHost host({L"addr", L"S", L"k", L"T1||T2"});
+    TestHost host({L"addr", OwnSystemName(), L"k", L"T1||T2"});
     ASSERT_TRUE(host.Initialise());
-    EXPECT_EQ(host.Api().TakeCalls(), (std::vector<std::string>{"mode 0", "connect addr S k 1",
-                                                                "subscribe T1", "subscribe T2"}));
+    EXPECT_EQ(
+        host.Api().TakeCalls(),
+        (std::vector<std::string>{"mode 0", "connect addr " + ToUtf8(OwnSystemName()) + " k 1",
+                                  "subscribe T1", "subscribe T2"}));
 }
 
 TEST(StartUp, ASecondStartIsIgnored) {
