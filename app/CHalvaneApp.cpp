@@ -13,8 +13,8 @@ int CHalvaneApp::Run(const std::vector<Text>& arguments) {
     Log().Open(nullptr, ILogger::LL_INFO, ILogger::PRINT_FLAG_FILE);
     const bool up = dialog_.OnInitDialog(arguments);
     const int exitCode = up ? loop_.Run([this] { return dialog_.StatusText(); }) : 0;
-    UnloadComponents();
     DrainLog();
+    UnloadComponents();
     TheClock().Sleep(kFarewellMs); // for what others are still doing
     return exitCode;
 }

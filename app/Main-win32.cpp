@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
+    SetErrorMode(SEM_FAILCRITICALERRORS); // nobody may be there to close a box of the system's
     std::vector<halvane::Text> arguments;
     int count = 0;
     wchar_t** words = CommandLineToArgvW(GetCommandLineW(), &count);

@@ -15,7 +15,8 @@ std::unique_ptr<TradeApi> MakeTradeApi(TextView hostAddress);
 // The component; there is one on Windows only.
 std::unique_ptr<TradeApi> MakeComponentTradeApi();
 
-// Lets go of the component's modules, before the process ends.
+// Lets go of the component's modules, right before the process ends with exit code 0. From then on
+// a fault ends the process with that exit code as well.
 void UnloadComponents();
 
 } // namespace halvane

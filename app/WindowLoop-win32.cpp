@@ -46,7 +46,10 @@ void WindowLoop::Post(std::function<void()> work) {
 }
 
 void WindowLoop::Quit(int exitCode) {
-    Post([this, exitCode] { exitCode_ = exitCode; });
+    Post([this, exitCode] {
+        exitCode_ = exitCode;
+        PostQuitMessage(exitCode); // also ends a loop of the system's, while a menu is open
+    });
 }
 
 void WindowLoop::DoPostedWork() {

@@ -39,14 +39,16 @@ fetch_and_build() {
             -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_INSTALL_PREFIX="$work/built" \
             -DBUILD_SHARED=OFF -DBUILD_TESTS=OFF -DWITH_PERF_TOOL=OFF -DWITH_DOCS=OFF \
             -DENABLE_CURVE=OFF -DWITH_LIBSODIUM=OFF -DZMQ_HAVE_IPC=OFF -DPOLLER=select &&
-        cmake --build build --target install
+        cmake --build build --target install &&
+        cp zeromq3-*/debian/copyright "$work/built/share/zmq"
 }
 
 # The version that this Debian offers.
 version=$(LC_ALL=C apt-cache policy libzmq3-dev | sed -n 's/^ *Candidate: \([^(]*\)$/\1/p')
+[ -n "$version" ] || [ ! -f "$deps/libzmq/lib/libzmq.a" ] || exit 0 # what is there will do
 [ -n "$version" ] || fail "the package lists know no libzmq3-dev; apt-get update may help"
 
-if [ ! -f "$deps/libzmq-$version/lib/libzmq.a" ]; then
+if [ ! -f "$deps/libzmq-$version/share/zmq/copyright" ]; then
     for tool in dpkg-source cmake ninja x86_64-w64-mingw32-g++-posix; do
         command -v $tool > /dev/null || fail "needs $tool"
     done

@@ -10,8 +10,8 @@ namespace halvane {
 // neither from its file nor through the registry.
 std::unique_ptr<TradeApi> MakeComTradeApi();
 
-// Lets go of the component's file. Neither the platform nor its objects may be used afterwards, so
-// this is for the end of the process.
+// Lets go of the component's file, for the end of the process. The file is unloaded when the
+// component says that nothing of it is in use; else it stays, with its threads, until the end.
 void UnloadComponentModules();
 
 } // namespace halvane

@@ -20,6 +20,11 @@ struct FreeModule {
 };
 using Module = std::unique_ptr<std::remove_pointer_t<HMODULE>, FreeModule>;
 
+// Null when the module has no function of that name.
+template <typename Function> Function ExportOf(HMODULE module, const char* name) {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
+
 // The loaded component files by path. They stay when the process ends by itself: threads of theirs
 // may still run.
 class ModuleCache {
@@ -43,10 +48,16 @@ class ModuleCache {
             modules.swap(modules_);
         }
         for (const auto& [file, module] : modules)
-            FreeLibrary(module);
+            if (IsUnused(module)) FreeLibrary(module);
     }
 
   private:
+    static bool IsUnused(HMODULE module) {
+        using CanUnloadNow = HRESULT(STDAPICALLTYPE*)();
+        const auto canUnloadNow = ExportOf<CanUnloadNow>(module, "DllCanUnloadNow");
+        return canUnloadNow != nullptr && canUnloadNow() == S_OK;
+    }
+
     std::mutex lock_;
     std::map<Text, HMODULE> modules_ GUARDED_BY(lock_);
 };
@@ -90,8 +101,7 @@ const Text& ComponentFile() {
 
 ComPtr<IDispatch> CreateFrom(HMODULE module, const CLSID& classId) {
     using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
-    const auto getClassObject = reinterpret_cast<GetClassObject>(
-        reinterpret_cast<void*>(GetProcAddress(module, "DllGetClassObject")));
+    const auto getClassObject = ExportOf<GetClassObject>(module, "DllGetClassObject");
     void* found = nullptr;
     if (getClassObject == nullptr || FAILED(getClassObject(classId, IID_IClassFactory, &found)))
         return nullptr;

@@ -15,7 +15,10 @@ ComPtr<IDispatch> CreateComponentObject(const wchar_t* progId);
 // The same, and where that fails an object from the class that the registry has under this name.
 ComPtr<IDispatch> CreateAutomationObject(const wchar_t* progId);
 
-// Lets go of the component's file. Its objects must not be used afterwards.
+// Lets go of the component's file, when the component itself says that it can go: it may have
+// objects that others still hold and threads that still run, and without its code they would crash.
+// A component that says no, or nothing, stays until the process ends. No class may be asked for
+// afterwards.
 void UnloadComponentModules();
 
 } // namespace halvane

@@ -2,6 +2,7 @@
 #include "tests/windows/probe/Objects.h"
 #include "tests/windows/probe/Probe.h"
 #include "tests/windows/probe/Recorder.h"
+#include "tests/windows/probe/Remote.h"
 
 #include <objbase.h>
 
@@ -72,6 +73,12 @@ class Factory final : public Counted<IClassFactory> {
     const wchar_t* name_;
 };
 
+// Crashes where it was told to.
+void Crash(int place) {
+    if (ReadCounter(L"PROBE_CRASH") == place)
+        RaiseException(EXCEPTION_ACCESS_VIOLATION, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+}
+
 int CountLiveObjects() { return liveObjects; }
 
 } // namespace
@@ -79,6 +86,7 @@ int CountLiveObjects() { return liveObjects; }
 extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID classId, REFIID id, void** object) {
     wchar_t text[40];
     wchar_t refused[40] = L"";
+    StartRemote();
     StringFromGUID2(classId, text, 40);
     GetEnvironmentVariableW(L"PROBE_REFUSE", refused, 40);
     for (const ProbeClass& known : kClasses) {
@@ -91,7 +99,15 @@ extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID classId, REFIID id,
     return CLASS_E_CLASSNOTAVAILABLE;
 }
 
-extern "C" HRESULT STDAPICALLTYPE DllCanUnloadNow() { return liveObjects == 0 ? S_OK : S_FALSE; }
+extern "C" HRESULT STDAPICALLTYPE DllCanUnloadNow() {
+    Crash(1);
+    return liveObjects == 0 ? S_OK : S_FALSE;
+}
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+    if (reason == DLL_PROCESS_DETACH) Crash(2);
+    return TRUE;
+}
 
 extern "C" const ProbeControls* ProbeGetControls() {
     static constexpr ProbeControls kControls = {

@@ -3,11 +3,13 @@
 #include "tests/windows/probe/Counted.h"
 #include "tests/windows/probe/Recorder.h"
 
+#include <objbase.h>
 #include <ocidl.h>
 #include <oleauto.h>
 #include <olectl.h>
 
 #include <algorithm>
+#include <cwchar>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -99,6 +101,11 @@ class ProbeObject final : public Counted<IDispatch, IConnectionPointContainer> {
     }
     HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID events,
                                                   IConnectionPoint** point) override {
+        wchar_t text[40];
+        wchar_t deaf[40] = L"";
+        StringFromGUID2(events, text, 40);
+        GetEnvironmentVariableW(L"PROBE_DEAF", deaf, 40);
+        if (std::wcscmp(text, deaf) == 0) return CONNECT_E_NOCONNECTION;
         *point = new ConnectionPoint(events);
         return S_OK;
     }

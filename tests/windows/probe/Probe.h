@@ -33,5 +33,8 @@ struct ProbeControls {
 //   PROBE_FAIL     how many times the class factory still fails (counts down)
 //   PROBE_CREATED  how many times it was asked (counts up)
 //   PROBE_REFUSE   a class identifier that the file does not have
-//   PROBE_WANDER   set: the class factory changes the current directory
+//   PROBE_WANDER   1: the class factory changes the current directory
+//   PROBE_DEAF     an event interface that it does not offer
+//   PROBE_CRASH    1: it crashes when it is asked whether it can be unloaded; 2: when it is
+//   unloaded PROBE_PORT     the port from which it is told what to do (Remote.h)
 extern "C" const ProbeControls* ProbeGetControls();

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <mutex>
+#include <utility>
 
 namespace {
 
@@ -132,6 +133,16 @@ void TellAnswerByReference(DISPID id, const VARIANT& value) { Tell(answersByRefe
 void TellFailure(DISPID id, HRESULT code, SCODE exceptionCode, const wchar_t* description) {
     const std::lock_guard guard(lock);
     failures[id] = {code, exceptionCode, description};
+}
+
+void MendFailure(DISPID id) {
+    const std::lock_guard guard(lock);
+    failures.erase(id);
+}
+
+std::wstring TakeCalls() {
+    const std::lock_guard guard(lock);
+    return std::exchange(calls, {});
 }
 
 const wchar_t* RecordedCalls() {

@@ -19,5 +19,10 @@ void TellAnswer(DISPID id, const VARIANT& value);
 void TellAnswerByReference(DISPID id, const VARIANT& value);
 void TellFailure(DISPID id, HRESULT code, SCODE exceptionCode, const wchar_t* description);
 
+void MendFailure(DISPID id);
+
+// The calls since the last time.
+std::wstring TakeCalls();
+
 // The calls so far; the text stays until the next call of this function.
 const wchar_t* RecordedCalls();

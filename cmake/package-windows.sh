@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Puts what build/windows holds into build/Halvane-<version>-windows-x64.zip: the program, its settings,
+# our component, a README, and the licences of all that is linked in.
+set -euo pipefail
+cd -P -- "$(dirname -- "$0")/.."
+
+version=$(sed -n 's/^project(Halvane VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+name=Halvane-$version-windows-x64
+deps=${HALVANE_DEPS:-$HOME/.cache/halvane/windows}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+folder=$work/$name
+
+# Text files get the ends of lines that Windows expects.
+put_text() { sed 's/$/\r/' "$1" >"$folder/$2"; }
+put_program() { x86_64-w64-mingw32-strip -o "$folder/$2" "build/windows/bin/$1"; }
+put_copyright() { put_text "/usr/share/doc/$1/copyright" "licences/$2"; }
+
+mkdir -p "$folder/Configs" "$folder/licences" "$folder/paper-component"
+put_program Halvane64.exe Halvane64.exe
+put_program OVTradeAPI64.dll paper-component/OVTradeAPI64.dll
+put_text app/README-windows.txt README.txt
+put_text app/Configs/ZMQ.ini Configs/ZMQ.ini
+put_text app/Configs/TradeApi.ini Configs/TradeApi.ini
+put_text LICENSE licences/Halvane.txt
+put_text "$deps/libzmq/share/zmq/COPYING.LESSER.txt" licences/libzmq.txt
+put_text "$deps/libzmq/share/zmq/copyright" licences/libzmq-parts.txt
+put_text /usr/share/common-licenses/GPL-3 licences/GPL-3.txt
+put_copyright rapidjson-dev RapidJSON.txt
+put_copyright mingw-w64-x86-64-dev mingw-w64-and-winpthreads.txt
+put_copyright gcc-mingw-w64-x86-64-posix GCC-runtime-library-exception.txt
+
+rm -f "build/$name.zip"
+(cd "$work" && zip -q -X -r - "$name") >"build/$name.zip"
+echo "Made build/$name.zip"
