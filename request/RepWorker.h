@@ -42,6 +42,7 @@ class RepWorker : public CppUtility::ReceiveNotification {
 
     // For the handlers.
     TradeApi& Platform() { return *tradeApi_; }
+    bool HasPlatform() const { return tradeApi_ != nullptr; } // from StartService on
     // Sleeps; false when the worker is to stop, and the handler to give up.
     bool Pause(std::uint32_t timeMs);
     std::stop_token StopToken() const { return stop_; }

@@ -32,6 +32,10 @@ void NewStrategyOrder(RepWorker& worker, const Request& request) {
         worker.ReplyFail(request.name, L"StrategyType is error!!", request.sessionKey);
         return;
     }
+    if (!worker.HasPlatform()) {
+        worker.ReplyFail(request.name, L"trade api is error!!", request.sessionKey);
+        return;
+    }
     const Text order = StampedOrder(request.param, worker);
     Log().Info(L"NewStrategyOrder:%s", order.c_str());
     worker.Platform().NewStrategyOrder(order);
