@@ -20,6 +20,7 @@ mkdir -p "$folder/Configs" "$folder/licences" "$folder/paper-component"
 put_program Halvane64.exe Halvane64.exe
 put_program OVTradeAPI64.dll paper-component/OVTradeAPI64.dll
 put_text app/README-windows.txt README.txt
+put_text docs/paper.md paper.md
 put_text app/Configs/ZMQ.ini Configs/ZMQ.ini
 put_text app/Configs/TradeApi.ini Configs/TradeApi.ini
 put_text LICENSE licences/Halvane.txt

@@ -1,18 +1,26 @@
 #include "component/TradeApiObject.h"
 
+#include "foundation/support/Process.h"
+#include "foundation/support/Utf.h"
 #include "tradeapi/ComponentIds.h"
 #include "tradeapi/paper/Paper.h"
 
 #include <olectl.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
 
 namespace halvane {
 namespace {
 
-// Whatever address the caller knows, here it leads to the built-in market.
-constexpr TextView kBuiltInMarket = L"paper:";
+// Whatever address the caller knows, here it leads to the market file that lies beside the program,
+// or to the built-in market.
+Text MarketAddress() {
+    const Text path = ExecutableFolder() + L"Configs" + kPathSeparator + L"PaperMarket.json";
+    std::error_code ignored;
+    return std::filesystem::exists(ToPath(path), ignored) ? L"paper:" + path : L"paper:";
+}
 
 // The argument as an object of this component; one that is not is refused as a wrong type.
 template <typename Object>
@@ -59,7 +67,7 @@ using Arguments = CallArguments;
 constexpr Method kMethods[] = {
     {kConnect, 4,
      [](Platform& p, const Arguments& a) -> Variant {
-         return p.Connect(kBuiltInMarket, a.String(1), a.String(2), a.Int(3));
+         return p.Connect(MarketAddress(), a.String(1), a.String(2), a.Int(3));
      }},
     {kGeneralCommand, 4, GeneralCommand},
     {kGetDataItem, 4,
@@ -131,7 +139,7 @@ TradeApiObject::TradeApiObject()
                  [this] { std::call_once(hostAdvised_, [this] { platform_->Advise(host_); }); }),
       tradePoint_(*this, kTradeEventsId,
                   [this] { std::call_once(tradeAdvised_, [this] { platform_->Advise(trade_); }); }),
-      platform_(MakePaperTradeApi(kBuiltInMarket)) {}
+      platform_(MakePaperTradeApi()) {}
 
 HRESULT TradeApiObject::Answer(DISPID id, WORD flags, const CallArguments& arguments,
                                Variant& result) {

@@ -23,6 +23,11 @@ struct Wish {
     std::int64_t priceE10 = kNoInt64;
     std::int64_t stopE10 = kNoInt64;
     Text account = L"1000001";
+    std::int64_t touchE10 = kNoInt64;
+    std::int32_t touchField = 0, touchCondition = 0;
+    std::int64_t trailing = 0;
+    std::int32_t trailingField = 0, trailingType = 0;
+    std::int32_t shown = 0; // of a sliced order
 };
 
 inline bool IsStock(const Text& symbol) { return symbol.find(L".S.") != Text::npos; }
@@ -44,6 +49,16 @@ inline void PutWish(OrderParameters& parameters, const Wish& wish) {
     parameters.PutInt(stock ? 10 : 9, wish.orderType);
     parameters.PutInt(stock ? 9 : 8, wish.timeInForce);
     parameters.PutInt(stock ? 11 : 16, wish.quantity);
+    parameters.PutText(stock ? 26 : 13, text(wish.touchE10));
+    parameters.PutInt(stock ? 27 : 14, wish.touchField);
+    parameters.PutInt(stock ? 28 : 15, wish.touchCondition);
+    parameters.PutInt64(stock ? 25 : 12, wish.trailing);
+    parameters.PutInt(stock ? 23 : 10, wish.trailingField);
+    parameters.PutInt(stock ? 24 : 11, wish.trailingType);
+    if (wish.shown != 0) {
+        parameters.PutInt(44, kIceberg);
+        parameters.PutInt(40, wish.shown);
+    }
 }
 
 inline std::int32_t Send(Exchange& exchange, const Wish& wish) {
@@ -68,7 +83,7 @@ inline Market StillMarket() {
         instrument.referenceE10 = price;
         instrument.lowerE10 = price * 9 / 10;
         instrument.upperE10 = price * 11 / 10;
-        still.drivers[instrument.driver] = {price, 0};
+        still.drivers[instrument.driver] = {price, 0, 0};
         still.instruments.push_back(instrument);
     }
     still.drivers.resize(2);
@@ -86,7 +101,7 @@ inline Market LegMarket() {
     for (Instrument& each : market.instruments)
         each.quoteSize = 1;
     for (Driver& each : market.drivers)
-        each.volatilityPpm = 0;
+        each.volatilityPpb = 0;
     return market;
 }
 
@@ -120,13 +135,13 @@ class ExchangeTest : public ::testing::Test {
         return trace;
     }
 
-    // Sends an order that must be taken, and gives its report's identity.
-    Text Place(const Wish& wish) {
+    // Sends an order that must be taken; Place gives its report's identity.
+    const Order& Enter(const Wish& wish) {
         exchange_.TakeNotices();
         EXPECT_EQ(Send(exchange_, wish), kAccepted);
-        const std::vector<Notice> notices = exchange_.TakeNotices();
-        return notices.empty() ? Text() : std::get<ReportNotice>(notices.front()).order->reportId;
+        return *std::get<ReportNotice>(exchange_.TakeNotices().at(0)).order;
     }
+    Text Place(const Wish& wish) { return Enter(wish).reportId; }
 
     JumpingClock clock_;
     ScopedClock scoped_{clock_};

@@ -1,3 +1,4 @@
+#include "tradeapi/paper/BlackScholes.h"
 #include "tradeapi/paper/Calendar.h"
 #include "tradeapi/paper/PriceProcess.h"
 #include "tradeapi/paper/Units.h"
@@ -8,6 +9,8 @@
 
 namespace halvane::paper {
 namespace {
+
+const Day kToday = DayOf(20261106);
 
 TEST(Calendar, QuarterExpiryIsTheThirdWednesdayNotPassed) {
     const struct {
@@ -48,36 +51,60 @@ TEST(Units, PricesAsText) {
 // A day of ticks: prices stay on the grid and within the limits, options keep the parity of call
 // and put, and the numbers are those of every other system.
 TEST(PriceProcess, GivesOneSaneDayEverywhere) {
-    const Market market = BuiltInMarket(DayOf(20261106));
-    PriceProcess prices(market.drivers, market.seed);
+    const Market market = BuiltInMarket(kToday);
+    PriceProcess prices(market.drivers, market.plan.seed);
     std::uint64_t sum = 0;
     for (int step = 0; step < 72'000; ++step) {
         prices.Step();
         for (const Instrument& instrument : market.instruments) {
-            const Tick tick = prices.NextTick(instrument);
+            const Tick tick = prices.NextTick(instrument, DaysLeft(instrument, kToday));
             ASSERT_EQ(tick.quote.bidE10 % instrument.tickE10, 0);
             ASSERT_GT(tick.quote.askE10, tick.quote.bidE10);
-            ASSERT_GE(tick.quote.bidE10, instrument.lowerE10 - instrument.tickE10);
+            ASSERT_GE(tick.lastE10, instrument.lowerE10);
             ASSERT_LE(tick.quote.askE10, instrument.upperE10);
+            ASSERT_EQ(tick.quote.bidE10 == 0, tick.quote.bidSize == 0);
             ASSERT_GT(tick.quote.askSize, 0);
+            ASSERT_LE(tick.lastSize, instrument.quoteSize / 4);
             ASSERT_LE(std::max(tick.quote.askSize, tick.quote.bidSize), instrument.quoteSize);
             sum = sum * 31 + static_cast<std::uint64_t>(tick.lastE10 / kE4);
         }
     }
-    EXPECT_EQ(sum, 5'009'047'646'776'921'360u);
+    EXPECT_EQ(sum, 9'983'816'538'793'239'248u);
 }
 
-TEST(PriceProcess, CallsAndPutsAgree) {
-    const Market market = BuiltInMarket(DayOf(20261106));
+double InPoints(std::int64_t priceE10) {
+    return static_cast<double>(priceE10) / static_cast<double>(kE10);
+}
+
+// Nobody earns by turning a call, a put and the future round, and an option loses its time value
+// as days go by, down to what exercising it brings. The value is near enough to the one by which
+// its risk is reckoned: within 20 points of some 20,000, 80 when it has more than a year.
+TEST(PriceProcess, OptionsAgreeWithTheFuture) {
+    const Market market = BuiltInMarket(kToday);
     for (const Instrument& call : market.instruments) {
         if (call.callPut != L"C") continue;
         Instrument put = call;
         put.callPut = L"P";
-        for (std::int64_t value = 17'500; value < 22'500; value += 250) {
-            const std::int64_t difference =
-                FairValue(call, value * kE10) - FairValue(put, value * kE10);
-            EXPECT_EQ(difference, value * kE10 - call.strikeE10);
-            EXPECT_GT(std::min(FairValue(call, value * kE10), FairValue(put, value * kE10)), 0);
+        for (std::int64_t driver = 17'500; driver < 22'500; driver += 125) {
+            const std::int64_t future = WithCarry(market.instruments[5], driver * kE10);
+            std::int64_t before = INT64_MAX;
+            for (const std::int32_t days : {400, 100, 20, 5, 1, 0}) {
+                const std::int64_t difference = FairValue(call, driver * kE10, days) -
+                                                FairValue(put, driver * kE10, days);
+                EXPECT_EQ(difference, future - call.strikeE10);
+                EXPECT_LE(FairValue(call, driver * kE10, days), before);
+                EXPECT_NEAR(InPoints(FairValue(call, driver * kE10, days)),
+                            BlackScholes({.call = true,
+                                          .spot = InPoints(future),
+                                          .strike = InPoints(call.strikeE10),
+                                          .rate = 0,
+                                          .volatility = 0.15,
+                                          .years = days / 365.0})
+                                .value,
+                            days == 400 ? 80 : 20);
+                before = FairValue(call, driver * kE10, days);
+            }
+            EXPECT_EQ(before, std::max<std::int64_t>(future - call.strikeE10, 0));
         }
     }
 }

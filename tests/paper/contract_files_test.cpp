@@ -75,7 +75,7 @@ TEST_F(ContractFiles, AreLeftOutWhereNothingCanBeWritten) {
     WriteFile(folder_ / "Configs", "a file");
     Write();
     EXPECT_EQ(ReadFile(folder_ / "Configs"), "a file");
-    EXPECT_EQ(RecoverContractList(module_, L"PaperStk", kDate, DayOf(kDate)), L"");
+    EXPECT_EQ(RecoverContractList(module_, L"PaperStk", kDate, BuiltInPlan(), DayOf(kDate)), L"");
 }
 
 TEST_F(ContractFiles, RecoverTheListsOfDaysPast) {
@@ -97,7 +97,7 @@ TEST_F(ContractFiles, RecoverTheListsOfDaysPast) {
         {L"", kDate, nullptr},
     };
     for (const auto& each : kCases) {
-        const Text path = RecoverContractList(module_, each.alias, each.date, DayOf(kDate));
+        const Text path = RecoverContractList(module_, each.alias, each.date, BuiltInPlan(), DayOf(kDate));
         ASSERT_EQ(path.empty(), each.contract == nullptr) << each.date;
         if (path.empty()) continue;
         const std::string list = ReadFile(ToPath(path));
@@ -114,7 +114,7 @@ TEST_F(ContractFiles, TakeSomebodysOwnPastListAsItIs) {
     fs::create_directories(folder_ / "Configs" / "Recover");
     const fs::path own = folder_ / "Configs" / "Recover" / "PaperStk_20240105.ini";
     WriteFile(own, "[]");
-    EXPECT_EQ(ToPath(RecoverContractList(module_, L"PaperStk", 20240105, DayOf(kDate))), own);
+    EXPECT_EQ(ToPath(RecoverContractList(module_, L"PaperStk", 20240105, BuiltInPlan(), DayOf(kDate))), own);
     EXPECT_EQ(ReadFile(own), "[]");
 }
 

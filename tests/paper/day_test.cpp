@@ -41,7 +41,7 @@ class DayTest : public ExchangeTest {
     }
     PaperItem Money() {
         PaperItem money(ItemClass::Margin);
-        PutMargin(money, TheAccount(), L"XTS");
+        PutMargin(money, TheAccount(), L"XTS", Now());
         return money;
     }
     std::int64_t Figure(const Text& symbol, TextView name) {

@@ -94,9 +94,18 @@ TEST_F(ExchangeTest, UnfitOrdersAreRefusedAtTheDoor) {
         {kOffTick, [](auto& p) { p.PutText(6, L"1000000000001"); }},
         {kBadStopPrice, [](auto& p) { p.PutInt(10, kStop), p.PutText(8, L""); }},
         {kOffTick, [](auto& p) { p.PutInt(10, kStop), p.PutText(8, L"5"); }},
-        {kFeatureUnsupported, [](auto& p) { p.PutText(26, L"1000000000000"); }},
         {kFeatureUnsupported, [](auto& p) { p.PutText(29, L"1000000000000|1|2"); }},
-        {kFeatureUnsupported, [](auto& p) { p.PutInt64(25, 1); }},
+        {kBadTouch, [](auto& p) { p.PutText(26, L"B+10000000000"); }},
+        {kOffTick, [](auto& p) { p.PutText(26, L"5"); }},
+        {kBadTouch, [](auto& p) { p.PutText(26, L"1000000000000"), p.PutInt(27, 4); }},
+        {kBadTouch, [](auto& p) { p.PutText(26, L"1000000000000"), p.PutInt(28, 3); }},
+        {kBadTouch, [](auto& p) { p.PutText(26, L"1000000000000"), p.PutInt(10, kStop); }},
+        {kBadTrailing, [](auto& p) { p.PutInt64(25, 10'000'000'000); }}, // a limit order
+        {kBadTrailing, [](auto& p) { p.PutInt64(25, -1), p.PutInt(10, kStop); }},
+        {kBadTrailing, [](auto& p) { p.PutInt64(25, INT64_MAX), p.PutInt(10, kStop); }},
+        {kBadTrailing, [](auto& p) { p.PutInt64(25, 1), p.PutInt(10, kStop), p.PutInt(24, 3); }},
+        {kBadTrailing, [](auto& p) { p.PutInt64(25, 1), p.PutInt(10, kStop), p.PutInt(23, -1); }},
+        {kOffTick, [](auto& p) { p.PutInt64(25, 1), p.PutInt(10, kStop); }},
     };
     for (const auto& each : kCases) {
         PaperParameters parameters;

@@ -111,7 +111,7 @@ TEST_F(ExchangeTest, PositionAndMarginRowsAgreeWithTheFills) {
     EXPECT_EQ(ToInt64(row.GetNamed(L"TodayProfit")), -3 * lossPerLot);
 
     PaperItem money(ItemClass::Margin);
-    PutMargin(money, account, L"XTS");
+    PutMargin(money, account, L"XTS", Now());
     EXPECT_EQ(money.GetText(9), L"PAPER account 1000001");
     EXPECT_EQ(money.GetInt64(12), 10'000'000 * kE6);
     EXPECT_EQ(money.GetInt64(26), 10'000'000 * kE6 - 8 * kE6 - lossPerLot / kE4);

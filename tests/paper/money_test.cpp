@@ -75,7 +75,7 @@ class Auditor {
             net[&book] += signedQty;
         }
         PaperItem money(ItemClass::Margin);
-        PutMargin(money, account, L"XTS");
+        PutMargin(money, account, L"XTS", Now());
         ASSERT_EQ(money.GetInt64(30), equity - money.GetInt64(13));
 
         std::int64_t commission = 0;

@@ -68,10 +68,11 @@ class Notes : public TradeEvents {
 
 class PlatformEvents : public ::testing::Test {
   protected:
-    PlatformEvents() {
+    PlatformEvents() : PlatformEvents(L"paper:") {}
+    explicit PlatformEvents(const Text& address) {
         notes_.api = api_.get();
         EXPECT_TRUE(api_->Advise(notes_));
-        EXPECT_EQ(api_->Connect(L"paper:", L"Sys", L"my-key", 1), 1);
+        EXPECT_EQ(api_->Connect(address, L"Sys", L"my-key", 1), 1);
         api_->SubscribeTopic(L"VANTOR.RETURN");
         clock_.WaitForSleeps(1);
     }
@@ -99,11 +100,11 @@ class PlatformEvents : public ::testing::Test {
         return notes;
     }
 
-    JumpingClock clock_;
+    JumpingClock clock_{200}; // the market's own steps are longer
     ScopedClock scoped_{clock_};
     Notes notes_;
     int marks_ = 0;
-    std::unique_ptr<TradeApi> api_ = MakePaperTradeApi(L"paper:"); // ends before its listener
+    std::unique_ptr<TradeApi> api_ = MakePaperTradeApi(); // ends before its listener
 };
 
 TEST_F(PlatformEvents, TellOfTheTrackerOnceATick) {
@@ -185,6 +186,77 @@ TEST_F(PlatformEvents, TellSignalsToWhoSubscribes) {
         EXPECT_TRUE(signal.ends_with(L" none"));
         EXPECT_EQ(std::count(signal.begin(), signal.end(), L'|'), 11);
     }
+}
+
+// What the platform does on demand, once a second.
+constexpr const char* kTroubledMarket = R"({
+ "accounts": [{"brokerId": "PAPER", "account": "1000001", "balance": 1000000}],
+ "exchanges": [{"exchange": "PAPX"}],
+ "stocks": [{"security": "ALFA", "exchange": "PAPX", "price": 100, "tick": 0.05}],
+ "incidents": [{"kind": "disconnect", "after": 1, "for": 1},
+               {"kind": "delayAnswers", "after": 2, "for": 1, "delayMs": 150},
+               {"kind": "refuseRows", "after": 3, "for": 1, "every": 2},
+               {"kind": "resetReports", "after": 4}]})";
+
+class TroubledFolder {
+  protected:
+    TroubledFolder() { std::ofstream(folder_ / "market.json") << kTroubledMarket; }
+    TempFolder folder_;
+};
+
+class PlatformTrouble : private TroubledFolder, public PlatformEvents {
+  protected:
+    PlatformTrouble() : PlatformEvents(L"paper:" + folder_.TextOf("market.json")) { Settle(); }
+
+    void GoToSecond(int second) {
+        for (int tick = 4 * (second - second_); tick > 0; --tick)
+            Tick();
+        second_ = second;
+    }
+    int RowsOfTen() {
+        const auto item = api_->CreateItem(ItemClass::Account);
+        int rows = 0;
+        for (int row = 0; row < 10; ++row)
+            rows += api_->GetDataItem(1, 0, L"", *item);
+        return rows;
+    }
+    std::int32_t Order() {
+        const auto parameters = api_->CreateParameters(ItemClass::StockOrder);
+        PutWish(*parameters, {kStock, kBuy, kLimit, kDay, 1, 95 * kE10});
+        return api_->NewOrder(kStockOrder, *parameters);
+    }
+
+  private:
+    int second_ = 0;
+};
+
+TEST_F(PlatformTrouble, ComesOnDemandAndGoes) {
+    EXPECT_EQ(Order(), kAccepted);
+    EXPECT_EQ(RowsOfTen(), 10);
+    EXPECT_EQ(Settle(), std::vector<Text>{L"report 0"});
+
+    GoToSecond(1);
+    EXPECT_EQ(Order(), kNotConnected);
+    EXPECT_EQ(RowsOfTen(), 0);
+    EXPECT_EQ(api_->GetInstrumentData(L"Instrument", kStock), L"");
+
+    notes_.countsToo = true;
+    GoToSecond(2);
+    const std::vector<Text> back = Settle();
+    EXPECT_EQ(back.front(), L"1  1");
+    EXPECT_EQ(back.size(), 6u); // five counts, and that they are loaded
+    notes_.countsToo = false;
+    const std::int64_t before = clock_.UnixTimeMs();
+    EXPECT_EQ(Order(), kAccepted);
+    EXPECT_EQ(clock_.UnixTimeMs() - before, 150);
+
+    GoToSecond(3);
+    EXPECT_EQ(RowsOfTen(), 5);
+
+    Settle();
+    GoToSecond(4);
+    EXPECT_EQ(Settle(), std::vector<Text>{L"reset 2"}); // both orders are still in the list
+    EXPECT_EQ(RowsOfTen(), 10);
 }
 
 } // namespace

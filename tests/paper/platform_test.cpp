@@ -129,7 +129,7 @@ class PlatformTest : public ::testing::Test {
     JumpingClock clock_;
     ScopedClock scoped_{clock_};
     Listener listener_;
-    std::unique_ptr<TradeApi> api_ = MakePaperTradeApi(L"paper:"); // ends before its listener
+    std::unique_ptr<TradeApi> api_ = MakePaperTradeApi(); // ends before its listener
 };
 
 TEST_F(PlatformTest, GreetsInOrderOnAThreadOfItsOwn) {
@@ -180,7 +180,7 @@ TEST_F(PlatformTest, AnswersBeforeItIsConnectedAndForWhatItLacks) {
     EXPECT_EQ(api_->CancelOrder(L"R1", L""), kNotConnected);
     EXPECT_EQ(api_->GetInstrumentData(L"ALL", kStock), L"");
     EXPECT_LT(api_->Connect(L"paper:market.json", L"Sys", L"my-key", 1), 1);
-    EXPECT_LT(MakePaperTradeApi(L"paper:x")->Connect(L"paper:x", L"Sys", L"key", 1), 1);
+    EXPECT_LT(MakePaperTradeApi()->Connect(L"paper:x", L"Sys", L"key", 1), 1);
     Start();
     const struct {
         std::int32_t kind, index;
@@ -286,12 +286,12 @@ TEST_F(PlatformTest, ServesManyThreadsAtOnce) {
 
 TEST(PlatformEnd, IsPromptInEveryState) {
     Listener unused;
-    MakePaperTradeApi(L"paper:");
-    const auto advised = MakePaperTradeApi(L"paper:");
+    MakePaperTradeApi();
+    const auto advised = MakePaperTradeApi();
     EXPECT_TRUE(advised->Advise(static_cast<HostEvents&>(unused)));
     for (int round = 0; round < 20; ++round) {
         Listener listener; // one for each platform: events of two come on two threads
-        const auto connected = MakePaperTradeApi(L"paper:");
+        const auto connected = MakePaperTradeApi();
         EXPECT_TRUE(connected->Advise(static_cast<TradeEvents&>(listener)));
         EXPECT_EQ(connected->Connect(L"paper:", L"Sys", L"key", 1), 1);
     }

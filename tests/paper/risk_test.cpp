@@ -112,7 +112,7 @@ TEST_F(RiskTest, RowsTrackerAndFundsAgree) {
     EXPECT_EQ(tracker.Figure(kEntry, kPut, L"Td$Delta") < 0,
               tracker.Figure(kEntry, kPut, L"Yd$Delta") < 0);
     PaperItem money(ItemClass::Margin);
-    PutMargin(money, TheAccount(), L"XTS");
+    PutMargin(money, TheAccount(), L"XTS", Now());
     EXPECT_EQ(ToInt64(money.GetNamed(L"TheoMktVal")), theoretical / kE4);
     EXPECT_EQ(ToInt64(money.GetNamed(L"TheoMktValEquity")) - theoretical / kE4,
               money.GetInt64(26) + money.GetInt64(27)); // cash and what the futures have brought

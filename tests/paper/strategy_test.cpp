@@ -118,5 +118,22 @@ TEST_F(StrategyTest, WhoCancelsThePartThatWorksEndsTheStrategy) {
     EXPECT_EQ(Trace(), "");
 }
 
+// An ordinary order of futures and options is sliced as well; its reports number the parts.
+TEST_F(StrategyTest, AnOrderCanBeSliced) {
+    Wish wish{kFuture, kBuy, kLimit, kDay, 5, 1002 * kE10};
+    wish.shown = 2;
+    Send(exchange_, wish);
+    for (int tick = 0; tick < 5; ++tick)
+        exchange_.Tick();
+    EXPECT_EQ(Trace(), "0:0 1:1 f1 2:2 f1 0:0 1:1 f1 2:2 f1 0:0 2:1 f1");
+    EXPECT_EQ(lastReport_.order->slice, 3);
+    wish.timeInForce = kImmediateOrCancel;
+    PaperParameters parameters;
+    PutWish(parameters, wish);
+    EXPECT_EQ(exchange_.NewOrder(kFutOptOrder, parameters), kBadStrategy);
+    parameters.PutInt(42, 1); // slices by time
+    EXPECT_EQ(exchange_.NewOrder(kFutOptOrder, parameters), kFeatureUnsupported);
+}
+
 } // namespace
 } // namespace halvane::paper

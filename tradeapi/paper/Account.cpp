@@ -2,6 +2,7 @@
 
 #include "tradeapi/paper/Book.h"
 #include "tradeapi/paper/Codes.h"
+#include "tradeapi/paper/MarketClock.h"
 #include "tradeapi/paper/Units.h"
 
 #include <cstdlib>
@@ -14,7 +15,8 @@ Account::Account(AccountSetup setup)
       cashE6_(setup_.balanceE6), cashAtStartE6_(cashE6_) {}
 
 Position& Account::PositionIn(const Book& book) {
-    return positions_.try_emplace(&book, Position{.book = &book}).first->second;
+    return positions_.try_emplace(&book, Position{.book = &book, .rates = setup_.rates})
+        .first->second;
 }
 
 void Account::Freeze(Order& order, const Needs& needs) {
@@ -44,16 +46,16 @@ void Account::Work(Position& position, bool buy, std::int32_t quantity, const Fr
 
 void Account::Apply(const Fill& fill) {
     Position& position = PositionIn(fill.book);
-    const Instrument& instrument = fill.book.TheInstrument();
     if (!position.held) held_.push_back(&position);
     Trade(position, fill.side == kBuy, fill.priceE10, fill.quantity);
-    const std::int64_t commission = paper::CommissionE6(instrument, fill.priceE10, fill.quantity);
+    const std::int64_t commission = paper::CommissionE6(position, fill.priceE10, fill.quantity);
 
     position.stamp = fill.stamp;
     position.commissionE6 += commission;
     ++position.day.deals;
     commissionE6_ += commission;
     cashE6_ -= commission;
+    audit_.Pay(commission);
 }
 
 void Account::Trade(Position& position, bool buy, std::int64_t priceE10, std::int64_t quantity) {
@@ -64,6 +66,7 @@ void Account::Trade(Position& position, bool buy, std::int64_t priceE10, std::in
     realisedE6_ += profit;
     if (instrument.kind == InstrumentKind::Option) optionPremiumE6_ += paid;
     cashE6_ += instrument.kind == InstrumentKind::Future ? profit : paid;
+    audit_.Trade(*position.book, buy ? quantity : -quantity, priceE10);
 }
 
 void Account::Settle(const Book& book, std::int64_t priceE10) {
@@ -71,7 +74,7 @@ void Account::Settle(const Book& book, std::int64_t priceE10) {
     if (found == positions_.end() || found->second.net == 0) return;
     Position& position = found->second;
     Trade(position, position.net < 0, priceE10, std::abs(position.net));
-    position.stamp = Now();
+    position.stamp = book.Clock().Now();
 }
 
 void Account::EndDay() {
@@ -82,6 +85,8 @@ void Account::EndDay() {
     for (auto& [book, position] : positions_)
         position.EndDay();
 }
+
+bool Account::Balances() const { return Reckon().Equity() == setup_.balanceE6 + audit_.ProfitE6(); }
 
 Funds Account::Reckon() const {
     Funds funds;

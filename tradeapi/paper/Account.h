@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tradeapi/paper/Audit.h"
 #include "tradeapi/paper/Combinations.h"
 #include "tradeapi/paper/Market.h"
 #include "tradeapi/paper/Position.h"
@@ -51,6 +52,9 @@ class Account {
     void Apply(const Fill& fill);
     // Closes what is held of a contract that has expired, without commission.
     void Settle(const Book& book, std::int64_t priceE10);
+    // Do cash and positions at market make the sum of all fills? They do, or a fill was booked
+    // wrong.
+    bool Balances() const;
     void EndDay();
 
     Funds Reckon() const;
@@ -75,6 +79,7 @@ class Account {
     std::int64_t realisedE6_ = 0;
     std::int64_t optionPremiumE6_ = 0; // received less paid
     Frozen frozen_;
+    Audit audit_;
     std::map<const Book*, Position> positions_;
     std::vector<const Position*> held_;
     CombinationRows combinations_;

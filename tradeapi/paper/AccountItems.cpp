@@ -121,15 +121,21 @@ void PutNamedFunds(PaperItem& item, const Account& account, const Funds& funds) 
 
 } // namespace
 
-void PutAccount(PaperItem& item, const AccountSetup& account) {
+void PutAccount(PaperItem& item, const AccountSetup& account, const MarketPlan& plan) {
+    Text kinds, exchanges;
+    for (std::size_t kind = 0; kind < account.mayTrade.size(); ++kind) {
+        if (account.mayTrade[kind]) kinds += L"SFO"[kind]; // stocks, futures, options
+    }
+    for (const ExchangePlan& each : plan.exchanges)
+        exchanges += (exchanges.empty() ? L"" : L";") + each.exchange;
     item.Put(2, account.brokerId);
     item.Put(3, account.account);
     item.Put(4, account.userName);
     item.Put(5, account.accountName);
     item.Put(6, account.brokerName);
-    item.Put(7, 1);      // may trade
-    item.Put(8, L"SFO"); // stocks, futures, options
-    item.Put(12, L"PAPX;PAPF");
+    item.Put(7, kinds.empty() ? 0 : 1); // may trade
+    item.Put(8, kinds);
+    item.Put(12, exchanges);
     item.PutNamed(L"Level", L"1");
     item.PutNamed(L"Region", L"PAPER");
 }
@@ -143,9 +149,8 @@ void PutOwner(PaperItem& item, const AccountSetup& account) {
     item.Put(9, account.accountName);
 }
 
-void PutMargin(PaperItem& item, const Account& account, const Text& currency) {
+void PutMargin(PaperItem& item, const Account& account, const Text& currency, Stamp now) {
     const Funds funds = account.Reckon();
-    const Stamp now = Now();
     PutOwner(item, account.Setup());
     item.Put(10, now.date);
     item.Put(11, now.time);

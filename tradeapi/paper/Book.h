@@ -10,6 +10,7 @@
 
 namespace halvane::paper {
 
+class MarketClock;
 struct Order;
 
 // The other side of a trade: another client's order, or the background when there is none.
@@ -20,14 +21,16 @@ struct Match {
 };
 
 // The market in one instrument: what the background quotes, and the clients' orders in price-time
-// order. The book finds trades; carrying them out is the exchange's part. At one price the
-// background stands first, since it was there before.
+// order. The book finds trades; carrying them out is the exchange's part. An order that joins the
+// background at its price stands behind what is quoted there at that moment, and only trades at
+// that price bring it forward.
 class Book {
   public:
-    explicit Book(const Instrument& instrument)
-        : instrument_(instrument), previousCloseE10_(instrument.referenceE10) {}
+    Book(const Instrument& instrument, const MarketClock& clock)
+        : instrument_(instrument), clock_(clock), previousCloseE10_(instrument.referenceE10) {}
 
     const Instrument& TheInstrument() const { return instrument_; }
+    const MarketClock& Clock() const { return clock_; }
 
     // What an option stands on; all else stands on itself.
     const Book& Underlying() const { return *underlying_; }
@@ -39,8 +42,13 @@ class Book {
 
     const Quote& CurrentQuote() const { return quote_; }
     std::int64_t LastE10() const { return lastE10_; }
-    void SetLast(std::int64_t priceE10) { lastE10_ = priceE10; }
+    void SetLast(std::int64_t priceE10);
     void SetTick(const Tick& tick);
+
+    // The background's trade of the tick, as far as it falls to resting orders: those in front of
+    // the background, then those that stand where it has traded, once what was ahead of them is
+    // gone. To be carried out before anything else changes the book.
+    std::vector<std::pair<Order*, Match>> Serve(const Tick& tick);
 
     // The best that an order coming in meets now, for as much as both sides have.
     std::optional<Match> BestFor(const Order& taker) const;
@@ -57,8 +65,11 @@ class Book {
     // would have been hit there.
     std::optional<std::pair<Order*, Match>> NextReached() const;
 
-    // An order whose stop price the last price has reached.
+    // An order whose trigger a price has reached, and that price.
     Order* NextTriggered() const;
+    std::int64_t TriggerPriceOf(const Order& order) const;
+    // Brings a stop price that trails closer, and the limit with it.
+    void Trail(Order& order) const;
 
   private:
     // Rank is the distance from the price that is served first; orders at any price come before.
@@ -71,7 +82,10 @@ class Book {
     std::optional<Match> BestOrderFor(const Order& taker) const;
     std::optional<Match> Reached(const Order& resting) const;
 
+    void StandInLine(Order& order) const;
+
     const Instrument& instrument_;
+    const MarketClock& clock_;
     Quote quote_{};
     Quote previous_{};
     std::int64_t lastE10_ = 0;

@@ -1,19 +1,38 @@
 #include "tradeapi/paper/Calendar.h"
 
 #include "foundation/support/Clock.h"
+#include "foundation/support/Numbers.h"
 #include "foundation/support/Strings.h"
 
 namespace halvane::paper {
 
 namespace chrono = std::chrono;
 
-Stamp Now() {
-    const LocalTime now = ToLocalTime(TheClock().UnixTimeMs());
-    return {now.year * 10000 + now.month * 100 + now.day,
-            ((now.hour * 100 + now.minute) * 100 + now.second) * 1000 + now.milliseconds};
+Stamp StampOf(LocalMs moment) {
+    const Day day = DayOf(moment);
+    const chrono::hh_mm_ss time(chrono::milliseconds(TimeOfDayMs(moment)));
+    const auto number = [](auto part) { return static_cast<std::int32_t>(part.count()); };
+    return {ToInt32(DateText(day)),
+            ((number(time.hours()) * 100 + number(time.minutes())) * 100 + number(time.seconds())) *
+                    1000 +
+                number(time.subseconds())};
 }
 
-Day Today() { return DayOf(Now().date); }
+Day DayOf(LocalMs moment) { return Day(chrono::floor<chrono::days>(moment)); }
+
+std::int32_t TimeOfDayMs(LocalMs moment) {
+    return static_cast<std::int32_t>((moment - chrono::floor<chrono::days>(moment)).count());
+}
+
+LocalMs LocalNow() {
+    const LocalTime now = ToLocalTime(TheClock().UnixTimeMs());
+    const Day day(chrono::year(now.year), chrono::month(now.month), chrono::day(now.day));
+    return chrono::local_days(day) + chrono::hours(now.hour) + chrono::minutes(now.minute) +
+           chrono::seconds(now.second) + chrono::milliseconds(now.milliseconds);
+}
+
+Stamp Now() { return StampOf(LocalNow()); }
+Day Today() { return DayOf(LocalNow()); }
 
 Text DateText(Day day) {
     return Format(L"%04d%02u%02u", static_cast<int>(day.year()), static_cast<unsigned>(day.month()),

@@ -11,12 +11,22 @@ namespace halvane::paper {
 
 using Day = std::chrono::year_month_day;
 
+// A moment by the wall clock of the market's place, whatever its zone.
+using LocalMs = std::chrono::local_time<std::chrono::milliseconds>;
+
 // A moment in local time as reports carry it: yyyymmdd and hhmmssmmm.
 struct Stamp {
     std::int32_t date;
     std::int32_t time;
 };
 
+Stamp StampOf(LocalMs moment);
+Day DayOf(LocalMs moment);
+// Since midnight.
+std::int32_t TimeOfDayMs(LocalMs moment);
+
+// By the clock of this machine.
+LocalMs LocalNow();
 Stamp Now();
 Day Today();
 

@@ -18,6 +18,19 @@ enum OrderType : std::int32_t { kMarket = 1, kLimit = 2, kStop = 3, kStopLimit =
 // An order that names none (0) is a day order.
 enum TimeInForce : std::int32_t { kDay = 1, kImmediateOrCancel = 2, kFillOrKill = 3 };
 
+// The price that a touch or a trailing order goes by; one that names none (0) means the last.
+enum PriceField : std::int32_t { kLastPrice = 1, kBidPrice = 2, kAskPrice = 3 };
+
+// When a touch price counts as touched; one that names none (0) waits for the better price: a buy
+// for one at or below, a sale for one at or above.
+enum TouchCondition : std::int32_t { kAtOrAbove = 1, kAtOrBelow = 2 };
+
+// The unit of a trailing amount; one that names none (0) is an amount.
+enum TrailingType : std::int32_t { kByAmount = 1, kByTicks = 2 };
+
+// How an order is sliced: DiscloseQty of it is shown at a time.
+enum SlicedType : std::int32_t { kIceberg = 1 };
+
 // What the newest report of an order tells.
 enum ExecType : std::int32_t {
     kNew = 0,
@@ -51,8 +64,10 @@ enum ResultCode : std::int32_t {
     kOffTick = 120, // price or stop price between two ticks
     kContractExpired = 129,
     kUnfitSpread = 121,        // two contracts that make no spread, see Spread.h
-    kFeatureUnsupported = 122, // touch, trailing, chase, slices; a spread's stop price
-    kBadStrategy = 123,        // no such strategy, or not for this type of order
+    kFeatureUnsupported = 122, // chase, retries, other slices; a spread that waits for a price
+    kBadStrategy = 123,        // no such strategy or slicing, or not for this type of order
+    kBadTouch = 124,           // touch price, field or condition; or for a stop order
+    kBadTrailing = 125,        // trailing amount, field or type; or for an order without a stop
 
     kUnknownReport = 131,
     kNotWorking = 132, // filled, cancelled or rejected already
@@ -62,6 +77,9 @@ enum ResultCode : std::int32_t {
     kOutsidePriceLimits = 141,
     kFundsShort = 142,
     kPositionCombined = 143, // it would close what is bound in a combination
+    kNotPermitted = 144,     // the account may not trade instruments of this kind
+    kMarketClosed = 145,
+    kRejectedOnDemand = 146, // by an incident of the market file
 };
 
 } // namespace halvane::paper

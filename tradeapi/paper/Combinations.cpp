@@ -4,7 +4,9 @@
 #include "foundation/support/Strings.h"
 #include "tradeapi/Symbols.h"
 #include "tradeapi/paper/Account.h"
+#include "tradeapi/paper/Book.h"
 #include "tradeapi/paper/Codes.h"
+#include "tradeapi/paper/MarketClock.h"
 #include "tradeapi/paper/Spread.h"
 
 #include <algorithm>
@@ -39,7 +41,7 @@ bool IsGivenAndOther(const Text& given, const Text& other) {
 
 void Bind(Account& account, Combination& combination, std::int32_t quantity) {
     combination.quantity += quantity;
-    combination.stamp = Now();
+    combination.stamp = combination.first->Clock().Now();
     account.PositionIn(*combination.first).combined += quantity;
     account.PositionIn(*combination.second).combined += quantity;
 }

@@ -149,13 +149,14 @@ void WriteContractLists(const Text& module, const Market& market, Day today) {
     }
 }
 
-Text RecoverContractList(const Text& module, TextView alias, std::int32_t date, Day today) {
+Text RecoverContractList(const Text& module, TextView alias, std::int32_t date,
+                         const MarketPlan& plan, Day today) {
     const Day day = DayOf(date);
     if (FindList(alias) == nullptr || date < kFirstDate || !day.ok() || day > today) return {};
     const Text path = (FolderText(module) + L"Recover" + kPathSeparator)
                           .append(alias)
                           .append(L"_" + DecimalText(date) + L".ini");
-    WriteOwn(ToPath(path), ContractListText(alias, BuiltInMarket(day), day));
+    WriteOwn(ToPath(path), ContractListText(alias, BuildMarket(plan, day), day));
     std::error_code ignored;
     return fs::exists(ToPath(path), ignored) ? path : Text();
 }

@@ -8,6 +8,7 @@
 namespace halvane::paper {
 
 struct Market;
+struct MarketPlan;
 
 // The contract lists that the paper platform keeps in the folder "Configs" of its module path: JSON
 // with nodes within nodes, the innermost of which hold the symbols. Each list has an alias:
@@ -26,7 +27,8 @@ void WriteContractLists(const Text& module, const Market& market, Day today);
 // Writes the list as it was on a day (yyyymmdd) into "Configs/Recover/<alias>_<date>.ini" and gives
 // the file's full path. "" for an alias that there is not, a day that is none, lies before 2000 or
 // after `today`, and when there is no file afterwards.
-Text RecoverContractList(const Text& module, TextView alias, std::int32_t date, Day today);
+Text RecoverContractList(const Text& module, TextView alias, std::int32_t date,
+                         const MarketPlan& plan, Day today);
 
 // One list as the files hold it; "" for an unknown alias.
 Text ContractListText(TextView alias, const Market& market, Day day);

@@ -14,9 +14,22 @@ void EventQueue::Post(Event event) {
     posted_.notify_one();
 }
 
+void EventQueue::Hold() {
+    const std::lock_guard guard(lock_);
+    held_ = true;
+}
+
+void EventQueue::Release() {
+    {
+        const std::lock_guard guard(lock_);
+        held_ = false;
+    }
+    posted_.notify_one();
+}
+
 void EventQueue::Run(std::stop_token stop) {
     std::unique_lock guard(lock_);
-    while (posted_.wait(guard, stop, [this] { return !events_.empty(); }) &&
+    while (posted_.wait(guard, stop, [this] { return !held_ && !events_.empty(); }) &&
            !stop.stop_requested()) {
         const Event event = std::move(events_.front());
         events_.pop_front();

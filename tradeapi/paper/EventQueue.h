@@ -22,12 +22,17 @@ class EventQueue {
 
     void Post(Event event);
 
+    // Events wait from Hold to Release, those that were posted before as well.
+    void Hold();
+    void Release();
+
   private:
     void Run(std::stop_token stop);
 
     std::mutex lock_;
     std::condition_variable_any posted_;
     std::deque<Event> events_ GUARDED_BY(lock_);
+    bool held_ GUARDED_BY(lock_) = false;
     std::jthread thread_; // last: it uses the others
 };
 

@@ -8,6 +8,7 @@
 #include "tradeapi/paper/Units.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 namespace halvane::paper {
@@ -27,7 +28,8 @@ std::int64_t PriceToFund(const Order& order) {
     const std::int64_t last = order.book.LastE10();
     if (!order.IsBuy()) return std::max(limit, last);
     if (limit != kNoInt64) return limit;
-    return std::max(order.book.CurrentQuote().askE10, order.state.stopE10);
+    const std::int64_t touch = order.trigger ? order.trigger->touchE10 : kNoInt64;
+    return std::max({order.book.CurrentQuote().askE10, order.state.stopE10, touch});
 }
 
 // A net price says nothing of the legs: they are funded at what they cost now.
@@ -48,15 +50,16 @@ std::int32_t ReadPrice(const PaperValue* value, const Order& order, bool allowed
 } // namespace
 
 Exchange::Exchange(Market market)
-    : market_(std::move(market)), today_(Today()), idStem_(DecimalText(TheClock().UnixTimeMs())),
-      prices_(market_.drivers, market_.seed) {
+    : market_(std::move(market)), clock_(market_.plan.start),
+      incidents_(market_.plan.incidents, clock_.Begun()), today_(clock_.Today()),
+      idStem_(DecimalText(TheClock().UnixTimeMs())), prices_(market_.drivers, market_.plan.seed) {
     for (const Instrument& instrument : market_.instruments) {
-        Book& book = books_.emplace_back(instrument);
-        book.SetTick(prices_.NextTick(instrument));
+        Book& book = books_.emplace_back(instrument, clock_);
+        book.SetTick(prices_.NextTick(instrument, DaysLeft(instrument, today_)));
         bySymbol_.emplace(instrument.symbol, &book);
     }
     LinkOptions();
-    for (const AccountSetup& setup : market_.accounts) {
+    for (const AccountSetup& setup : market_.plan.accounts) {
         accounts_.push_back(std::make_unique<Account>(setup));
     }
 }
@@ -65,10 +68,8 @@ std::int32_t Exchange::NewOrder(std::int32_t kind, const PaperParameters& parame
     if (kind != kStockOrder && kind != kFutOptOrder) return kUnknownOrderKind;
     Draft draft{.ticket = ReadTicket(kind, parameters)};
     const std::int32_t result = Check(draft);
-    if (result != kAccepted) return result;
-    Place(Enter(std::move(draft)));
-    PlaceNextParts();
-    return kAccepted;
+    if (result == kAccepted) PlaceFirstPart(std::move(draft));
+    return result;
 }
 
 std::int32_t Exchange::Check(Draft& draft) {
@@ -112,11 +113,11 @@ Order& Exchange::Enter(Draft draft) {
                            .leaves = draft.ticket.quantity,
                            .priceE10 = draft.prices.limitE10,
                            .stopE10 = draft.prices.stopE10};
-    const bool waiting = draft.ticket.NeedsStop();
+    const auto trigger = draft.prices.trigger;
     Order& order = orders_.emplace_back(Order{.reportId = NextId(L"R"),
                                               .orderId = NextId(L"O"),
                                               .ticket = std::move(draft.ticket),
-                                              .tradeDate = Now().date,
+                                              .tradeDate = clock_.Now().date,
                                               .account = *draft.account,
                                               .book = *draft.book,
                                               .second = {},
@@ -124,9 +125,12 @@ Order& Exchange::Enter(Draft draft) {
                                               .state = state,
                                               .fills = {},
                                               .frozen = {},
+                                              .trigger = trigger,
+                                              .slice = draft.slice,
                                               .place = ++lastPlace_,
-                                              .waiting = waiting});
+                                              .waiting = trigger.has_value()});
     if (draft.second) order.second.emplace(*draft.second);
+    if (trigger) order.book.Trail(order);
     byReportId_.emplace(order.reportId, &order);
     return order;
 }
@@ -156,7 +160,10 @@ std::int32_t Exchange::ReplaceOrder(const PaperParameters& parameters) {
         return breaks ? kPositionCombined : kFundsShort;
     }
     order.account.Freeze(order, need);
-    if (moved) order.place = ++lastPlace_;
+    if (moved) {
+        order.place = ++lastPlace_;
+        order.ahead = Order::kUnknown;
+    }
     Report(order, kReplaced);
     if (moved && !order.waiting) {
         Work(order);
@@ -171,6 +178,7 @@ std::int32_t Exchange::ReplaceOrder(const PaperParameters& parameters) {
 std::int32_t Exchange::ReadReplacement(const Order& order, const PaperParameters& parameters,
                                        OrderState& wanted) const {
     if (!order.IsWorking()) return kNotWorking;
+    if (!IsOpenTo(order)) return kMarketClosed;
     const PaperValue* value = parameters.Value(kReplaceQty);
     const std::int32_t quantity = value == nullptr ? 0 : AsInt(value);
     if (quantity != 0) {
@@ -183,8 +191,8 @@ std::int32_t Exchange::ReadReplacement(const Order& order, const PaperParameters
         ReadPrice(parameters.Value(kReplacePrice), order, order.state.priceE10 != kNoInt64,
                   kBadPrice, wanted.priceE10);
     if (result != kAccepted) return result;
-    return ReadPrice(parameters.Value(kReplaceStop), order, order.waiting, kBadStopPrice,
-                     wanted.stopE10);
+    const bool stops = order.waiting && order.state.stopE10 != kNoInt64;
+    return ReadPrice(parameters.Value(kReplaceStop), order, stops, kBadStopPrice, wanted.stopE10);
 }
 
 std::int32_t Exchange::CancelOrder(TextView reportId) {
@@ -198,16 +206,27 @@ std::int32_t Exchange::CancelOrder(TextView reportId) {
 }
 
 void Exchange::Tick() {
+    clock_.Advance(market_.plan.tickMs);
+    StepIncidents();
     EndDayIfOver();
-    prices_.Step();
-    for (Book& book : books_) {
-        const auto tick = prices_.NextTick(book.TheInstrument()); // drawn in any case
-        if (HasExpired(book)) continue;
-        book.SetTick(tick);
-        Sweep(book);
-    }
+    StepPrices();
     SweepSpreads();
     PlaceNextParts();
+    assert(std::all_of(accounts_.begin(), accounts_.end(),
+                       [](const auto& account) { return account->Balances(); }));
+}
+
+void Exchange::StepPrices() {
+    prices_.Step();
+    for (Book& book : books_) {
+        const Instrument& instrument = book.TheInstrument();
+        // Drawn in any case, so that no price depends on what is open.
+        const auto tick = prices_.NextTick(instrument, DaysLeft(instrument, today_));
+        if (HasExpired(book) || !IsOpen(book)) continue;
+        book.SetTick(tick);
+        Serve(book, tick);
+        Sweep(book);
+    }
 }
 
 std::vector<Notice> Exchange::TakeNotices() {
@@ -261,10 +280,28 @@ bool Exchange::BreaksCombination(const Order& order) const {
            (order.second && breaks(order.second->book, order.second->IsBuy()));
 }
 
-// The limits come first: an amount is only sure to fit for a price within them.
-std::int32_t Exchange::CheckMarket(const Order& order) const {
+bool Exchange::IsOpenTo(const Order& order) const {
+    return IsOpen(order.book) && (!order.second || IsOpen(order.second->book));
+}
+
+bool Exchange::IsPermitted(const Order& order) {
+    const auto may = [&](const Book& book) {
+        const auto kind = static_cast<std::size_t>(book.TheInstrument().kind);
+        return order.account.Setup().mayTrade[kind];
+    };
+    return may(order.book) && (!order.second || may(order.second->book));
+}
+
+// The limits come before the money: an amount is only sure to fit for a price within them.
+std::int32_t Exchange::CheckMarket(const Order& order) {
+    if (!IsPermitted(order)) return kNotPermitted;
+    if (!IsOpenTo(order)) return kMarketClosed;
+    if (incidents_.Strikes(IncidentKind::RejectOrders)) return kRejectedOnDemand;
     if (!IsWithinLimits(order.terms, order.state.priceE10)) return kOutsidePriceLimits;
-    if (!IsWithinLimits(order.terms, order.state.stopE10)) return kOutsidePriceLimits;
+    const std::int64_t waitsFor = order.trigger ? order.trigger->touchE10 : kNoInt64;
+    for (const std::int64_t price : {order.state.stopE10, waitsFor}) {
+        if (!IsWithinLimits(order.terms, price)) return kOutsidePriceLimits;
+    }
     if (BreaksCombination(order)) return kPositionCombined;
     const Needs need = NeedNow(order); // closing must always be possible
     return need.Opens() && need.Total() > order.account.Reckon().Free() ? kFundsShort : 0;
@@ -306,6 +343,14 @@ void Exchange::Trade(Order& taker, const Match& match) {
     }
 }
 
+void Exchange::Serve(Book& book, const halvane::paper::Tick& tick) {
+    for (const auto& [order, match] : book.Serve(tick)) {
+        book.SetLast(match.priceE10);
+        AddFill(*order, match.priceE10, match.quantity);
+        if (!order->IsWorking()) book.Remove(*order);
+    }
+}
+
 void Exchange::AddFill(Order& order, std::int64_t priceE10, std::int32_t quantity) {
     const LegFill leg{order.book, order.ticket.side, priceE10};
     AddFills(order, {&leg, 1}, priceE10, quantity);
@@ -321,7 +366,7 @@ void Exchange::AddFills(Order& order, std::span<const LegFill> legs, std::int64_
                                                     .side = leg.side,
                                                     .priceE10 = leg.priceE10,
                                                     .quantity = quantity,
-                                                    .stamp = Now()});
+                                                    .stamp = clock_.Now()});
         byFillId_.emplace(fill.fillId, &fill);
         order.fills.push_back(&fill);
         order.account.Apply(fill);
@@ -342,7 +387,7 @@ void Exchange::Trigger(Order& order) {
     order.book.Remove(order);
     order.waiting = false;
     order.place = ++lastPlace_;
-    order.state.triggeredE10 = order.book.LastE10();
+    order.state.triggeredE10 = order.book.TriggerPriceOf(order);
     Report(order, kTriggered);
     Work(order);
 }
@@ -358,7 +403,7 @@ void Exchange::End(Order& order, std::int32_t execType) {
 void Exchange::Report(Order& order, std::int32_t execType) {
     OrderState& state = order.state;
     state.execType = execType;
-    state.stamp = Now();
+    state.stamp = clock_.Now();
     if (!state.history.empty()) state.history += L';';
     state.history += DecimalText(execType);
     Count(order);

@@ -2,7 +2,9 @@
 
 #include "tradeapi/paper/Account.h"
 #include "tradeapi/paper/Book.h"
+#include "tradeapi/paper/Incidents.h"
 #include "tradeapi/paper/Market.h"
+#include "tradeapi/paper/MarketClock.h"
 #include "tradeapi/paper/Order.h"
 #include "tradeapi/paper/PriceProcess.h"
 
@@ -37,12 +39,17 @@ struct CombinationNotice {
     const Account* account;
     std::size_t positions, combinations, actions;
 };
-struct ResetNotice {}; // a new day: the reports so far are those of the day before
+struct ResetNotice {
+    bool newDay; // the reports so far are those of the day before; otherwise they stay
+};
+struct ConnectionNotice {
+    bool isUp;
+};
 struct ClearNotice {
     const Book* book; // whose contract has expired
 };
 using Notice = std::variant<ReportNotice, FillNotice, CountsNotice, CombinationNotice, ResetNotice,
-                            ClearNotice>;
+                            ClearNotice, ConnectionNotice>;
 
 // The paper market at work: takes orders, matches them, keeps the accounts. It has no thread and no
 // lock; whoever owns it calls Tick and does the locking. With the same market, clock and calls it
@@ -70,8 +77,8 @@ class Exchange {
     // handed in.
     void EndDayIfOver();
 
-    // Prices move by one step, in a new day if it is time; resting orders that they reach are
-    // filled.
+    // Time and prices move by one step, in a new day if it is time; resting orders that they reach
+    // are filled. What stands still: contracts that have expired and exchanges that are closed.
     void Tick();
 
     // What has happened since the last call: for each order its report before its fill, and the
@@ -87,6 +94,13 @@ class Exchange {
     const std::deque<Book>& Books() const { return books_; }
     // No more orders are taken in it and its price stands still.
     bool HasExpired(const Book& book) const;
+    // Cancellations are taken at all times, orders and replacements only when it is open.
+    bool IsOpen(const Book& book) const;
+
+    const MarketClock& Clock() const { return clock_; }
+    Incidents& TheIncidents() { return incidents_; }
+    // Is the platform there? An incident takes it away; the market goes on.
+    bool IsConnected() const { return connected_; }
 
   private:
     Account* AccountOf(TextView mask) const;
@@ -100,6 +114,7 @@ class Exchange {
         std::optional<Leg> second{};
         Terms terms{};
         TicketPrices prices{};
+        std::int32_t slice = 0;
     };
     // Finds what the ticket names, and a ResultCode.
     std::int32_t Check(Draft& draft);
@@ -108,12 +123,15 @@ class Exchange {
     Order& Enter(Draft draft);
     void Place(Order& order);
     void Reject(Order& order, std::int32_t errorCode);
+    void PlaceFirstPart(Draft draft);
     void PlacePart(Draft draft, std::int32_t left);
     void PlaceNextParts();
 
     Needs NeedNow(const Order& order) const;
     bool BreaksCombination(const Order& order) const;
-    std::int32_t CheckMarket(const Order& order) const; // 0 or the ErrorCode of a rejection
+    bool IsOpenTo(const Order& order) const;
+    static bool IsPermitted(const Order& order);
+    std::int32_t CheckMarket(const Order& order); // 0 or the ErrorCode of a rejection
     std::int32_t ReadReplacement(const Order& order, const PaperParameters& parameters,
                                  OrderState& wanted) const;
 
@@ -123,6 +141,7 @@ class Exchange {
     bool TradeOnce(Order& order);
     bool TradeSpread(Order& order);
     void Trade(Order& taker, const Match& match);
+    void Serve(Book& book, const halvane::paper::Tick& tick);
     struct LegFill {
         const Book& book;
         std::int32_t side;
@@ -144,11 +163,17 @@ class Exchange {
 
     bool CombineIn(Account& account, const CombinationCommand& command, const Text& newId);
 
+    void StepIncidents();
+    void StepPrices();
     void LinkOptions();
     void EndDay(Day next);
+    void SetReferences();
     void Expire(const Book& book);
 
     Market market_;
+    MarketClock clock_;
+    Incidents incidents_;
+    bool connected_ = true;
     Day today_;
     Text idStem_;
     std::uint64_t lastId_ = 0;

@@ -3,6 +3,9 @@
 #include "tradeapi/paper/Exchange.h"
 #include "tradeapi/paper/Risk.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace halvane::paper {
 
 void Exchange::LinkOptions() {
@@ -34,7 +37,32 @@ void Exchange::Count(Order& order) {
 }
 
 void Exchange::EndDayIfOver() {
-    if (const Day now = Today(); now > today_) EndDay(now);
+    if (const Day now = clock_.Today(); now > today_) EndDay(now);
+}
+
+// By the market's clock; an exchange with sessions has none at the weekend.
+bool Exchange::IsOpen(const Book& book) const {
+    const Text& code = book.TheInstrument().exchange;
+    if (incidents_.Closes(code)) return false;
+    const auto plan = std::find_if(market_.plan.exchanges.begin(), market_.plan.exchanges.end(),
+                                   [&](const ExchangePlan& each) { return each.exchange == code; });
+    if (plan == market_.plan.exchanges.end() || plan->sessions.empty()) return true;
+    const LocalMs now = clock_.LocalNow();
+    const std::int32_t time = TimeOfDayMs(now);
+    return std::chrono::weekday(std::chrono::local_days(DayOf(now))).iso_encoding() <= 5 &&
+           std::any_of(plan->sessions.begin(), plan->sessions.end(), [&](const Session& each) {
+               return time >= each.opensMs && time < each.closesMs;
+           });
+}
+
+void Exchange::StepIncidents() {
+    for (const IncidentKind kind : incidents_.Step(clock_.LocalNow(), clock_.ElapsedMs())) {
+        if (kind == IncidentKind::RollDay) clock_.SkipToMidnight();
+        if (kind == IncidentKind::ResetReports) notices_.emplace_back(ResetNotice{false});
+    }
+    const bool connected = incidents_.Active(IncidentKind::Disconnect) == nullptr;
+    if (std::exchange(connected_, connected) != connected)
+        notices_.emplace_back(ConnectionNotice{connected});
 }
 
 void Exchange::EndDay(Day next) {
@@ -43,7 +71,7 @@ void Exchange::EndDay(Day next) {
         Remove(order);
         End(order, kExpired);
     }
-    notices_.emplace_back(ResetNotice{});
+    notices_.emplace_back(ResetNotice{true});
     const Day last = today_;
     today_ = next;
     for (Book& book : books_) {
@@ -53,6 +81,17 @@ void Exchange::EndDay(Day next) {
     }
     for (const auto& account : accounts_)
         account->EndDay();
+    prices_.StartDay();
+    SetReferences();
+}
+
+// The limits of the new day lie around the last prices of the old one.
+void Exchange::SetReferences() {
+    for (Instrument& instrument : market_.instruments) {
+        const Book& book = *bySymbol_.at(instrument.symbol);
+        if (!HasExpired(book))
+            SetReference(instrument, book.LastE10(), book.Underlying().LastE10());
+    }
 }
 
 // A future ends at its last price, an option at what exercising it brings.

@@ -60,7 +60,7 @@ void Exchange::SweepSpreads() {
     std::sort(waiting.begin(), waiting.end(),
               [](const Order* a, const Order* b) { return a->place < b->place; });
     for (Order* order : waiting) {
-        if (TradeSpread(*order) && !order->IsWorking()) Remove(*order);
+        if (IsOpenTo(*order) && TradeSpread(*order) && !order->IsWorking()) Remove(*order);
     }
 }
 

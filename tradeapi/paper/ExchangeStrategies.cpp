@@ -15,12 +15,18 @@ void Exchange::NewStrategyOrder(TextView json) {
     std::int32_t result = Check(draft); // of the whole
     if (draft.account == nullptr || draft.book == nullptr) return;
     if (result == kAccepted) result = strategy->result;
-    if (result != kAccepted) {
+    if (result == kAccepted) {
+        PlaceFirstPart(std::move(draft));
+    } else {
         Reject(Enter(std::move(draft)), result);
-        return;
     }
-    const std::int32_t left = draft.ticket.quantity - strategy->shown;
-    draft.ticket.quantity = strategy->shown;
+}
+
+// All of it when it is not sliced.
+void Exchange::PlaceFirstPart(Draft draft) {
+    const std::int32_t left = draft.ticket.quantity - ShownQuantity(draft.ticket);
+    draft.ticket.quantity -= left;
+    if (draft.ticket.slicedType != 0) draft.slice = 1;
     PlacePart(std::move(draft), left);
     PlaceNextParts();
 }
@@ -43,7 +49,8 @@ void Exchange::PlaceNextParts() {
                     .account = &order.account,
                     .book = &order.book,
                     .terms = order.terms,
-                    .prices = {.limitE10 = order.state.priceE10}};
+                    .prices = {.limitE10 = order.state.priceE10},
+                    .slice = order.slice + 1};
         if (order.second) draft.second.emplace(*order.second);
         draft.ticket.quantity = std::min(order.ticket.quantity, left);
         draft.ticket.price = DecimalText(order.state.priceE10);

@@ -3,7 +3,7 @@
 #include "foundation/support/Json.h"
 #include "foundation/support/Numbers.h"
 #include "tradeapi/paper/Book.h"
-#include "tradeapi/paper/Calendar.h"
+#include "tradeapi/paper/MarketClock.h"
 #include "tradeapi/paper/Units.h"
 
 namespace halvane::paper {
@@ -44,7 +44,7 @@ Text ExpirationText(const Book& book) {
 std::int32_t TradingDaysLeft(const Book& book, std::int32_t expiration) {
     const Day asked = DayOf(expiration);
     const Day until = asked.ok() ? asked : book.TheInstrument().expiry;
-    return until.ok() ? TradingDaysBetween(Today(), until) : 0;
+    return until.ok() ? TradingDaysBetween(book.Clock().Today(), until) : 0;
 }
 
 } // namespace halvane::paper

@@ -1,16 +1,13 @@
 #pragma once
 
-#include "foundation/support/Text.h"
-#include "tradeapi/paper/Calendar.h"
+#include "tradeapi/paper/MarketPlan.h"
 
 #include <cstdint>
 #include <vector>
 
 namespace halvane::paper {
 
-// What a paper market consists of before anything has happened in it.
-
-enum class InstrumentKind { Stock, Future, Option };
+// What a paper market consists of when a day begins.
 
 struct Instrument {
     Text symbol;  // "OV.F.PAPF.IDX.202612"
@@ -28,8 +25,11 @@ struct Instrument {
     std::int32_t maxQuantity; // of one order
 
     std::size_t driver;              // the walk in PriceProcess that moves it
-    std::int64_t carryPpm;           // what a future stands above its driver
+    std::int64_t carryPpm;           // what a contract stands above its driver; an option's: what
+                                     // its future does
+    std::int64_t volatilityPpm;      // of a year, of the driver
     std::int32_t quoteSize;          // the most that the background quotes on one side
+    std::int64_t limitPpm;           // an option may move by that share of what lies beneath it
     std::int64_t referenceE10;       // the previous day's close
     std::int64_t lowerE10, upperE10; // price limits of the day
 
@@ -38,33 +38,30 @@ struct Instrument {
     std::int64_t commissionLotE6; // and per lot
 };
 
-// A value that walks at random around its start.
+// A value that walks at random.
 struct Driver {
     std::int64_t startE10;
-    std::int64_t volatilityPpm; // standard deviation of one step
-};
-
-struct AccountSetup {
-    Text brokerId, brokerName, account, accountName, loginId, userName;
-    std::int64_t balanceE6;
-};
-
-struct ServiceKey {
-    Text key, systemName;
+    std::int64_t volatilityPpb; // standard deviation of one step, in 1e-9 of the value
+    std::int64_t reachPpm;      // how far it goes in a day: within the price limits
 };
 
 struct Market {
+    MarketPlan plan;
     std::vector<Instrument> instruments;
     std::vector<Driver> drivers;
-    std::vector<AccountSetup> accounts;
-    std::vector<ServiceKey> serviceKeys;
-    std::uint64_t seed;
-    std::uint32_t tickMs;
-    Text currency;
 };
 
-// Five stocks, three futures with the two next quarter months each, and a chain of options on the
-// first month of the index; two accounts and the key "demo-key" of the system "DEMO".
+// The market of a plan on the day on which it starts.
+Market BuildMarket(MarketPlan plan, Day today);
+
+// That of BuiltInPlan.
 Market BuiltInMarket(Day today);
+
+// The days until it expires, that day itself counted in full; 0 for what is gone or never expires.
+std::int32_t DaysLeft(const Instrument& instrument, Day today);
+
+// Sets the reference price and, from it, the limits of a day. `beneathE10` is the price of what an
+// option stands on, and the reference itself for all else.
+void SetReference(Instrument& instrument, std::int64_t priceE10, std::int64_t beneathE10);
 
 } // namespace halvane::paper

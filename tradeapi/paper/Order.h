@@ -72,8 +72,13 @@ struct Order {
     OrderState state;
     std::vector<const Fill*> fills;
     Needs frozen;
-    std::uint64_t place = 0; // in the queue; the lower the earlier
-    bool waiting = false;    // for its stop price
+    std::optional<Trigger> trigger; // that it waits for or has waited for
+    std::int32_t slice = 0;         // the number of the part, from 1; 0: not sliced
+    std::uint64_t place = 0;        // in the queue; the lower the earlier
+    std::int64_t ahead = kUnknown;  // of the background at its price, before it in the queue
+    bool waiting = false;           // for its trigger
+
+    static constexpr std::int64_t kUnknown = -1; // the background has not been there since
 
     bool IsWorking() const { return state.leaves > 0; }
     bool IsBuy() const;

@@ -1,3 +1,4 @@
+#include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
 #include "foundation/support/Guarded.h"
 #include "foundation/support/Numbers.h"
@@ -11,7 +12,9 @@
 #include "tradeapi/paper/EventQueue.h"
 #include "tradeapi/paper/Exchange.h"
 #include "tradeapi/paper/InstrumentInfo.h"
+#include "tradeapi/paper/MarketChoice.h"
 #include "tradeapi/paper/Outbox.h"
+#include "tradeapi/paper/Pacer.h"
 #include "tradeapi/paper/Paper.h"
 #include "tradeapi/paper/PaperItem.h"
 #include "tradeapi/paper/ReportItems.h"
@@ -43,18 +46,10 @@ constexpr TextView kSignalTopic = L"Corvinta";
 constexpr TextView kLineTopic = L"MSG2LINE.UD";
 constexpr std::int32_t kLineMessage = 1, kCombinationRequest = 1;
 
-bool NamesBuiltInMarket(TextView address) {
-    constexpr TextView kPrefix = L"paper:";
-    if (address.substr(0, kPrefix.size()) == kPrefix) address.remove_prefix(kPrefix.size());
-    return address.empty();
-}
-
 // The calls and the threads around an Exchange. One lock guards all state; the event queue's own
 // lock is taken inside it, and neither is held while a sink is called.
 class PaperTradeApi : public TradeApi {
   public:
-    explicit PaperTradeApi(TextView hostAddress) : hostAddress_(hostAddress) {}
-
     std::unique_ptr<Item> CreateItem(ItemClass itemClass) override;
     std::unique_ptr<OrderParameters> CreateParameters(ItemClass itemClass) override;
     std::unique_ptr<PositionTracker> CreatePositionTracker() override;
@@ -84,6 +79,11 @@ class PaperTradeApi : public TradeApi {
     void NewStrategyOrder(TextView text) override;
 
   private:
+    void RunMarket(const std::stop_token& stop, Pacer pacer);
+    void StepMarket();
+    void Delay();
+    bool IsUp() const;
+    bool RefusesRow();
     template <typename Result, typename Read>
     Result ReadInstrument(TextView symbol, Result unknown, Read read);
     template <typename Call> std::int32_t Change(Call call);
@@ -101,6 +101,7 @@ class PaperTradeApi : public TradeApi {
     void PostNotice(const CombinationNotice& notice);
     void PostNotice(const ResetNotice& notice);
     void PostNotice(const ClearNotice& notice);
+    void PostNotice(const ConnectionNotice& notice);
     void PostTracker();
     void PostSignals();
     void PostCounts();
@@ -108,7 +109,6 @@ class PaperTradeApi : public TradeApi {
 
     template <typename Call> void CallTrader(Call call);
 
-    const Text hostAddress_;
     Outbox outbox_{ToPath(ExecutableFolder() + L"PaperOutbox.log")}; // has a lock of its own
     std::mutex lock_;
     std::optional<Exchange> exchange_ GUARDED_BY(lock_); // from Connect on
@@ -154,27 +154,55 @@ bool PaperTradeApi::Advise(TradeEvents& sink) {
 
 std::int32_t PaperTradeApi::Connect(TextView hostAddress, TextView systemName, TextView serviceKey,
                                     std::int32_t) {
-    if (!NamesBuiltInMarket(hostAddress_) || !NamesBuiltInMarket(hostAddress)) return kRefused;
     const std::lock_guard guard(lock_);
     keys_.insert(keys_.begin(), {Text(serviceKey), Text(systemName)});
     if (exchange_) return kConnected;
-    Market market = BuiltInMarket(Today());
-    const std::uint32_t tickMs = market.tickMs;
-    keys_.insert(keys_.end(), market.serviceKeys.begin(), market.serviceKeys.end());
-    WriteContractLists(ExecutableFolder(), market, Today());
+    std::optional<MarketPlan> plan = ChooseMarket(hostAddress);
+    if (!plan) return kRefused;
+    const Pacer pacer(plan->tickMs, plan->speed);
+    keys_.insert(keys_.end(), plan->serviceKeys.begin(), plan->serviceKeys.end());
+    const Day today = plan->start ? DayOf(*plan->start) : Today();
+    Market market = BuildMarket(*std::move(plan), today);
+    WriteContractLists(ExecutableFolder(), market, today);
     exchange_.emplace(std::move(market));
-    market_ = std::jthread([this, tickMs](std::stop_token stop) {
-        while (TheClock().Sleep(tickMs, stop)) {
-            const std::lock_guard tickGuard(lock_);
-            exchange_->Tick();
-            PostNotices();
-            PostTracker();
-            PostSignals();
-        }
-    });
+    market_ = std::jthread([this, pacer](std::stop_token stop) { RunMarket(stop, pacer); });
     if (host_ != nullptr) GreetHost();
     if (trader_ != nullptr) GreetTrader();
     return kConnected;
+}
+
+void PaperTradeApi::RunMarket(const std::stop_token& stop, Pacer pacer) {
+    while (TheClock().Sleep(pacer.PauseMs(), stop)) {
+        for (std::int64_t due = pacer.Due(); due > 0; --due) { // calls come in between
+            const std::lock_guard guard(lock_);
+            StepMarket();
+        }
+    }
+}
+
+void PaperTradeApi::StepMarket() {
+    exchange_->Tick();
+    PostNotices();
+    PostTracker();
+    PostSignals();
+}
+
+// In our time, and without the lock: others are served meanwhile.
+void PaperTradeApi::Delay() {
+    std::uint32_t delayMs = 0;
+    {
+        const std::lock_guard guard(lock_);
+        if (!exchange_) return;
+        const Incident* delay = exchange_->TheIncidents().Active(IncidentKind::DelayAnswers);
+        if (delay != nullptr) delayMs = static_cast<std::uint32_t>(delay->delayMs);
+    }
+    if (delayMs != 0) TheClock().Sleep(delayMs);
+}
+
+bool PaperTradeApi::IsUp() const { return exchange_ && exchange_->IsConnected(); }
+
+bool PaperTradeApi::RefusesRow() {
+    return exchange_->TheIncidents().Strikes(IncidentKind::RefuseRows);
 }
 
 void PaperTradeApi::GreetHost() {
@@ -216,8 +244,9 @@ void PaperTradeApi::GeneralCommand(std::int32_t kind, std::int32_t subKind, Text
 std::int32_t PaperTradeApi::GetDataItem(std::int32_t kind, std::int32_t index, TextView accountMask,
                                         Item& item) {
     auto* paperItem = dynamic_cast<PaperItem*>(&item);
+    if (index == 0) Delay(); // once a list
     const std::lock_guard guard(lock_);
-    if (paperItem == nullptr || !exchange_ || index < 0) return kNothingRead;
+    if (paperItem == nullptr || !IsUp() || index < 0 || RefusesRow()) return kNothingRead;
     paperItem->Clear();
     return PutRow(kind, index, accountMask, *paperItem);
 }
@@ -227,14 +256,14 @@ std::int32_t PaperTradeApi::PutRow(std::int32_t kind, std::int32_t index, TextVi
     const auto at = static_cast<std::size_t>(index);
     if (kind == kAccounts) {
         if (at >= exchange_->Accounts().size()) return kNothingRead;
-        PutAccount(item, exchange_->Accounts()[at]->Setup());
+        PutAccount(item, exchange_->Accounts()[at]->Setup(), exchange_->TheMarket().plan);
         return kRead;
     }
     const Account* account = exchange_->FindAccount(mask);
     if (account == nullptr) return kNothingRead;
-    const Text& currency = exchange_->TheMarket().currency;
+    const Text& currency = exchange_->TheMarket().plan.currency;
     if (kind == kMargins && at == 0) {
-        PutMargin(item, *account, currency);
+        PutMargin(item, *account, currency, exchange_->Clock().Now());
         return kRead;
     }
     if (kind == kPositions && at < account->Held().size()) {
@@ -254,8 +283,9 @@ std::int32_t PaperTradeApi::PutRow(std::int32_t kind, std::int32_t index, TextVi
 }
 
 template <typename Call> std::int32_t PaperTradeApi::Change(Call call) {
+    Delay();
     const std::lock_guard guard(lock_);
-    if (!exchange_) return kNotConnected;
+    if (!IsUp()) return kNotConnected;
     exchange_->EndDayIfOver();
     const std::int32_t result = call(*exchange_);
     PostNotices();
@@ -281,7 +311,7 @@ std::int32_t PaperTradeApi::CancelOrder(TextView reportId, TextView) {
 std::int32_t PaperTradeApi::QueryReport(std::int32_t kind, TextView id, Item& item) {
     auto* paperItem = dynamic_cast<PaperItem*>(&item);
     const std::lock_guard guard(lock_);
-    if (paperItem == nullptr || !exchange_) return kNothingRead;
+    if (paperItem == nullptr || !IsUp()) return kNothingRead;
     paperItem->Clear();
     if (kind == kOneReport) return PutOneReport(id, *paperItem);
     if (kind != kReports && kind != kReportsWithFills) return kNothingRead;
@@ -331,9 +361,10 @@ void PaperTradeApi::SendTopicCommand(TextView topic, std::int32_t value, TextVie
         return;
     }
     const std::lock_guard guard(lock_);
-    if (topic != kRecoverTopic || !topics_.contains(kReturnTopic)) return;
-    events_.Post([this, value, alias = Text(text)] {
-        const Text path = RecoverContractList(ExecutableFolder(), alias, value, Today());
+    if (topic != kRecoverTopic || !exchange_ || !topics_.contains(kReturnTopic)) return;
+    events_.Post([this, value, alias = Text(text), &plan = exchange_->TheMarket().plan,
+                  today = exchange_->Clock().Today()] {
+        const Text path = RecoverContractList(ExecutableFolder(), alias, value, plan, today);
         CallTrader(
             [&](TradeEvents& trader) { trader.OnSetTopic(kReturnTopic, value, alias, path); });
     });
@@ -358,7 +389,7 @@ void PaperTradeApi::NewStrategyOrder(TextView text) {
 template <typename Result, typename Read>
 Result PaperTradeApi::ReadInstrument(TextView symbol, Result unknown, Read read) {
     const std::lock_guard guard(lock_);
-    const Book* book = exchange_ ? exchange_->FindBook(symbol) : nullptr;
+    const Book* book = IsUp() ? exchange_->FindBook(symbol) : nullptr;
     return book == nullptr ? unknown : read(*book);
 }
 
@@ -422,19 +453,27 @@ void PaperTradeApi::PostNotice(const CombinationNotice& notice) {
 }
 
 // The lists are written without the lock, by the market as it always was.
-void PaperTradeApi::PostNotice(const ResetNotice&) {
-    trackerMoved_ = true;
-    events_.Post([this] {
-        {
+void PaperTradeApi::PostNotice(const ResetNotice& notice) {
+    events_.Post([this, notice] {
+        if (notice.newDay) {
             const std::lock_guard guard(lock_);
             shown_ = {};
         }
         CallTrader([](TradeEvents& trader) { trader.OnReportReset(); });
     });
+    if (!notice.newDay) return;
+    trackerMoved_ = true;
     PostCounts();
-    events_.Post([&market = exchange_->TheMarket()] {
-        WriteContractLists(ExecutableFolder(), market, Today());
+    events_.Post([&market = exchange_->TheMarket(), today = exchange_->Clock().Today()] {
+        WriteContractLists(ExecutableFolder(), market, today);
     });
+}
+
+void PaperTradeApi::PostNotice(const ConnectionNotice& notice) {
+    if (!notice.isUp) return events_.Hold();
+    events_.Release();
+    if (host_ != nullptr) GreetHost();
+    if (trader_ != nullptr) GreetTrader();
 }
 
 void PaperTradeApi::PostNotice(const ClearNotice& notice) {
@@ -484,8 +523,10 @@ template <typename Call> void PaperTradeApi::CallTrader(Call call) {
 
 } // namespace
 
-std::unique_ptr<TradeApi> MakePaperTradeApi(TextView hostAddress) {
-    return std::make_unique<PaperTradeApi>(hostAddress);
+std::unique_ptr<TradeApi> MakePaperTradeApi() {
+    Log().Warn(
+        L"PAPER: this is the paper platform: no order leaves this program, no money is real");
+    return std::make_unique<PaperTradeApi>();
 }
 
 } // namespace halvane

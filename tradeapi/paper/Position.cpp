@@ -11,10 +11,11 @@ namespace halvane::paper {
 namespace {
 
 // What stands for a share of the value in the margin of `units`, and the value itself if it counts.
-std::int64_t MarginFor(const Instrument& instrument, std::int64_t priceE10, std::int64_t units) {
+std::int64_t MarginFor(const Position& position, std::int64_t priceE10, std::int64_t units) {
+    const Instrument& instrument = position.book->TheInstrument();
     const bool option = instrument.kind == InstrumentKind::Option;
     const std::int64_t base = AmountE6(option ? instrument.strikeE10 : priceE10, units);
-    return Share(base, instrument.marginPpm, kE6);
+    return Share(base, Share(instrument.marginPpm, position.rates.marginPpm, kE6), kE6);
 }
 
 } // namespace
@@ -99,7 +100,7 @@ std::int64_t Position::MarginE6() const {
     const std::int64_t units = std::abs(net) * instrument.multiplier;
     const bool future = instrument.kind == InstrumentKind::Future;
     if (net > 0 && !future) return 0;
-    const std::int64_t share = MarginFor(instrument, book->LastE10(), units);
+    const std::int64_t share = MarginFor(*this, book->LastE10(), units);
     return future ? share : share - ValueE6();
 }
 
@@ -132,18 +133,20 @@ Frozen NeedOf(bool buy, std::int32_t quantity, const Position& position, std::in
     if (buy && instrument.kind != InstrumentKind::Future) {
         need.cashE6 = AmountE6(priceE10, units);
     } else {
-        need.marginE6 = MarginFor(instrument, priceE10, units);
+        need.marginE6 = MarginFor(position, priceE10, units);
     }
-    need.commissionE6 = CommissionE6(instrument, priceE10, quantity);
+    need.commissionE6 = CommissionE6(position, priceE10, quantity);
     return need;
 }
 
-std::int64_t CommissionE6(const Instrument& instrument, std::int64_t priceE10,
-                          std::int64_t quantity) {
+std::int64_t CommissionE6(const Position& position, std::int64_t priceE10, std::int64_t quantity) {
+    const Instrument& instrument = position.book->TheInstrument();
+    const std::int64_t rate = position.rates.commissionPpm;
+    const std::int64_t ppm = Share(instrument.commissionPpm, rate, kE6);
     const std::int64_t amount = AmountE6(priceE10, quantity * instrument.multiplier);
-    const std::int64_t share = Share(amount, instrument.commissionPpm, kE6);
-    const bool rounded = amount % kE6 * instrument.commissionPpm % kE6 != 0;
-    return share + (rounded ? 1 : 0) + instrument.commissionLotE6 * quantity;
+    const bool rounded = amount % kE6 * ppm % kE6 != 0;
+    return Share(amount, ppm, kE6) + (rounded ? 1 : 0) +
+           Share(instrument.commissionLotE6, rate, kE6) * quantity;
 }
 
 } // namespace halvane::paper

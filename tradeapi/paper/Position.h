@@ -27,6 +27,7 @@ struct PositionDay {
 // that of the day.
 struct Position {
     const Book* book;
+    Rates rates{}; // of its account
     std::int64_t net = 0;
     std::int64_t costE6 = 0;                    // of the net quantity, below 0 for a short one
     std::int64_t realisedE6 = 0, earlierE6 = 0; // today and before
@@ -76,7 +77,7 @@ std::int64_t PriceOfE10(std::int64_t amountE6, std::int64_t units);
 // given what other orders already would close. `priceE10` is what it may have to pay.
 Frozen NeedOf(bool buy, std::int32_t quantity, const Position& position, std::int64_t priceE10);
 
-std::int64_t CommissionE6(const Instrument& instrument, std::int64_t priceE10,
-                          std::int64_t quantity);
+// Of a fill, rounded up.
+std::int64_t CommissionE6(const Position& position, std::int64_t priceE10, std::int64_t quantity);
 
 } // namespace halvane::paper

@@ -9,7 +9,8 @@
 
 namespace halvane::paper {
 
-// What the background offers: the best price of each side and how much of it there is.
+// What the background offers: the best price of each side and how much of it there is; 0 and 0
+// where it offers nothing.
 struct Quote {
     std::int64_t bidE10, askE10;
     std::int32_t bidSize, askSize;
@@ -19,31 +20,42 @@ struct Quote {
     std::int32_t SizeFor(std::int32_t takerSide) const;
 };
 
+// One step of an instrument: the quote after it, and the background's last trade.
 struct Tick {
     Quote quote;
     std::int64_t lastE10;
+    std::int32_t lastSide; // of who took it: a sale trades at the bid
+    std::int32_t
+        lastSize; // may be 0: then nothing traded, and the price is what it would have been
 };
 
-// What an instrument is worth when its driver stands at a value, between ticks or not. Options: the
-// intrinsic value and a time value that is greatest at the money and alike for call and put.
-std::int64_t FairValue(const Instrument& instrument, std::int64_t driverE10);
+// What a future stands at when its driver stands at a value, between ticks or not; for an option
+// what its future does.
+std::int64_t WithCarry(const Instrument& instrument, std::int64_t driverE10);
+
+// What an instrument is worth then. Options: the intrinsic value and the time value of the normal
+// model, alike for call and put, with `daysLeft` as DaysLeft counts them.
+std::int64_t FairValue(const Instrument& instrument, std::int64_t driverE10, std::int32_t daysLeft);
 
 // The seeded process behind all prices. It draws the same numbers whatever the clients do, from
-// integer arithmetic alone, so that a seed gives the same day on every system and compiler.
+// arithmetic that is exact everywhere, so that a seed gives the same day on every system and
+// compiler.
 class PriceProcess {
   public:
     PriceProcess(std::span<const Driver> drivers, std::uint64_t seed);
 
     void Step();
-    Tick NextTick(const Instrument& instrument);
+    // What is reached in a day is counted from here on.
+    void StartDay();
+    Tick NextTick(const Instrument& instrument, std::int32_t daysLeft);
 
   private:
     struct Walk {
         Driver driver;
-        std::int64_t valueE10;
+        std::int64_t valueE10, dayStartE10;
     };
 
-    std::mt19937_64 random_;
+    std::mt19937_64 random_; // gives the same numbers by definition
     std::vector<Walk> walks_;
 };
 

@@ -24,6 +24,9 @@ Text ExecTypeText(const OrderState& state) {
     case kFundsShort: return L"Rejected: not enough funds";
     case kOutsidePriceLimits: return L"Rejected: outside the price limits of the day";
     case kPositionCombined: return L"Rejected: the position is combined";
+    case kNotPermitted: return L"Rejected: the account may not trade this kind of instrument";
+    case kMarketClosed: return L"Rejected: the market is closed";
+    case kRejectedOnDemand: return L"Rejected: on demand of the market file";
     default: return L"Rejected: error " + DecimalText(state.errorCode);
     }
 }
@@ -83,6 +86,8 @@ void PutReport(PaperItem& item, const Order& order, const OrderState& state) {
     item.Put(52, 0); // nothing outlives the process, so no report comes out of a store
     item.Put(58, order.tradeDate);
     item.Put(61, state.history);
+    item.PutNamed(L"SlicedType", GivenNumber(order.ticket.slicedType));
+    item.PutNamed(L"SliceID", GivenNumber(order.slice));
     item.PutIndexed(3, FillIds(order, state.fillCount));
 }
 

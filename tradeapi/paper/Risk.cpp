@@ -2,6 +2,7 @@
 
 #include "tradeapi/paper/BlackScholes.h"
 #include "tradeapi/paper/Book.h"
+#include "tradeapi/paper/MarketClock.h"
 #include "tradeapi/paper/Position.h"
 #include "tradeapi/paper/Units.h"
 
@@ -12,7 +13,6 @@ namespace halvane::paper {
 namespace {
 
 constexpr double kRate = 0.0; // the market's own option prices carry none
-constexpr double kVolatility = 0.15;
 constexpr double kDaysPerYear = 365;
 constexpr double kPerPoint = 0.01;
 
@@ -58,9 +58,8 @@ std::int64_t Rounded(double value) {
 
 bool IsOption(const Book& book) { return book.TheInstrument().kind == InstrumentKind::Option; }
 
-double YearsLeft(Day expiry) {
-    const auto days = std::chrono::sys_days(expiry) - std::chrono::sys_days(Today());
-    return static_cast<double>(days.count() + 1) / kDaysPerYear;
+double YearsLeft(const Book& option) {
+    return DaysLeft(option.TheInstrument(), option.Clock().Today()) / kDaysPerYear;
 }
 
 OptionValues ValuesOf(const Book& option) {
@@ -69,8 +68,8 @@ OptionValues ValuesOf(const Book& option) {
                          .spot = ToDouble(option.Underlying().LastE10()),
                          .strike = ToDouble(instrument.strikeE10),
                          .rate = kRate,
-                         .volatility = kVolatility,
-                         .years = YearsLeft(instrument.expiry)});
+                         .volatility = static_cast<double>(instrument.volatilityPpm) * 1e-6,
+                         .years = YearsLeft(option)});
 }
 
 LotRisk RiskPerLot(const Book& book) {

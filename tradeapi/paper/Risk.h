@@ -11,7 +11,8 @@ namespace halvane::paper {
 class Book;
 struct Position;
 
-// What positions are exposed to, by Black-Scholes at a volatility of 15 % and a rate of 0. Options
+// What positions are exposed to, by Black-Scholes at the volatility of what lies beneath and a
+// rate of 0. Options
 // stand on the future of their month; stocks and futures move with themselves. A day has 1/365 of
 // a year, and the expiry day counts in full. No order and no account hangs on any of this.
 

@@ -82,15 +82,6 @@ Text PackedUserKeys(const JsonValue& order) {
     return packed;
 }
 
-std::int32_t CheckParts(const Strategy& strategy) {
-    const Ticket& ticket = strategy.ticket;
-    if (ticket.strategy == L"SIMPLE") return kAccepted;
-    if (ticket.strategy != L"ICEBERG") return kBadStrategy;
-    if (ticket.orderType != kLimit || ticket.timeInForce > kDay) return kBadStrategy;
-    if (strategy.shown <= 0 || strategy.shown > ticket.quantity) return kBadQuantity;
-    return (ticket.quantity - 1) / strategy.shown < kMostParts ? kAccepted : kBadQuantity;
-}
-
 } // namespace
 
 std::optional<Strategy> ReadStrategy(TextView json) {
@@ -109,9 +100,10 @@ std::optional<Strategy> ReadStrategy(TextView json) {
     }
     ticket.userKey2 = PackedUserKeys(order);
     ticket.kind = SymbolType(ticket.symbol) == L"S" ? kStockOrder : kFutOptOrder;
-    const bool divided = ticket.strategy == L"ICEBERG";
-    strategy.shown = divided ? ToInt32(Scalar(order, L"DiscloseQty")) : ticket.quantity;
-    strategy.result = CheckParts(strategy);
+    const bool iceberg = ticket.strategy == L"ICEBERG";
+    if (iceberg) ticket.slicedType = kIceberg;
+    ticket.discloseQty = ToInt32(Scalar(order, L"DiscloseQty"));
+    strategy.result = iceberg || ticket.strategy == L"SIMPLE" ? kAccepted : kBadStrategy;
     return strategy;
 }
 

@@ -6,6 +6,7 @@
 #include "tradeapi/paper/PaperItem.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 
 namespace halvane::paper {
@@ -42,16 +43,23 @@ constexpr TicketRow<std::int32_t> kInts[] = {
     {&Ticket::orderType,                      10,  9},
     {&Ticket::timeInForce,                     9,  8},
     {&Ticket::quantity,                       11, 16},
+    {&Ticket::touchField,                     27, 14},
     {&Ticket::touchCondition,                 28, 15},
+    {&Ticket::trailingField,                  23, 10},
+    {&Ticket::trailingType,                   24, 11},
     {&Ticket::tradeType,                      18,  0},
     {&Ticket::exCode,                         19,  0},
     {&Ticket::positionEffect,                  0, 17},
     {&Ticket::dayTrade,                        0, 50},
     {&Ticket::slicedType,                      0, 44},
+    {&Ticket::discloseQty,                     0, 40},
 };
 constexpr TicketRow<std::int64_t> kInt64s[] = {
     {&Ticket::trailingAmount,                 25, 12},
 };
+// Of futures and options alone: whatever is not 0 there changes the way in which an order is sliced
+// or tried again.
+constexpr std::int32_t kMore[] = {41, 42, 43, 45, 46, 47, 48, 51, 52};
 // clang-format on
 
 template <typename T> std::int32_t IdOf(const TicketRow<T>& row, std::int32_t kind) {
@@ -72,9 +80,13 @@ std::optional<std::int64_t> ParsePrice(const Text& text, bool net) {
     return price;
 }
 
-bool WantsUnsupported(const Ticket& ticket) {
-    return IsGiven(ticket.touchPrice) || !ticket.chasePrice.empty() || ticket.trailingAmount != 0 ||
-           (ticket.slicedType != 0 && ticket.slicedType != kNoInt);
+std::int32_t CheckSlices(const Ticket& ticket) {
+    const std::int32_t shown = ticket.discloseQty;
+    if (ticket.slicedType == 0) return kAccepted;
+    if (ticket.slicedType != kIceberg) return kFeatureUnsupported;
+    if (ticket.orderType != kLimit || ticket.timeInForce > kDay) return kBadStrategy;
+    if (shown <= 0 || shown > ticket.quantity) return kBadQuantity;
+    return (ticket.quantity - 1) / shown < kMostParts ? kAccepted : kBadQuantity;
 }
 
 std::int32_t CheckCodes(const Ticket& ticket, const Terms& terms) {
@@ -84,8 +96,9 @@ std::int32_t CheckCodes(const Ticket& ticket, const Terms& terms) {
     if (ticket.orderType < kMarket || ticket.orderType > kStopLimit) return kBadOrderType;
     if (ticket.timeInForce < 0 || ticket.timeInForce > kFillOrKill) return kBadTimeInForce;
     if (ticket.quantity <= 0 || ticket.quantity > terms.maxQuantity) return kBadQuantity;
-    if (WantsUnsupported(ticket) || (terms.net && ticket.NeedsStop())) return kFeatureUnsupported;
-    return kAccepted;
+    const bool waits = ticket.NeedsStop() || ticket.Trails() || IsGiven(ticket.touchPrice);
+    if (ticket.asksForMore || (terms.net && waits)) return kFeatureUnsupported;
+    return CheckSlices(ticket);
 }
 
 std::int32_t ReadPrice(const Text& text, const Terms& terms, std::int32_t refusal,
@@ -94,6 +107,50 @@ std::int32_t ReadPrice(const Text& text, const Terms& terms, std::int32_t refusa
     if (!price) return refusal;
     priceE10 = *price;
     return CheckPrice(priceE10, terms);
+}
+
+// A price field that was put, or the last price.
+std::int32_t FieldOf(std::int32_t field) { return field == 0 ? kLastPrice : field; }
+bool IsField(std::int32_t field) { return field >= kLastPrice && field <= kAskPrice; }
+
+std::int32_t ReadTouch(const Ticket& ticket, const Terms& terms, TicketPrices& prices) {
+    const std::int32_t usual = ticket.side == kBuy ? kAtOrBelow : kAtOrAbove;
+    const std::int32_t condition = ticket.touchCondition == 0 ? usual : ticket.touchCondition;
+    Trigger trigger{.field = FieldOf(ticket.touchField), .upward = condition == kAtOrAbove};
+    if (ticket.NeedsStop() || !IsField(trigger.field)) return kBadTouch;
+    if (condition != kAtOrAbove && condition != kAtOrBelow) return kBadTouch;
+    const std::int32_t result = ReadPrice(ticket.touchPrice, terms, kBadTouch, trigger.touchE10);
+    prices.trigger = trigger;
+    return result;
+}
+
+std::int32_t ReadTrailing(const Ticket& ticket, const Terms& terms, Trigger& trigger) {
+    const std::int32_t type = ticket.trailingType == 0 ? kByAmount : ticket.trailingType;
+    const std::int64_t most = terms.upperE10;
+    const std::int64_t amount = ticket.trailingAmount;
+    if (type != kByAmount && type != kByTicks) return kBadTrailing;
+    if (amount <= 0 || amount > (type == kByTicks ? most / terms.tickE10 : most))
+        return kBadTrailing;
+    trigger.field = FieldOf(ticket.trailingField);
+    trigger.trailE10 = type == kByTicks ? amount * terms.tickE10 : amount;
+    if (!IsField(trigger.field)) return kBadTrailing;
+    return CheckPrice(trigger.trailE10, terms);
+}
+
+std::int32_t ReadStop(const Ticket& ticket, const Terms& terms, TicketPrices& prices) {
+    Trigger trigger{.field = kLastPrice, .upward = ticket.side == kBuy};
+    std::int32_t result = kAccepted;
+    if (ticket.Trails()) result = ReadTrailing(ticket, terms, trigger);
+    if (result == kAccepted && !(ticket.Trails() && !IsGiven(ticket.stopPrice)))
+        result = ReadPrice(ticket.stopPrice, terms, kBadStopPrice, prices.stopE10);
+    prices.trigger = trigger;
+    return result;
+}
+
+std::int32_t ReadTrigger(const Ticket& ticket, const Terms& terms, TicketPrices& prices) {
+    if (IsGiven(ticket.touchPrice)) return ReadTouch(ticket, terms, prices);
+    if (ticket.NeedsStop()) return ReadStop(ticket, terms, prices);
+    return ticket.Trails() ? kBadTrailing : kAccepted;
 }
 
 } // namespace
@@ -116,6 +173,13 @@ Ticket ReadTicket(std::int32_t kind, const PaperParameters& parameters) {
             ticket.*row.member = AsInt64(value);
         }
     }
+    const auto given = [&](std::int32_t id) {
+        const PaperValue* value = parameters.Value(id);
+        return value != nullptr && AsInt(value) != 0;
+    };
+    ticket.asksForMore =
+        !ticket.chasePrice.empty() ||
+        (kind == kFutOptOrder && std::any_of(std::begin(kMore), std::end(kMore), given));
     return ticket;
 }
 
@@ -138,10 +202,11 @@ std::int32_t CheckTicket(const Ticket& ticket, const Terms& terms, TicketPrices&
     if (result == kAccepted && ticket.NeedsLimit()) {
         result = ReadPrice(ticket.price, terms, kBadPrice, prices.limitE10);
     }
-    if (result == kAccepted && ticket.NeedsStop()) {
-        result = ReadPrice(ticket.stopPrice, terms, kBadStopPrice, prices.stopE10);
-    }
-    return result;
+    return result == kAccepted ? ReadTrigger(ticket, terms, prices) : result;
+}
+
+std::int32_t ShownQuantity(const Ticket& ticket) {
+    return ticket.slicedType == kIceberg ? ticket.discloseQty : ticket.quantity;
 }
 
 Text ExtCommand(const Ticket& ticket, TextView name) {
