@@ -100,6 +100,7 @@ TEST_F(ExchangeTest, UnfitOrdersAreRefusedAtTheDoor) {
         {kBadTouch, [](auto& p) { p.PutText(26, L"1000000000000"), p.PutInt(27, 4); }},
         {kBadTouch, [](auto& p) { p.PutText(26, L"1000000000000"), p.PutInt(28, 3); }},
         {kBadTouch, [](auto& p) { p.PutText(26, L"1000000000000"), p.PutInt(10, kStop); }},
+        {kBadTouch, [](auto& p) { p.PutText(26, L"1000000000000"), p.PutInt64(25, kE10); }},
         {kBadTrailing, [](auto& p) { p.PutInt64(25, 10'000'000'000); }}, // a limit order
         {kBadTrailing, [](auto& p) { p.PutInt64(25, -1), p.PutInt(10, kStop); }},
         {kBadTrailing, [](auto& p) { p.PutInt64(25, INT64_MAX), p.PutInt(10, kStop); }},

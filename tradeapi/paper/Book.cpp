@@ -187,7 +187,8 @@ void Book::Trail(Order& order) const {
     const std::int64_t stop = TriggerPriceOf(order) + (upward ? distance : -distance);
     const std::int64_t before = state.stopE10;
     if (before != kNoInt64 && (upward ? stop >= before : stop <= before)) return;
-    if (before != kNoInt64 && state.priceE10 != kNoInt64) state.priceE10 += stop - before;
+    if (before != kNoInt64 && state.priceE10 != kNoInt64)
+        state.priceE10 = std::max(state.priceE10 + stop - before, order.terms.tickE10);
     state.stopE10 = stop;
 }
 

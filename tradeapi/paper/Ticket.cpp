@@ -117,7 +117,7 @@ std::int32_t ReadTouch(const Ticket& ticket, const Terms& terms, TicketPrices& p
     const std::int32_t usual = ticket.side == kBuy ? kAtOrBelow : kAtOrAbove;
     const std::int32_t condition = ticket.touchCondition == 0 ? usual : ticket.touchCondition;
     Trigger trigger{.field = FieldOf(ticket.touchField), .upward = condition == kAtOrAbove};
-    if (ticket.NeedsStop() || !IsField(trigger.field)) return kBadTouch;
+    if (ticket.NeedsStop() || ticket.Trails() || !IsField(trigger.field)) return kBadTouch;
     if (condition != kAtOrAbove && condition != kAtOrBelow) return kBadTouch;
     const std::int32_t result = ReadPrice(ticket.touchPrice, terms, kBadTouch, trigger.touchE10);
     prices.trigger = trigger;
