@@ -7,6 +7,8 @@
 namespace halvane {
 namespace {
 
+bool askedForComponent = false; // on the host's thread alone
+
 // The host's work is done: a fault from here on, in the component or on a thread that still uses
 // it, is no reason to report a failure.
 LONG WINAPI EndAsMeant(EXCEPTION_POINTERS*) {
@@ -16,9 +18,13 @@ LONG WINAPI EndAsMeant(EXCEPTION_POINTERS*) {
 
 } // namespace
 
-std::unique_ptr<TradeApi> MakeComponentTradeApi() { return MakeComTradeApi(); }
+std::unique_ptr<TradeApi> MakeComponentTradeApi() {
+    askedForComponent = true;
+    return MakeComTradeApi();
+}
 
 void UnloadComponents() {
+    if (!askedForComponent) return;
     SetUnhandledExceptionFilter(EndAsMeant);
     UnloadComponentModules();
 }

@@ -6,8 +6,7 @@
 namespace halvane {
 
 std::unique_ptr<TradeApi> MakeTradeApi(TextView hostAddress) {
-    return hostAddress.starts_with(L"paper:") ? MakePaperTradeApi()
-                                              : MakeComponentTradeApi();
+    return hostAddress.starts_with(L"paper:") ? MakePaperTradeApi() : MakeComponentTradeApi();
 }
 
 } // namespace halvane

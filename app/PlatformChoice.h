@@ -16,7 +16,8 @@ std::unique_ptr<TradeApi> MakeTradeApi(TextView hostAddress);
 std::unique_ptr<TradeApi> MakeComponentTradeApi();
 
 // Lets go of the component's modules, right before the process ends with exit code 0. From then on
-// a fault ends the process with that exit code as well.
+// a fault ends the process with that exit code as well. Does neither in a process that never asked
+// for the component: every fault there is our own, and has to be seen.
 void UnloadComponents();
 
 } // namespace halvane

@@ -5,7 +5,6 @@ HALVANE_BOOK_ORDERS says how many orders are placed."""
 
 import json
 import os
-import pathlib
 import random
 import sys
 import threading
@@ -13,22 +12,18 @@ import unittest
 
 import zmq
 
-from wire_test import PATIENCE, SERVICE_KEY, Gateway, unique_name, until
+from running_gateway import PATIENCE, SERVICE_KEY, Gateway, connect, take_paths, until
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "clients" / "python"))
 from book import Book, BookClient
-from halvane import Client, replace_price
+from halvane import replace_price
 
+(PROGRAM,) = take_paths(1)
 ORDERS = int(os.environ.get("HALVANE_BOOK_ORDERS", "10000"))
 RESTARTS = 8
 BUY, SELL = "1", "2"
 MARKET, LIMIT, STOP = "1", "2", "3"
 LISTS = ["PaperStk", "PaperFut", "PaperOpt"]
 NO_VALUE = {"-2147483648", "-922337203.685478"}  # restored what is published as ""
-
-
-def log_in(client, system_name):
-    until(lambda: client.log_in(system_name, SERVICE_KEY)["SubPort"], "a publish port")
 
 
 class Instrument:
@@ -61,13 +56,9 @@ class Trader:
 
     def __init__(self, gateway, dice):
         self.dice = dice
-        self.client = Client(gateway.port(), timeout=PATIENCE)
-        log_in(self.client, gateway.system_name)
+        self.client = gateway.logged_in_client()
         self.client.subscribe(b'{"DataType":"EXECUTIONREPORT"')
-        self.dealer = zmq.Context.instance().socket(zmq.DEALER)
-        self.dealer.setsockopt(zmq.LINGER, 0)
-        self.dealer.setsockopt(zmq.RCVTIMEO, PATIENCE * 1000)
-        self.dealer.connect(f"tcp://127.0.0.1:{gateway.port()}")
+        self.dealer = connect(zmq.DEALER, gateway.port())
         self.accounts = until(lambda: self.client.request("ACCOUNTS")["Accounts"], "accounts")
         self.instruments = self.read_instruments()
         self.working = {}  # report id to instrument, side and quantity
@@ -296,9 +287,9 @@ class CutOff(unittest.TestCase):
         seed = random.randrange(1 << 32)
         print(f"the dice: {seed}", file=sys.stderr)
         self.dice = random.Random(seed)
-        name = unique_name()
-        self.gateway = Gateway(name, ["paper:", name, SERVICE_KEY, ",".join(LISTS), "Corvinta"])
+        self.gateway = Gateway(PROGRAM)
         self.addCleanup(self.gateway.remove)
+        self.gateway.start_on_paper(",".join(LISTS), "Corvinta")
         self.gateway.logged("[PublishWorker]working...")
         self.trader = Trader(self.gateway, self.dice)
         self.addCleanup(self.trader.close)

@@ -6,20 +6,16 @@ of the program as its last argument; HALVANE_FLOW_ORDERS says how many requests 
 import collections
 import json
 import os
-import pathlib
 import random
-import sys
 import threading
 import unittest
 import uuid
 
 import zmq
 
-from wire_test import PATIENCE, SERVICE_KEY, Gateway, unique_name, until
+from running_gateway import Gateway, connect, take_paths, until
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "clients" / "python"))
-from halvane import Client
-
+(PROGRAM,) = take_paths(1)
 ORDERS = int(os.environ.get("HALVANE_FLOW_ORDERS", "10000"))
 CLIENTS, IN_FLIGHT = 4, 24
 BUY, SELL = "1", "2"
@@ -27,10 +23,6 @@ MARKET, LIMIT, STOP = "1", "2", "3"
 NEW, PARTLY_FILLED, FILLED, CANCELLED, REPLACED, REJECTED = "0", "1", "2", "4", "5", "8"
 ACCOUNTS = ["1000001", "1000002"]
 LISTS = ["PaperStk", "PaperFut", "PaperOpt"]
-
-
-def log_in(client, system_name):
-    until(lambda: client.log_in(system_name, SERVICE_KEY)["SubPort"], "a publish port")
 
 
 def symbols_of(node):
@@ -49,10 +41,7 @@ class Recorder(threading.Thread):
         self.fills = []
         self.working = {}  # report id to its newest report
         self.ended = threading.Event()
-        self.socket = zmq.Context.instance().socket(zmq.SUB)
-        self.socket.setsockopt(zmq.RCVHWM, 0)
-        self.socket.setsockopt(zmq.SUBSCRIBE, b"")
-        self.socket.connect(f"tcp://127.0.0.1:{publish_port}")
+        self.socket = connect(zmq.SUB, publish_port)
 
     def run(self):
         while not self.ended.is_set():
@@ -83,11 +72,8 @@ class Trader(threading.Thread):
         super().__init__()
         self.number, self.requests, self.recorder = number, requests, recorder
         self.dice = random.Random(number)
-        self.client = Client(gateway.port(), timeout=PATIENCE)
-        log_in(self.client, gateway.system_name)
-        self.socket = zmq.Context.instance().socket(zmq.DEALER)
-        self.socket.setsockopt(zmq.RCVTIMEO, PATIENCE * 1000)
-        self.socket.connect(f"tcp://127.0.0.1:{gateway.port()}")
+        self.client = gateway.logged_in_client()
+        self.socket = connect(zmq.DEALER, gateway.port())
         self.waiting = {}  # envelope to what was asked for
         self.answers = []  # (what was asked for, reply)
         self.fault = None
@@ -201,9 +187,9 @@ class Trader(threading.Thread):
 class Flow(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        name = unique_name()
-        cls.gateway = Gateway(name, ["paper:", name, SERVICE_KEY, ",".join(LISTS), "none"])
+        cls.gateway = Gateway(PROGRAM)
         cls.addClassCleanup(cls.gateway.remove)
+        cls.gateway.start_on_paper(",".join(LISTS), "none")
 
     @classmethod
     def tearDownClass(cls):
@@ -220,9 +206,8 @@ class Flow(unittest.TestCase):
         self.addCleanup(self.recorder.ended.set)
 
     def connect(self):
-        client = Client(self.gateway.port(), timeout=PATIENCE)
+        client = self.gateway.logged_in_client()
         self.addCleanup(client.close)
-        log_in(client, self.gateway.system_name)
         return client
 
     def send(self, name, **param):

@@ -2,43 +2,18 @@
 byte for byte, and how it ends. Takes the path of the program as its last argument."""
 
 import json
-import os
-import pathlib
-import re
-import shutil
-import signal
 import socket
-import subprocess
-import sys
-import tempfile
-import time
 import unittest
 
 import zmq
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-PROGRAM = pathlib.Path(sys.argv.pop()).resolve() if len(sys.argv) > 1 else None
-SERVICE_KEY = "wire-key"
-PATIENCE = 60  # seconds until something that must happen counts as missing
+from running_gateway import LINE, ROOT, SERVICE_KEY, Gateway, connect, take_paths, until
 
-LINE = re.compile(r"\d\d:\d\d:\d\d\.\d{3} [ \d]{5}\d  \[(?:DEBUG|TRACE|INFO |WARN |ERROR|FATAL)\]  ")
+(PROGRAM,) = take_paths(1)
+
 PARSE_FAILED = b'{"Reply":"Req","Success":"Fail","SessionKey":"","ErrMsg":""}\0'
 UNDEFINED = b'{"Reply":"Req","Success":"Fail","SessionKey":"","ErrMsg":"Undefined"}\0'
 LOGIN_REFUSED = b'{"Reply":"LOGIN","Success":"Fail","SessionKey":"","ErrMsg":""}\0'
-
-
-def until(condition, what):
-    """Waits for a state that another process brings about."""
-    end = time.monotonic() + PATIENCE
-    while not (result := condition()):
-        if time.monotonic() > end:
-            raise AssertionError(f"not within {PATIENCE} s: {what}")
-        time.sleep(0.01)
-    return result
-
-
-def unique_name():
-    return f"Wire-{os.getpid()}-{time.monotonic_ns():x}"
 
 
 def port_of(system_name):
@@ -48,76 +23,38 @@ def port_of(system_name):
     return port - 10000 if port >= 60000 else port
 
 
-def is_free(port):
-    with socket.socket() as probe:
-        probe.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+def members_of(record):
+    """The members of a record, in their order."""
+    golden = ROOT / "tests" / "golden" / f"{record}.txt"
+    return [line.partition("=")[0] for line in golden.read_text().splitlines()]
+
+
+def hold_from(holder, port):
+    """Takes the port, or the next one that nobody holds, as the gateway would."""
+    holder.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+    while True:
         try:
-            probe.bind(("127.0.0.1", port))
+            holder.bind(("127.0.0.1", port))
+            holder.listen()
+            return port
         except OSError:
-            return False
-        return True
-
-
-class Gateway:
-    """A running program in a folder of its own, which holds its logs."""
-
-    def __init__(self, system_name=None, arguments=None):
-        self.system_name = system_name or unique_name()
-        # The program finds its folder through its file, so a symbolic link would not do.
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="wire test ", dir=PROGRAM.parent))
-        program = self.folder / "Halvane64"
-        shutil.copy2(PROGRAM, program)
-        if arguments is None:
-            arguments = ["paper:", self.system_name, SERVICE_KEY]
-        self.process = subprocess.Popen([program, *arguments], stdin=subprocess.DEVNULL, cwd="/")
-
-    def log(self):
-        files = sorted(self.folder.glob("logs/Halvane64-*.log"))
-        return b"".join(file.read_bytes() for file in files).decode()
-
-    def messages(self):
-        """What was logged, without time, thread and level; whole lines only."""
-        return [LINE.sub("", line, count=1) for line in self.log().split("\r\n")[:-1]]
-
-    def logged(self, prefix):
-        """The rest of the first message that begins so, once there is one."""
-
-        def find():
-            found = [line for line in self.messages() if line.startswith(prefix)]
-            if not found and self.process.poll() is not None:
-                raise AssertionError(f"ended ({self.process.returncode}) without {prefix}\n{self.log()}")
-            return found
-
-        return until(find, f"a log line {prefix}")[0][len(prefix) :]
-
-    def port(self):
-        return int(self.logged("RepPort:"))
-
-    def end(self):
-        """Tells it to end and gives its exit code."""
-        self.process.send_signal(signal.SIGTERM)
-        return self.process.wait(PATIENCE)
-
-    def remove(self):
-        self.process.kill()
-        self.process.wait()
-        shutil.rmtree(self.folder)
+            port += 1
 
 
 class WireTest(unittest.TestCase):
-    def start(self, *arguments, **options):
-        gateway = Gateway(*arguments, **options)
+    def new_gateway(self):
+        gateway = Gateway(PROGRAM)
         self.addCleanup(gateway.remove)
         return gateway
 
-    def socket(self, kind, port):
-        context = zmq.Context.instance()
-        made = context.socket(kind)
-        made.setsockopt(zmq.LINGER, 0)
-        made.setsockopt(zmq.RCVTIMEO, PATIENCE * 1000)
-        if kind == zmq.SUB:
-            made.setsockopt(zmq.SUBSCRIBE, b"")
-        made.connect(f"tcp://127.0.0.1:{port}")
+    def start(self, *arguments, system_name=None):
+        gateway = self.new_gateway()
+        gateway.system_name = system_name or gateway.system_name
+        gateway.start_on_paper(*arguments)
+        return gateway
+
+    def socket(self, kind, port, host="127.0.0.1"):
+        made = connect(kind, port, host)
         self.addCleanup(made.close)
         return made
 
@@ -142,7 +79,7 @@ class StartUp(WireTest):
             self.assertEqual(messages.count(once), 1, once)
         for prefix in ("OnGeneralServiceUpdate() m_strLoginType=", "OnCommandMsg:2-1-"):
             gateway.logged(prefix)
-        for line in gateway.log().split("\r\n")[:-1]:
+        for line in gateway.lines():
             self.assertRegex(line, LINE)
         names = [file.name for file in gateway.folder.glob("logs/*")]
         self.assertEqual(len(names), 1)
@@ -150,31 +87,25 @@ class StartUp(WireTest):
 
     def test_the_port_follows_from_the_system_name(self):
         self.assertEqual(port_of("A"), 50606)
-        system_name = unique_name()
-        expected = port_of(system_name)
-        if not is_free(expected):
-            self.skipTest(f"port {expected} is taken on this machine")
-        self.assertEqual(self.start(system_name).port(), expected)
+        gateway = self.new_gateway()
+        expected = port_of(gateway.system_name)
+        with socket.socket() as holder:
+            if hold_from(holder, expected) != expected:
+                self.skipTest(f"port {expected} is taken on this machine")
+        gateway.start_on_paper()
+        self.assertEqual(gateway.port(), expected)
 
     def test_a_taken_port_moves_on(self):
-        system_name = unique_name()
-        expected = port_of(system_name)
-        taken = []
+        gateway = self.new_gateway()
         with socket.socket() as one, socket.socket() as two:
-            for holder in (one, two):
-                while not is_free(expected):
-                    expected += 1
-                holder.bind(("127.0.0.1", expected))
-                holder.listen()
-                taken.append(expected)
-            gateway = self.start(system_name)
+            taken = hold_from(two, hold_from(one, port_of(gateway.system_name)))
+            gateway.start_on_paper()
             port = gateway.port()
-        self.assertGreater(port, taken[-1])
+        self.assertGreater(port, taken)
         self.assertEqual(ask(self.socket(zmq.REQ, port), b'{"Request":"FOO"}'), UNDEFINED)
 
     def test_contract_name_and_topics_are_taken_from_the_command_line(self):
-        name = unique_name()
-        gateway = self.start(name, arguments=["paper:", name, SERVICE_KEY, "Futures:F", "ONE|TWO"])
+        gateway = self.start("Futures:F", "ONE|TWO")
         self.assertEqual(gateway.logged("ContractName:"), "Futures:F")
         gateway.port()
         topics = [line for line in gateway.messages() if line.startswith("SubTopic:")]
@@ -183,33 +114,28 @@ class StartUp(WireTest):
     def test_a_second_one_for_the_same_system_name_ends_at_once(self):
         first = self.start()
         port = first.port()
-        second = self.start(first.system_name)
-        self.assertEqual(second.process.wait(PATIENCE), 0)
-        self.assertRegex(second.log(), r"\[FATAL\]  CheckInstance failed!!\r\n$")
+        second = self.start(system_name=first.system_name)
+        self.assertEqual(second.wait(), 0)
+        self.assertRegex(second.lines()[-1], r"\[FATAL\]  CheckInstance failed!!$")
         self.assertEqual(ask(self.socket(zmq.REQ, port), b'{"Request":"FOO"}'), UNDEFINED)
         self.assertEqual(first.end(), 0)
-        third = self.start(first.system_name)
+        third = self.start(system_name=first.system_name)
         third.port()
 
     def test_too_few_arguments_end_it_at_once(self):
         for arguments in ([], ["paper:"], ["paper:", "A"]):
-            gateway = self.start(arguments=arguments)
-            self.assertEqual(gateway.process.wait(PATIENCE), 0)
-            self.assertRegex(gateway.log(), r"\[FATAL\]  Authentication failed!!\r\n$")
+            gateway = self.new_gateway()
+            gateway.start(*arguments)
+            self.assertEqual(gateway.wait(), 0)
+            self.assertRegex(gateway.lines()[-1], r"\[FATAL\]  Authentication failed!!$")
 
     def test_the_address_is_read_from_the_configuration(self):
-        gateway = Gateway(arguments=[])
-        self.addCleanup(gateway.remove)
-        gateway.process.wait(PATIENCE)
+        gateway = self.new_gateway()
         (gateway.folder / "Configs").mkdir()
         (gateway.folder / "Configs" / "ZMQ.ini").write_text("[ZMQ]\r\nIP=127.0.0.2\r\n")
-        program = [gateway.folder / "Halvane64", "paper:", gateway.system_name, SERVICE_KEY]
-        gateway.process = subprocess.Popen(program, stdin=subprocess.DEVNULL)
+        gateway.start_on_paper()
         self.assertEqual(gateway.logged("MyIP:"), "127.0.0.2")
-        client = zmq.Context.instance().socket(zmq.REQ)
-        self.addCleanup(client.close, 0)
-        client.setsockopt(zmq.RCVTIMEO, PATIENCE * 1000)
-        client.connect(f"tcp://127.0.0.2:{gateway.port()}")
+        client = self.socket(zmq.REQ, gateway.port(), "127.0.0.2")
         self.assertEqual(ask(client, b"{}"), PARSE_FAILED)
 
 
@@ -239,8 +165,9 @@ class Served(WireTest):
 
     @classmethod
     def setUpClass(cls):
-        cls.gateway = Gateway()
+        cls.gateway = Gateway(PROGRAM)
         cls.addClassCleanup(cls.gateway.remove)
+        cls.gateway.start_on_paper()
         cls.port = cls.gateway.port()
         cls.gateway.logged("[PublishWorker]working...")
 
@@ -436,14 +363,6 @@ class Pipelining(Served):
 
 
 class Orders(Served):
-    REPORT = (
-        "ReportID Account BrokerID Symbol Side OrderID OriginalQty OrderQty Price StopPrice OrderType "
-        "TradeType ExCode PositionEffect DayTrade TimeInForce TrailingAmount TouchCondition Group UserKey1 "
-        "UserKey2 Strategy CumQty LeavesQty ExecType ErrorCode TriggeredPrice TransactDate TransactTime "
-        "AvgPrice ExecTypeText FilledOrdersCount IsRestoreData HedgeFlag OrgSource TradeDate SetPRIADJ "
-        "RecFillQty DelayTransPosition SlicedType SliceID ExecHis"
-    ).split()
-
     def setUp(self):
         self.requests = self.client()
         login = self.log_in(self.requests)
@@ -457,11 +376,7 @@ class Orders(Served):
 
     def account(self):
         reply = until(lambda: self.ask("ACCOUNTS")["Accounts"], "an account")[0]
-        self.assertEqual(
-            list(reply),
-            "BrokerID Account UserName AccountMask AccountName BrokerName Status AccountType OrderExchange "
-            "Level AccountReleated Region".split(),
-        )
+        self.assertEqual(list(reply), members_of("account.published"))
         self.assertEqual(reply["AccountMask"], f"{reply['BrokerID']}-{reply['Account']}")
         return {"BrokerID": reply["BrokerID"], "Account": reply["Account"]}
 
@@ -488,7 +403,7 @@ class Orders(Served):
         self.assertEqual(reply, {"Reply": "NEWORDER", "Success": "OK"})
         reports = self.reports_of("to be filled", lambda report: report["CumQty"] == report["OrderQty"])
         for report in reports:
-            self.assertEqual(list(report), self.REPORT)
+            self.assertEqual(list(report), members_of("execution_report.published"))
             self.assertTrue(all(isinstance(value, str) for value in report.values()), report)
             self.assertEqual(report["OrgSource"], "Halvane")
             self.assertNotIn("50", (report["Price"], report["StopPrice"]))
@@ -502,8 +417,8 @@ class Orders(Served):
         report = self.reports_of("to rest", lambda report: report["OrderID"])[-1]
         self.assertEqual(report["Price"], "108.5")
         self.assertEqual(report["CumQty"], "0")
-        at = self.REPORT.index("UserKey2")
-        self.assertEqual(list(report)[at : at + 2], ["UserKey2", "UserKey7"])
+        at = list(report).index("UserKey2")
+        self.assertEqual(list(report)[at - 1 : at + 2], ["UserKey1", "UserKey2", "UserKey7"])
         self.assertEqual((report["UserKey2"], report["UserKey7"]), ("b", "g;h"))
 
     def test_refusals(self):
@@ -525,16 +440,10 @@ class Orders(Served):
 
 
 class TheClient(Served):
-    def run_demo(self, *arguments):
-        demo = ROOT / "clients" / "python" / "demo.py"
-        command = [sys.executable, "-B", demo, *arguments]
-        return subprocess.run(command, capture_output=True, text=True, timeout=PATIENCE)
-
     def test_the_demonstration_passes(self):
         log = next(self.gateway.folder.glob("logs/*"))
-        names = ["--system-name", self.gateway.system_name, "--service-key", SERVICE_KEY]
         for where in (["--port", str(self.port)], ["--log", log]):
-            demo = self.run_demo(*where, *names)
+            demo = self.gateway.run_demo(*where)
             self.assertEqual(demo.returncode, 0, demo.stderr + demo.stdout)
             self.assertIn('{"Reply":"NEWORDER","Success":"OK"}', demo.stdout)
             self.assertIn('{"DataType":"EXECUTIONREPORT"', demo.stdout)

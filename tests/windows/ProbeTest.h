@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/support/Clock.h"
 #include "foundation/support/Process.h"
+#include "tests/JumpingClock.h"
 #include "tests/windows/Registry.h"
 #include "tests/windows/probe/Probe.h"
 #include "tradeapi/com/Com.h"
@@ -11,19 +11,6 @@
 #include <stdexcept>
 
 namespace halvane {
-
-// Sleeps pass at once and are counted.
-class CountingClock : public Clock {
-  public:
-    std::uint32_t TickCount() override { return 0; }
-    std::int64_t UnixTimeMs() override { return 0; }
-    bool Sleep(std::uint32_t timeMs, std::stop_token) override {
-        slept.push_back(timeMs);
-        return true;
-    }
-
-    std::vector<std::uint32_t> slept;
-};
 
 // Where the test's program lies there is a folder for the component two floors up.
 inline Text ProbeFile() {
@@ -63,7 +50,7 @@ class Probe {
 // A platform made of the probe, whose registry-only classes are registered.
 class ProbeTest : public testing::Test {
   protected:
-    CountingClock clock_;
+    JumpingClock clock_{1000};
     ScopedClock scopedClock_{clock_};
     RegisteredClass replace_{L"Ovaro.TradeReplaceOrderParameters.1",
                              L"{7D6CE3B5-1B0B-4F5E-9E4E-6D60C2A4B901}", ProbeFile()};

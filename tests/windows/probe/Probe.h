@@ -35,6 +35,6 @@ struct ProbeControls {
 //   PROBE_REFUSE   a class identifier that the file does not have
 //   PROBE_WANDER   1: the class factory changes the current directory
 //   PROBE_DEAF     an event interface that it does not offer
-//   PROBE_CRASH    1: it crashes when it is asked whether it can be unloaded; 2: when it is
-//   unloaded PROBE_PORT     the port from which it is told what to do (Remote.h)
+//   PROBE_CRASH    1: it crashes when asked whether it can be unloaded; 2: when it is unloaded
+//   PROBE_PORT     the port from which it is told what to do (Remote.h)
 extern "C" const ProbeControls* ProbeGetControls();

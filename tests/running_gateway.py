@@ -1,0 +1,131 @@
+"""A running gateway as its tests see it from outside: what it logs, where it listens, how it ends."""
+
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+import zmq
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.path.append(str(ROOT / "clients" / "python"))
+from halvane import Client
+
+SERVICE_KEY = "wire-key"
+PATIENCE = 60  # seconds until something that must happen counts as missing
+LINE = re.compile(r"\d\d:\d\d:\d\d\.\d{3} [ \d]{5}\d  \[(?:DEBUG|TRACE|INFO |WARN |ERROR|FATAL)\]  ")
+
+
+def take_paths(count):
+    """The last arguments of the command, which its tests do not see then."""
+    paths = [pathlib.Path(word).resolve() for word in sys.argv[-count:]]
+    del sys.argv[-count:]
+    return paths
+
+
+def until(condition, what):
+    """Waits for a state that another process brings about."""
+    end = time.monotonic() + PATIENCE
+    while not (result := condition()):
+        if time.monotonic() > end:
+            raise AssertionError(f"not within {PATIENCE} s: {what}")
+        time.sleep(0.01)
+    return result
+
+
+def connect(kind, port, host="127.0.0.1"):
+    """A socket of that kind; one of subscriptions gets everything, however long it waits there."""
+    made = zmq.Context.instance().socket(kind)
+    made.setsockopt(zmq.LINGER, 0)
+    made.setsockopt(zmq.RCVTIMEO, PATIENCE * 1000)
+    if kind == zmq.SUB:
+        made.setsockopt(zmq.RCVHWM, 0)
+        made.setsockopt(zmq.SUBSCRIBE, b"")
+    made.connect(f"tcp://{host}:{port}")
+    return made
+
+
+class Gateway:
+    """A program in a folder of its own, which holds its logs."""
+
+    runner = ()  # what runs the program
+    encoding = "utf-8"  # of the log
+    last_signal = signal.SIGKILL  # ends it, whatever it is doing
+
+    def __init__(self, program, name="Halvane64", below=""):
+        self.name = name
+        self.system_name = f"Wire-{os.getpid()}-{time.monotonic_ns():x}"
+        self.home = pathlib.Path(tempfile.mkdtemp(prefix="installed ", dir=program.parent))
+        self.folder = self.home / below
+        self.folder.mkdir(parents=True, exist_ok=True)
+        # The program finds its folder through its file, so a symbolic link would not do.
+        self.program = self.folder / (name + program.suffix)
+        shutil.copy2(program, self.program)
+        self.process = None
+
+    def start(self, *arguments, **options):
+        """Options are those of Popen."""
+        words = [*self.runner, self.program, *arguments]
+        self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, **{"cwd": "/"} | options)
+
+    def start_on_paper(self, *arguments):
+        self.start("paper:", self.system_name, SERVICE_KEY, *arguments)
+
+    def wait(self):
+        """Its exit code, once it has ended."""
+        return self.process.wait(PATIENCE)
+
+    def end(self):
+        """Tells it to end and gives its exit code."""
+        self.process.terminate()
+        return self.wait()
+
+    def remove(self):
+        if self.process:
+            self.process.send_signal(self.last_signal)
+            self.process.wait()
+        shutil.rmtree(self.home)
+
+    def lines(self):
+        """The whole lines of the log."""
+        files = sorted(self.folder.glob(f"logs/{self.name}-*.log"))
+        return b"".join(file.read_bytes() for file in files).decode(self.encoding).split("\r\n")[:-1]
+
+    def messages(self):
+        """What was logged, without time, thread and level."""
+        return [LINE.sub("", line, count=1) for line in self.lines()]
+
+    def logged(self, prefix):
+        """The rest of the first message that begins so, once there is one."""
+
+        def find():
+            ended = self.process.poll() is not None
+            found = [line for line in self.messages() if line.startswith(prefix)]
+            if not found and ended:
+                raise AssertionError(f"ended ({self.process.returncode}) without {prefix}: {self.lines()}")
+            return found
+
+        return until(find, f"a log line {prefix}")[0][len(prefix) :]
+
+    def port(self):
+        return int(self.logged("RepPort:"))
+
+    def client(self):
+        return Client(self.port(), timeout=PATIENCE)
+
+    def logged_in_client(self):
+        """A client that is logged in, once the gateway publishes."""
+        client = self.client()
+        until(lambda: client.log_in(self.system_name, SERVICE_KEY)["SubPort"], "a publish port")
+        return client
+
+    def run_demo(self, *where):
+        """Runs the demonstration, with the words that say where the gateway is."""
+        demo = [sys.executable, "-B", ROOT / "clients" / "python" / "demo.py", *where]
+        names = ["--system-name", self.system_name, "--service-key", SERVICE_KEY]
+        return subprocess.run([*demo, *names], capture_output=True, text=True, timeout=PATIENCE)
