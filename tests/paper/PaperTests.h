@@ -68,7 +68,8 @@ inline std::int32_t Send(Exchange& exchange, const Wish& wish) {
 }
 
 // A market of one stock and one future whose prices stand still at 100 and 1000, with one piece at
-// a time on each side of the quote. The ask is one or two ticks (of 1) above the bid.
+// a time on each side of the quote, a tick (of 1) apart; now and then the bid stands one lower or the
+// ask one higher.
 inline Market StillMarket() {
     Market market = BuiltInMarket(DayOf(20261106));
     Market still = market;

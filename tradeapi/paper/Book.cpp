@@ -20,9 +20,10 @@ bool IsBetter(const Order& taker, std::int64_t priceE10, std::int64_t thanE10) {
 
 std::int32_t Opposite(std::int32_t side) { return side == kBuy ? kSell : kBuy; }
 
-// Is a resting order served before one at the other price?
+// Is a resting order served before one at the other price? One at any price is served before all.
 bool StandsBefore(const Order& resting, std::int64_t priceE10) {
-    return priceE10 <= 0 || IsBetter(resting, priceE10, resting.state.priceE10);
+    const std::int64_t own = resting.state.priceE10;
+    return own == kNoInt64 || priceE10 <= 0 || IsBetter(resting, priceE10, own);
 }
 
 } // namespace
@@ -49,7 +50,7 @@ void Book::SetTick(const Tick& tick) {
 void Book::StandInLine(Order& order) const {
     const std::int32_t side = Opposite(order.ticket.side); // of who takes from it
     const std::int64_t price = quote_.PriceFor(side);
-    if (order.state.priceE10 == kNoInt64 || StandsBefore(order, price)) {
+    if (StandsBefore(order, price)) {
         order.ahead = 0;
     } else if (order.state.priceE10 == price && order.ahead == Order::kUnknown) {
         order.ahead = quote_.SizeFor(side);
@@ -188,7 +189,8 @@ void Book::Trail(Order& order) const {
     const std::int64_t before = state.stopE10;
     if (before != kNoInt64 && (upward ? stop >= before : stop <= before)) return;
     if (before != kNoInt64 && state.priceE10 != kNoInt64)
-        state.priceE10 = std::max(state.priceE10 + stop - before, order.terms.tickE10);
+        state.priceE10 =
+            std::clamp(state.priceE10 + stop - before, order.terms.lowerE10, order.terms.upperE10);
     state.stopE10 = stop;
 }
 

@@ -55,7 +55,7 @@ Exchange::Exchange(Market market)
       idStem_(DecimalText(TheClock().UnixTimeMs())), prices_(market_.drivers, market_.plan.seed) {
     for (const Instrument& instrument : market_.instruments) {
         Book& book = books_.emplace_back(instrument, clock_);
-        book.SetTick(prices_.NextTick(instrument, DaysLeft(instrument, today_)));
+        book.SetTick(prices_.NextTick(instrument, clock_.LocalNow()));
         bySymbol_.emplace(instrument.symbol, &book);
     }
     LinkOptions();
@@ -218,10 +218,11 @@ void Exchange::Tick() {
 
 void Exchange::StepPrices() {
     prices_.Step();
+    const LocalMs now = clock_.LocalNow();
     for (Book& book : books_) {
         const Instrument& instrument = book.TheInstrument();
         // Drawn in any case, so that no price depends on what is open.
-        const auto tick = prices_.NextTick(instrument, DaysLeft(instrument, today_));
+        const auto tick = prices_.NextTick(instrument, now);
         if (HasExpired(book) || !IsOpen(book)) continue;
         book.SetTick(tick);
         Serve(book, tick);

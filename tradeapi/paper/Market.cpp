@@ -13,7 +13,6 @@ namespace halvane::paper {
 namespace {
 
 constexpr std::int64_t kReachOfLimit = 900'000; // in millionths: short of the limits
-constexpr double kMsPerYear = 365.0 * 24 * 3600 * 1000;
 
 std::int64_t OnTick(const Instrument& instrument, std::int64_t priceE10) {
     return std::max(priceE10 / instrument.tickE10, std::int64_t{1}) * instrument.tickE10;
@@ -138,7 +137,8 @@ class Builder {
     void Add(Instrument instrument) {
         const std::int64_t driver = market_.drivers.back().startE10;
         const std::int64_t beneath = WithCarry(instrument, driver);
-        SetReference(instrument, FairValue(instrument, driver, DaysLeft(instrument, today_)),
+        const LocalMs morning = std::chrono::local_days(today_);
+        SetReference(instrument, FairValue(instrument, driver, TimeLeftMs(instrument, morning)),
                      beneath);
         market_.instruments.push_back(std::move(instrument));
     }
@@ -157,6 +157,12 @@ std::int32_t DaysLeft(const Instrument& instrument, Day today) {
     if (!instrument.expiry.ok()) return 0;
     const auto days = std::chrono::sys_days(instrument.expiry) - std::chrono::sys_days(today);
     return static_cast<std::int32_t>(std::max<std::int64_t>(days.count() + 1, 0));
+}
+
+std::int64_t TimeLeftMs(const Instrument& instrument, LocalMs now) {
+    if (!instrument.expiry.ok()) return 0;
+    const LocalMs end = std::chrono::local_days(instrument.expiry) + std::chrono::days(1);
+    return std::max<std::int64_t>((end - now).count(), 0);
 }
 
 void SetReference(Instrument& instrument, std::int64_t priceE10, std::int64_t beneathE10) {

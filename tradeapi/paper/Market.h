@@ -45,6 +45,8 @@ struct Driver {
     std::int64_t reachPpm;      // how far it goes in a day: within the price limits
 };
 
+inline constexpr double kMsPerYear = 365.0 * 24 * 3600 * 1000;
+
 struct Market {
     MarketPlan plan;
     std::vector<Instrument> instruments;
@@ -59,6 +61,9 @@ Market BuiltInMarket(Day today);
 
 // The days until it expires, that day itself counted in full; 0 for what is gone or never expires.
 std::int32_t DaysLeft(const Instrument& instrument, Day today);
+
+// The same by the millisecond, until the end of that day.
+std::int64_t TimeLeftMs(const Instrument& instrument, LocalMs now);
 
 // Sets the reference price and, from it, the limits of a day. `beneathE10` is the price of what an
 // option stands on, and the reference itself for all else.

@@ -311,10 +311,11 @@ std::int32_t PaperTradeApi::CancelOrder(TextView reportId, TextView) {
 std::int32_t PaperTradeApi::QueryReport(std::int32_t kind, TextView id, Item& item) {
     auto* paperItem = dynamic_cast<PaperItem*>(&item);
     const std::lock_guard guard(lock_);
-    if (paperItem == nullptr || !IsUp()) return kNothingRead;
+    if (paperItem == nullptr || !exchange_) return kNothingRead;
     paperItem->Clear();
+    // An event that is on its way when the platform goes away still finds its report.
     if (kind == kOneReport) return PutOneReport(id, *paperItem);
-    if (kind != kReports && kind != kReportsWithFills) return kNothingRead;
+    if (!IsUp() || (kind != kReports && kind != kReportsWithFills)) return kNothingRead;
     if (paperItem->Class() != ItemClass::ReportList) return kNothingRead;
     PutReportList(*paperItem, shown_.Ids(kind == kReportsWithFills));
     return kRead;

@@ -21,7 +21,6 @@ std::int64_t Bell(std::uint64_t bits) {
     return sum;
 }
 
-constexpr double kDaysPerYear = 365;
 constexpr std::int64_t kE9 = 1'000'000'000;
 constexpr std::int32_t kTradedShare = 4; // of what is quoted, at most
 
@@ -32,9 +31,9 @@ constexpr std::int64_t kTimeValuePpm[] = {398'942, 286'345, 197'797, 131'167, 83
                                           382,     154,     58,      21,      7,      0};
 
 // Square roots are exact to the last bit everywhere.
-std::int64_t DeviationE10(std::int64_t valueE10, std::int64_t volatilityPpm,
-                          std::int32_t daysLeft) {
-    const double share = static_cast<double>(volatilityPpm) * std::sqrt(daysLeft / kDaysPerYear);
+std::int64_t DeviationE10(std::int64_t valueE10, std::int64_t volatilityPpm, std::int64_t leftMs) {
+    const double years = static_cast<double>(leftMs) / kMsPerYear;
+    const double share = static_cast<double>(volatilityPpm) * std::sqrt(years);
     return Share(valueE10, std::min(static_cast<std::int64_t>(share), kE6), kE6);
 }
 
@@ -49,10 +48,10 @@ std::int64_t TimeValue(std::int64_t deviationE10, std::int64_t distanceE10) {
     return Share(deviationE10, kTimeValuePpm[row] - drop * (parts % kParts) / kParts, kE6);
 }
 
-std::int64_t OptionValue(const Instrument& option, std::int64_t beneathE10, std::int32_t daysLeft) {
+std::int64_t OptionValue(const Instrument& option, std::int64_t beneathE10, std::int64_t leftMs) {
     const std::int64_t distance = beneathE10 - option.strikeE10;
     const bool call = option.callPut == L"C";
-    const std::int64_t deviation = DeviationE10(beneathE10, option.volatilityPpm, daysLeft);
+    const std::int64_t deviation = DeviationE10(beneathE10, option.volatilityPpm, leftMs);
     return std::max<std::int64_t>(call ? distance : -distance, 0) +
            TimeValue(deviation, std::abs(distance));
 }
@@ -88,11 +87,10 @@ std::int64_t WithCarry(const Instrument& instrument, std::int64_t driverE10) {
     return driverE10 + Share(driverE10, instrument.carryPpm, kE6);
 }
 
-std::int64_t FairValue(const Instrument& instrument, std::int64_t driverE10,
-                       std::int32_t daysLeft) {
+std::int64_t FairValue(const Instrument& instrument, std::int64_t driverE10, std::int64_t leftMs) {
     const std::int64_t value = WithCarry(instrument, driverE10);
     const bool option = instrument.kind == InstrumentKind::Option;
-    return option ? OptionValue(instrument, value, daysLeft) : value;
+    return option ? OptionValue(instrument, value, leftMs) : value;
 }
 
 PriceProcess::PriceProcess(std::span<const Driver> drivers, std::uint64_t seed) : random_(seed) {
@@ -114,16 +112,19 @@ void PriceProcess::StartDay() {
         walk.dayStartE10 = walk.valueE10;
 }
 
-Tick PriceProcess::NextTick(const Instrument& instrument, std::int32_t daysLeft) {
+Tick PriceProcess::NextTick(const Instrument& instrument, LocalMs now) {
     const std::uint64_t bits = random_();
-    const std::int64_t value = FairValue(instrument, walks_[instrument.driver].valueE10, daysLeft);
+    const std::int64_t value =
+        FairValue(instrument, walks_[instrument.driver].valueE10, TimeLeftMs(instrument, now));
     const std::int64_t tick = instrument.tickE10;
     const auto size = [&](int shift) {
         return 1 + Upto(instrument.quoteSize - 1, bits >> shift & 0xFFFF, 16);
     };
     Quote quote{};
     quote.bidE10 = value / tick * tick;
-    quote.askE10 = quote.bidE10 + ((bits & 7) == 0 ? 2 * tick : tick); // now and then wider
+    quote.askE10 = quote.bidE10 + tick;
+    const bool wider = (bits & 7) == 0; // now and then, on one of the sides
+    if (wider) (bits & 8 ? quote.bidE10 : quote.askE10) += bits & 8 ? -tick : tick;
     quote.bidSize = size(8);
     quote.askSize = size(24);
     KeepWithin(quote, instrument);

@@ -34,8 +34,8 @@ struct Tick {
 std::int64_t WithCarry(const Instrument& instrument, std::int64_t driverE10);
 
 // What an instrument is worth then. Options: the intrinsic value and the time value of the normal
-// model, alike for call and put, with `daysLeft` as DaysLeft counts them.
-std::int64_t FairValue(const Instrument& instrument, std::int64_t driverE10, std::int32_t daysLeft);
+// model, alike for call and put, with `leftMs` as TimeLeftMs counts it.
+std::int64_t FairValue(const Instrument& instrument, std::int64_t driverE10, std::int64_t leftMs);
 
 // The seeded process behind all prices. It draws the same numbers whatever the clients do, from
 // arithmetic that is exact everywhere, so that a seed gives the same day on every system and
@@ -47,7 +47,7 @@ class PriceProcess {
     void Step();
     // What is reached in a day is counted from here on.
     void StartDay();
-    Tick NextTick(const Instrument& instrument, std::int32_t daysLeft);
+    Tick NextTick(const Instrument& instrument, LocalMs now);
 
   private:
     struct Walk {
