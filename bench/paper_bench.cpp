@@ -1,0 +1,199 @@
+#include "app/CHalvaneApp.h"
+#include "app/CommandLine.h"
+#include "app/QueueLoop.h"
+#include "foundation/support/Clock.h"
+#include "foundation/support/Numbers.h"
+#include "foundation/support/Process.h"
+#include "foundation/support/Utf.h"
+#include "foundation/support/Zmq.h"
+#include "tradeapi/TradeEvents.h"
+#include "tradeapi/paper/Codes.h"
+#include "tradeapi/paper/Exchange.h"
+#include "tradeapi/paper/Paper.h"
+#include "tradeapi/paper/PaperItem.h"
+#include "tradeapi/paper/Units.h"
+
+#include <benchmark/benchmark.h>
+
+#include <fstream>
+
+namespace halvane::paper {
+namespace {
+
+// An order that meets nobody and is cancelled at once: two reports. All orders here are like it.
+void PutOrder(OrderParameters& order) {
+    order.PutText(1, L"PAPER");
+    order.PutText(2, L"1000001");
+    order.PutText(17, L"OV.S.PAPX.ALFA");
+    order.PutText(6, DecimalText(110 * kE10));
+    order.PutInt(7, kBuy);
+    order.PutInt(10, kLimit);
+    order.PutInt(9, kImmediateOrCancel);
+    order.PutInt(11, 1);
+}
+
+// Far below the price of one of the stocks.
+void Rest(Exchange& exchange, std::int64_t orders) {
+    const Instrument& stock = exchange.Books().front().TheInstrument();
+    for (std::int64_t order = 0; order < orders; ++order) {
+        PaperParameters parameters;
+        PutOrder(parameters);
+        parameters.PutText(6, DecimalText(stock.lowerE10 + order % 40 * stock.tickE10));
+        parameters.PutInt(9, kDay);
+        exchange.NewOrder(kStockOrder, parameters);
+    }
+}
+
+void MarketTick(benchmark::State& state) {
+    Exchange exchange(BuiltInMarket(Today()));
+    Rest(exchange, state.range(0));
+    for ([[maybe_unused]] auto tick : state) {
+        exchange.Tick();
+        exchange.TakeNotices();
+    }
+}
+BENCHMARK(MarketTick)->Arg(0)->Arg(100)->Arg(10'000);
+
+constexpr const char* kFastMarket = R"({
+ "speed": 1440, "start": "2026-11-20 00:00:00",
+ "accounts": [{"brokerId": "PAPER", "account": "1000001", "balance": 10000000}],
+ "exchanges": [{"exchange": "PAPX"}],
+ "stocks": [{"security": "ALFA", "exchange": "PAPX", "price": 120, "tick": 0.05}],
+ "futures": [{"security": "IDX", "exchange": "PAPX", "price": 20000, "tick": 1, "multiplier": 50}],
+ "options": [{"future": "IDX", "strikes": [18000, 19000, 20000, 21000, 22000], "tick": 1}]})";
+
+// A tenth of a second of a day that lasts a minute; `speed` is how fast the market really goes.
+void FastMarket(benchmark::State& state) {
+    const Text path = ExecutableFolder() + L"FastMarket.json";
+    std::ofstream(ToPath(path)) << kFastMarket;
+    const std::unique_ptr<TradeApi> api = MakePaperTradeApi();
+    if (api->Connect(L"paper:" + path, L"Bench", L"key", 1) != 1)
+        return state.SkipWithError("the platform does not start");
+    const std::uint32_t start = TheClock().TickCount();
+    for ([[maybe_unused]] auto round : state)
+        TheClock().Sleep(100);
+    const auto row = api->CreateItem(ItemClass::Margin);
+    api->GetDataItem(kMargins, 0, L"PAPER-1000001", *row);
+    const std::int32_t time = row->GetInt(11), minutes = time / 100'000; // hhmmssmmm, hhmm
+    state.counters["speed"] = ((minutes / 100 * 60 + minutes % 100) * 60'000.0 + time % 100'000) /
+                              (TheClock().TickCount() - start);
+}
+BENCHMARK(FastMarket)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+
+constexpr int kOrders = 1'000; // in a round
+double platformOrders = 0;     // in a second
+
+// Reads the row of each report, as the publisher does, and counts them.
+class Reader : public TradeEvents {
+  public:
+    explicit Reader(TradeApi& api) : api_(api) {}
+
+    void WaitFor(std::int64_t reports) {
+        for (std::int64_t now = reports_; now < reports; now = reports_)
+            reports_.wait(now);
+    }
+    void OnExecutionReport(TextView reportId) override {
+        api_.QueryReport(kOneReport, reportId, *api_.CreateItem(ItemClass::ExecutionReport));
+        ++reports_;
+        reports_.notify_one();
+    }
+    void OnAccountUpdate(std::int32_t, TextView, std::int32_t) override {}
+    void OnCommandMsg(std::int32_t, std::int32_t, TextView) override {}
+    void OnFilledReport(TextView) override {}
+    void OnReportReset() override {}
+    void OnSetTopic(TextView, std::int32_t, TextView, const std::optional<Text>&) override {}
+    void OnPositionTracker() override {}
+
+  private:
+    TradeApi& api_;
+    std::atomic<std::int64_t> reports_ = 0;
+};
+
+// How many there were in a second.
+double CountOrders(benchmark::State& state, std::uint32_t start) {
+    state.SetItemsProcessed(state.iterations() * kOrders);
+    const double orders = 1'000.0 * static_cast<double>(state.iterations()) * kOrders;
+    return orders / std::max(1U, TheClock().TickCount() - start);
+}
+
+void PlatformOrders(benchmark::State& state) {
+    const std::unique_ptr<TradeApi> api = MakePaperTradeApi();
+    Reader reader(*api);
+    if (!api->Advise(reader) || api->Connect(L"paper:", L"Bench", L"key", 1) != 1)
+        return state.SkipWithError("the platform does not start");
+    const std::uint32_t start = TheClock().TickCount();
+    std::int64_t reports = 0;
+    for ([[maybe_unused]] auto round : state) {
+        for (int order = 0; order < kOrders; ++order) {
+            const auto parameters = api->CreateParameters(ItemClass::StockOrder);
+            PutOrder(*parameters);
+            api->NewOrder(kStockOrder, *parameters);
+        }
+        reader.WaitFor(reports += 2 * kOrders);
+    }
+    platformOrders = CountOrders(state, start);
+}
+BENCHMARK(PlatformOrders)->UseRealTime();
+
+// The program as it stands, on the paper platform, and a client that has some requests under way.
+class Gateway {
+  public:
+    Gateway() {
+        SetZmqOption(client_.get(), ZMQ_RCVTIMEO, 5'000);
+        const auto port = std::to_string(RequestPortOf(kSystem));
+        zmq_connect(client_.get(), ("tcp://127.0.0.1:" + port).c_str());
+        Send(R"({"Request":"LOGIN","Param":{"SystemName":"BENCH","ServiceKey":"key"}})");
+        const std::string logIn = Receive();
+        order_ = R"({"Request":"NEWORDER","SessionKey":")" +
+                 logIn.substr(std::min(logIn.size(), kSessionAt), 32) +
+                 R"(","Param":{"BrokerID":"PAPER","Account":"1000001","Symbol":"OV.S.PAPX.ALFA",)"
+                 R"("Side":"1","OrderType":"2","Price":"110","TimeInForce":"2","OrderQty":"1"}})";
+        for (int tries = 0; !Order(1) && tries < 1'000; ++tries)
+            TheClock().Sleep(1); // until its trade data are loaded
+    }
+    ~Gateway() { loop_.Quit(0); }
+
+    // False when not all were taken.
+    bool Order(int orders) {
+        for (int sent = 0, answered = 0; answered < orders; ++answered) {
+            for (; sent < orders && sent < answered + kUnderWay; ++sent)
+                Send(order_);
+            if (Receive().find(R"("OK")") == std::string::npos) return false;
+        }
+        return true;
+    }
+
+  private:
+    static constexpr int kUnderWay = 32;
+    static constexpr std::size_t kSessionAt = 46; // in the reply to a log-in
+    static constexpr const wchar_t* kSystem = L"BENCH";
+    void Send(const std::string& request) {
+        zmq_send(client_.get(), "", 0, ZMQ_SNDMORE);
+        zmq_send(client_.get(), request.data(), request.size(), 0);
+    }
+    std::string Receive() {
+        ZmqMessage part; // the empty one first
+        if (!part.Receive(client_.get()) || !part.Receive(client_.get())) return {};
+        return std::string(part.Bytes());
+    }
+
+    QueueLoop loop_;
+    CHalvaneApp app_{loop_};
+    ZmqContext context_ = MakeZmqContext();
+    ZmqSocket client_{zmq_socket(context_.get(), ZMQ_DEALER)};
+    std::string order_;
+    std::jthread thread_{[this] { app_.Run({L"paper:", kSystem, L"key"}); }};
+};
+
+void GatewayOrders(benchmark::State& state) {
+    static Gateway gateway;
+    const std::uint32_t start = TheClock().TickCount();
+    for ([[maybe_unused]] auto round : state) {
+        if (!gateway.Order(kOrders)) return state.SkipWithError("an order was not taken");
+    }
+    state.counters["platform/gateway"] = platformOrders / CountOrders(state, start);
+}
+BENCHMARK(GatewayOrders)->UseRealTime();
+
+} // namespace
+} // namespace halvane::paper
