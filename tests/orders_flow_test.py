@@ -1,7 +1,8 @@
-"""Four clients order at once what there is to order on the paper platform: stocks, futures, options and
-spreads, at all prices and for all times, with replacements, cancellations and nonsense between. After it,
-what was published, what is restored and what the accounts hold have to agree to the unit. Takes the path
-of the program as its last argument; HALVANE_FLOW_ORDERS says how many requests are sent."""
+"""Eight clients order at once what there is to order on the paper platform: stocks, futures, options and
+spreads, at all prices and for all times, with replacements, cancellations and nonsense between, while one
+thing after another goes wrong on the platform. After it, what was published, what is restored and what the
+accounts hold have to agree to the unit. Takes the path of the program as its last argument;
+HALVANE_FLOW_ORDERS says how many requests are sent."""
 
 import collections
 import json
@@ -13,16 +14,44 @@ import uuid
 
 import zmq
 
-from running_gateway import Gateway, connect, take_paths, until
+from running_gateway import SERVICE_KEY, Gateway, connect, take_paths, until
 
 (PROGRAM,) = take_paths(1)
 ORDERS = int(os.environ.get("HALVANE_FLOW_ORDERS", "10000"))
-CLIENTS, IN_FLIGHT = 4, 24
+CLIENTS, IN_FLIGHT = 8, 12
 BUY, SELL = "1", "2"
 MARKET, LIMIT, STOP = "1", "2", "3"
 NEW, PARTLY_FILLED, FILLED, CANCELLED, REPLACED, REJECTED = "0", "1", "2", "4", "5", "8"
 ACCOUNTS = ["1000001", "1000002"]
 LISTS = ["PaperStk", "PaperFut", "PaperOpt"]
+AWAY, MARKET_CLOSED, REJECTED_ON_DEMAND = "101", "145", "146"
+
+# What goes wrong in each round, which takes a second here and ten in the market.
+ROUND, ROUNDS = 10, 300
+FAULTS = [
+    {"kind": "delayAnswers", "after": 1, "for": 2, "delayMs": 20},
+    {"kind": "rejectOrders", "after": 2, "for": 3, "every": 5},
+    {"kind": "refuseRows", "after": 4, "for": 2, "every": 3},
+    {"kind": "resetReports", "after": 5},
+    {"kind": "disconnect", "after": 6, "for": 1},
+    {"kind": "closeMarket", "after": 8, "for": 1, "exchange": "PAPF"},
+]
+MARKET_FILE = {
+    "speed": 10,
+    "start": "2026-11-18 10:00:00",
+    "accounts": [{"brokerId": "PAPER", "account": account, "balance": 10000000} for account in ACCOUNTS],
+    "exchanges": [{"exchange": "PAPX"}, {"exchange": "PAPF"}],
+    "stocks": [
+        {"security": "ALFA", "exchange": "PAPX", "price": 120, "tick": 0.05, "commission": 0.001},
+        {"security": "DOLI", "exchange": "PAPX", "price": 18.3, "tick": 0.01, "commission": 0.001425},
+    ],
+    "futures": [
+        {"security": "IDX", "exchange": "PAPF", "price": 20000, "tick": 1, "quoteSize": 30, "multiplier": 50,
+         "margin": 0.06, "carry": 0.0005, "commissionPerLot": 2, "volatility": 0.15},
+        {"security": "ORE", "exchange": "PAPF", "price": 1850, "tick": 0.1, "quoteSize": 20, "multiplier": 100},
+    ],
+    "options": [{"future": "IDX", "tick": 1, "quoteSize": 30, "strikes": [19000, 20000, 21000]}],
+}  # fmt: skip
 
 
 def symbols_of(node):
@@ -39,6 +68,7 @@ class Recorder(threading.Thread):
         self.reports = collections.defaultdict(list)  # by report id, in order
         self.report_ids = collections.defaultdict(list)  # by the client's key, as they appear
         self.fills = []
+        self.resets = 0
         self.working = {}  # report id to its newest report
         self.ended = threading.Event()
         self.socket = connect(zmq.SUB, publish_port)
@@ -52,6 +82,7 @@ class Recorder(threading.Thread):
     def note(self, publication):
         if publication["DataType"] == "FILLEDREPORT":
             self.fills.append(publication["Report"])
+        self.resets += publication["DataType"] == "REPORTRESET"
         if publication["DataType"] != "EXECUTIONREPORT":
             return
         report = publication["Report"]
@@ -81,18 +112,19 @@ class Trader(threading.Thread):
     def read_market(self):
         lists = [self.client.request("QUERYALLINSTRUMENT", Type=name)["Instruments"] for name in LISTS]
         self.symbols = [list(symbols_of(each)) for each in lists]
-        self.infos = {
-            symbol: self.client.request("QUERYINSTRUMENTINFO", Symbol=symbol)["Info"]
-            for symbols in self.symbols
-            for symbol in symbols
-        }
+        self.infos = {symbol: self.info(symbol) for symbols in self.symbols for symbol in symbols}
+
+    def info(self, symbol):
+        ask = self.client.request
+        return until(lambda: ask("QUERYINSTRUMENTINFO", Symbol=symbol)["Info"], f"prices of {symbol}")
 
     def run(self):
         try:
             self.read_market()
             for number in range(self.requests):
                 key = f"{self.number}-{number}"
-                self.send(key, *self.draw(key))
+                name, param = self.draw(key)
+                self.send(key, name, {"Param": param} if param else {})
             while self.waiting:
                 self.receive()
         except Exception as fault:  # shown by the test
@@ -101,9 +133,9 @@ class Trader(threading.Thread):
             self.socket.close(0)
             self.client.close()
 
-    def send(self, key, name, param):
+    def send(self, key, name, members):
         self.waiting[key] = name
-        request = self.client.compose(name, Param=param)
+        request = self.client.compose(name, **members)
         self.socket.send_multipart([key.encode(), b"", request])
         if len(self.waiting) >= IN_FLIGHT:
             self.receive()
@@ -126,6 +158,8 @@ class Trader(threading.Thread):
             return "NEWORDER", self.spread(key)
         if kind < 0.32:
             return "NEWSTRATEGYORDER", self.strategy(key)
+        if kind < 0.34:
+            return "ACCOUNTS", None
         return "NEWORDER", self.order(key)
 
     def some_report(self):
@@ -184,12 +218,16 @@ class Trader(threading.Thread):
         ])  # fmt: skip
 
 
-class Flow(unittest.TestCase):
+class OnPaper(unittest.TestCase):
+    incidents = []
+
     @classmethod
     def setUpClass(cls):
         cls.gateway = Gateway(PROGRAM)
         cls.addClassCleanup(cls.gateway.remove)
-        cls.gateway.start_on_paper(",".join(LISTS), "none")
+        path = cls.gateway.home / "market.json"
+        path.write_text(json.dumps(MARKET_FILE | {"incidents": cls.incidents}))
+        cls.gateway.start(f"paper:{path}", cls.gateway.system_name, SERVICE_KEY, ",".join(LISTS), "none")
 
     @classmethod
     def tearDownClass(cls):
@@ -213,13 +251,18 @@ class Flow(unittest.TestCase):
     def send(self, name, **param):
         return self.client.request(name, Param=param)
 
-    def pages(self, name, member, **members):
+    def pages(self, name, member, least=0, **members):
+        """All rows. While the platform is away it has none: there must be at least so many."""
         rows = []
-        while True:
-            page = self.client.request(name, QryIndex=str(len(rows)), **members)[member]
-            rows += page
-            if len(page) < 50:
-                return rows
+
+        def page():
+            found = self.client.request(name, QryIndex=str(len(rows)), **members)[member]
+            rows.extend(found)
+            return found or len(rows) >= least
+
+        while until(page, f"{least} rows of {name}") is not True:
+            pass
+        return rows
 
     def wait_for_the_recorder(self):
         """Sends orders that are refused by the market until the recorder hears of one."""
@@ -232,6 +275,12 @@ class Flow(unittest.TestCase):
             return key in self.recorder.report_ids
 
         until(heard, "a publication")
+
+
+class Flow(OnPaper):
+    incidents = [
+        fault | {"after": fault["after"] + ROUND * number} for number in range(ROUNDS) for fault in FAULTS
+    ]
 
     def bring_to_rest(self):
         """Cancels what works until nothing does."""
@@ -261,14 +310,20 @@ class Flow(unittest.TestCase):
         kinds = collections.Counter()
         for key, name, reply in answers:
             self.assertEqual(reply["Reply"], name)
+            reports = len(self.recorder.report_ids.get(key, []))
+            if name == "ACCOUNTS":
+                self.assertEqual([row["Account"] for row in reply["Accounts"]], ACCOUNTS)
+                continue
             kinds[name, reply["Success"]] += 1
+            kinds[name, reply.get("ErrCode")] += 1
             if name == "NEWORDER":
-                self.assertEqual(len(self.recorder.report_ids.get(key, [])), reply["Success"] == "OK", reply)
-            if name == "NEWSTRATEGYORDER":
-                self.assertGreaterEqual(len(self.recorder.report_ids.get(key, [])), 1)
+                self.assertEqual(reports, reply["Success"] == "OK", reply)
+            if name == "NEWSTRATEGYORDER":  # answered alike when the platform is away
+                kinds[name, reports > 0] += 1
         for name in ("NEWORDER", "REPLACEORDER", "CANCELORDER"):
-            for success in ("OK", "Fail"):
-                self.assertGreater(kinds[name, success], 0, (name, success))
+            for what in ("OK", "Fail", AWAY):
+                self.assertGreater(kinds[name, what], 0, (name, what))
+        self.assertGreater(kinds["NEWSTRATEGYORDER", True], 4 * kinds["NEWSTRATEGYORDER", False])
 
     def check_reports(self):
         """None is missing: the last one of an order lists them all, and it is what is restored."""
@@ -277,7 +332,7 @@ class Flow(unittest.TestCase):
             history = reports[-1]["ExecHis"].split(";")
             self.assertEqual([report["ExecType"] for report in reports], history)
             self.assertEqual(reports[-1]["LeavesQty"], "0")
-        rows = self.pages("RESTOREREPORT", "Orders")
+        rows = self.pages("RESTOREREPORT", "Orders", least=len(published))
         missed = self.probes - self.recorder.report_ids.keys()
         restored = {row["ReportID"]: row for row in rows if row["UserKey1"] not in missed}
         self.assertCountEqual(restored, published)
@@ -289,7 +344,7 @@ class Flow(unittest.TestCase):
 
     def check_fills(self):
         """They are the restored ones and add up to what the orders' reports say."""
-        restored = self.pages("RESTOREFILLREPORT", "Orders")
+        restored = self.pages("RESTOREFILLREPORT", "Orders", least=len(self.recorder.fills))
         for row in restored:
             row.pop("QryIndex")
         published = {fill["ReportID"]: fill for fill in self.recorder.fills}
@@ -342,7 +397,13 @@ class Flow(unittest.TestCase):
                 self.assertEqual((row["WorkingLong"], row["WorkingShort"]), ("0", "0"))
             self.assertFalse(expected)
 
-    def test_1_everything_agrees_to_the_unit(self):
+    def check_faults(self):
+        codes = collections.Counter(reports[-1]["ErrorCode"] for reports in self.recorder.reports.values())
+        self.assertGreater(codes[MARKET_CLOSED], 0)
+        self.assertGreater(codes[REJECTED_ON_DEMAND], 0)
+        self.assertGreater(self.recorder.resets, 0)
+
+    def test_everything_agrees_to_the_unit(self):
         self.wait_for_the_recorder()
         answers = self.trade()
         accepted = [key for key, name, reply in answers if name == "NEWORDER" and reply["Success"] == "OK"]
@@ -352,13 +413,16 @@ class Flow(unittest.TestCase):
         self.check_reports()
         fills = self.check_fills()
         self.check_positions(fills)
+        self.check_faults()
         spreads = [r for r in self.recorder.reports.values() if "^" in r[-1]["Symbol"] and r[-1]["CumQty"] != "0"]
         self.assertGreater(len(fills), len(answers) // 4)
         self.assertGreater(len(spreads), 0)
 
-    def test_2_combinations_change_the_positions(self):
+
+class Others(OnPaper):
+    def test_combinations_change_the_positions(self):
         self.wait_for_the_recorder()
-        legs = [f"OV.O.PAPF.IDX.{self.month()}.P.{strike}" for strike in ("18000", "19000")]
+        legs = [f"OV.O.PAPF.IDX.{self.month()}.P.{strike}" for strike in ("19000", "20000")]
         account = {"BrokerID": "PAPER", "Account": ACCOUNTS[0]}
         mask = f"PAPER-{ACCOUNTS[0]}"
         for leg in legs:
@@ -411,7 +475,7 @@ class Flow(unittest.TestCase):
 
         until(moved, f"a position of {wanted}")
 
-    def test_3_line_messages_lie_in_the_outbox(self):
+    def test_line_messages_lie_in_the_outbox(self):
         text = "first\r\nsecond \u0436 \U0001f600"
         for system in ("line", "OTHER"):
             reply = self.send("SENDMESSAGE", System=system, LineID="../x", Message=text)

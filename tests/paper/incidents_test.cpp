@@ -148,10 +148,9 @@ Incident After(IncidentKind kind, std::int64_t afterMs, std::int64_t forMs = 0) 
 }
 
 Incident Daily(IncidentKind kind, std::int32_t atMs, std::int64_t forMs = 0) {
-    Incident incident;
-    incident.kind = kind;
+    Incident incident = After(kind, 0, forMs);
+    incident.afterMs.reset();
     incident.atMs = atMs;
-    incident.forMs = forMs;
     return incident;
 }
 
