@@ -28,8 +28,8 @@ using JsonValue = rapidjson::GenericValue<JsonEncoding>;
 using JsonDocument = rapidjson::GenericDocument<JsonEncoding>;
 
 // Parses one document. False for text that is no JSON, nests deeper than 1,000 levels (later steps
-// recurse), holds half of a surrogate pair, or a number whose exponent has more than nine digits.
-// Numbers keep their value to the last bit.
+// recurse), holds half of a surrogate pair, or a number beyond the largest double. Integers of up
+// to 64 bits keep their value, all other numbers are the nearest double.
 [[nodiscard]] bool ParseJson(const Text& text, JsonDocument& document);
 
 // The value as compact JSON: no white space, members in order.
@@ -75,8 +75,8 @@ class JsonWriter {
     void EndObject() { writer_.EndObject(); }
     void EndArray() { writer_.EndArray(); }
 
-    // Closes the outermost object and gives the text, which lives as long as the writer; nothing may
-    // be written after it.
+    // Closes the outermost object and gives the text, which lives as long as the writer; nothing
+    // may be written after it.
     TextView Finish() {
         writer_.EndObject();
         return {buffer_.GetString(), buffer_.GetSize() / sizeof(wchar_t)};

@@ -35,6 +35,22 @@ template <class Integer> Integer ToInteger(TextView text) {
     return value == Limits::min() ? Limits::max() : static_cast<Integer>(-value);
 }
 
+// Whether a decimal that no double holds lies beyond the largest one, not below the smallest: the
+// place of its first digit other than 0 tells.
+bool IsBeyondRange(std::string_view decimal) {
+    const std::size_t e = std::min(decimal.find_first_of("eE"), decimal.size());
+    const std::string_view digits = decimal.substr(0, e);
+    const auto point = static_cast<std::int64_t>(std::min(digits.find('.'), digits.size()));
+    const auto first = static_cast<std::int64_t>(digits.find_first_of("123456789"));
+    std::string_view exponent = decimal.substr(std::min(e + 1, decimal.size()));
+    if (exponent.starts_with('+')) exponent.remove_prefix(1);
+    std::int64_t power = 0;
+    if (std::from_chars(exponent.data(), exponent.data() + exponent.size(), power).ec ==
+        std::errc::result_out_of_range)
+        return !exponent.starts_with('-');
+    return power > first - point;
+}
+
 } // namespace
 
 std::int32_t ToInt32(TextView text) { return ToInteger<std::int32_t>(text); }
@@ -44,20 +60,22 @@ double ToDouble(TextView text) {
     const bool negative = TakeSign(text);
     std::string digits; // with the first point
     bool point = false;
-    bool whole = false; // a digit other than 0 before the point
     for (const wchar_t c : text) {
         if (c == L'.' ? point : !IsDigit(c)) break;
         point = point || c == L'.';
-        whole = whole || (!point && c != L'0');
         digits.push_back(static_cast<char>(c));
     }
-    double value = 0;
-    if (digits.find_first_not_of('.') == std::string::npos)
-        return value; // not even a negative zero
-    const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    if (result.ec == std::errc::result_out_of_range)
-        value = whole ? std::numeric_limits<double>::infinity() : 0;
+    if (digits.find_first_not_of('.') == std::string::npos) return 0; // not even a negative zero
+    const double value = DecimalValue(digits);
     return negative ? -value : value;
+}
+
+double DecimalValue(std::string_view decimal) {
+    double value = 0;
+    const auto result = std::from_chars(decimal.data(), decimal.data() + decimal.size(), value);
+    if (result.ec != std::errc::result_out_of_range) return value;
+    value = IsBeyondRange(decimal) ? std::numeric_limits<double>::infinity() : 0;
+    return decimal.starts_with('-') ? -value : value;
 }
 
 Text DecimalText(std::int64_t value) {

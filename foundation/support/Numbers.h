@@ -3,6 +3,7 @@
 #include "foundation/support/Text.h"
 
 #include <cstdint>
+#include <string_view>
 
 namespace halvane {
 
@@ -17,6 +18,10 @@ std::int64_t ToInt64(TextView text);
 // "_wtof" for plain decimal notation: blanks, sign, digits and one point, up to the first other
 // character; 0 without digits, infinity beyond the range. No exponents.
 double ToDouble(TextView text);
+
+// The value of a decimal that is written without fault, with or without point and exponent: the
+// nearest double, infinity beyond the range.
+double DecimalValue(std::string_view decimal);
 
 // "%lld".
 Text DecimalText(std::int64_t value);
