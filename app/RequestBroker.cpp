@@ -18,11 +18,16 @@ constexpr int kMessagesPerPoll = 64;
 
 // On the front socket: clients are strangers and may vanish.
 constexpr int kLargestRequest = 16 << 20; // bytes
-constexpr int kUnreadReplies = 100000;    // per client; a reply beyond is lost
+constexpr int kNoLimit = 0;               // in number; UnreadReplies has one in bytes
 constexpr int kHandshakeMs = 10000;
-constexpr int kHeartbeatMs = 10000;
-constexpr int kHeartbeatTimeoutMs = 30000;
 constexpr int kBacklog = 1024;
+
+// A peer that vanished without a word frees its identity after 25 s. Not by the library's
+// heartbeats: one that falls due on a connection that was reset while its input was stopped ends
+// the process.
+constexpr int kKeepAliveIdleS = 10;
+constexpr int kKeepAliveIntervalS = 5;
+constexpr int kKeepAliveProbes = 3;
 
 // On the back socket: a busy worker shall hold as few waiting requests as can be.
 constexpr int kQueuedRequests = 1;
@@ -99,11 +104,12 @@ void RequestBroker::Serve(std::stop_token stop) {
 }
 
 void RequestBroker::PrepareSockets() {
-    SetZmqOption(front_.get(), ZMQ_SNDHWM, kUnreadReplies);
+    SetZmqOption(front_.get(), ZMQ_SNDHWM, kNoLimit);
     SetZmqOption(front_.get(), ZMQ_HANDSHAKE_IVL, kHandshakeMs);
-    SetZmqOption(front_.get(), ZMQ_HEARTBEAT_IVL, kHeartbeatMs);
-    SetZmqOption(front_.get(), ZMQ_HEARTBEAT_TIMEOUT, kHeartbeatTimeoutMs);
     SetZmqOption(front_.get(), ZMQ_TCP_KEEPALIVE, 1);
+    SetZmqOption(front_.get(), ZMQ_TCP_KEEPALIVE_IDLE, kKeepAliveIdleS);
+    SetZmqOption(front_.get(), ZMQ_TCP_KEEPALIVE_INTVL, kKeepAliveIntervalS);
+    SetZmqOption(front_.get(), ZMQ_TCP_KEEPALIVE_CNT, kKeepAliveProbes);
     SetZmqOption(front_.get(), ZMQ_BACKLOG, kBacklog);
     const std::int64_t largest = kLargestRequest;
     zmq_setsockopt(front_.get(), ZMQ_MAXMSGSIZE, &largest, sizeof largest);
@@ -120,6 +126,21 @@ void RequestBroker::StartWorkers() {
     }
 }
 
+// Moves one reply, its client's identity in the first frame, or drops it when that client reads
+// none. False when there was none.
+bool RequestBroker::MoveReply() {
+    reply_.clear();
+    do {
+        ZmqMessage part;
+        if (!part.Receive(back_.get(), reply_.empty() ? ZMQ_DONTWAIT : 0)) return false;
+        reply_.push_back(std::move(part));
+    } while (reply_.back().HasMore());
+    if (!unread_.Admit(reply_.front().Bytes(), reply_.back())) return true;
+    for (ZmqMessage& part : reply_)
+        part.Send(front_.get(), &part == &reply_.back() ? 0 : ZMQ_SNDMORE);
+    return true;
+}
+
 // Replies go first, and requests wait at the front while the workers can take no more: a full back
 // socket never holds a reply.
 void RequestBroker::Forward(std::stop_token stop) {
@@ -131,7 +152,7 @@ void RequestBroker::Forward(std::stop_token stop) {
             {front_.get(), 0, ZMQ_POLLIN, 0},
         };
         zmq_poll(items, roomAtBack ? 2 : 1, -1);
-        for (int n = 0; n < kMessagesPerPoll && MoveMessage(back_.get(), front_.get());)
+        for (int n = 0; n < kMessagesPerPoll && MoveReply();)
             ++n;
         for (int n = 0; n < kMessagesPerPoll && IsReady(back_.get(), ZMQ_POLLOUT) &&
                         MoveMessage(front_.get(), back_.get());)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/UnreadReplies.h"
 #include "foundation/support/Text.h"
 #include "foundation/support/Zmq.h"
 
@@ -32,12 +33,15 @@ class RequestBroker {
     void PrepareSockets();
     void StartWorkers();
     void Forward(std::stop_token stop);
+    bool MoveReply();
 
     TradeApi& tradeApi_;
     Text loginType_;
-    ZmqContext context_;
+    UnreadReplies unread_{UnreadReplies::Limits()};
+    ZmqContext context_; // its end releases what is unread
     ZmqSocket front_;
     ZmqSocket back_;
+    std::vector<ZmqMessage> reply_; // on its way
     std::atomic<int> port_ = 0;
     std::vector<std::jthread> workers_;
     std::jthread thread_;

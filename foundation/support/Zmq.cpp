@@ -25,6 +25,18 @@ void ReleaseBytes(void*, void* owner) {
     delete static_cast<std::string*>(owner);
 }
 
+struct WatchedContent {
+    zmq_msg_t content;
+    std::function<void()> onRelease;
+};
+
+void ReleaseContent(void*, void* hint) {
+    TAKE_OVER(hint);
+    const std::unique_ptr<WatchedContent> watched(static_cast<WatchedContent*>(hint));
+    zmq_msg_close(&watched->content);
+    watched->onRelease();
+}
+
 } // namespace
 
 ZmqContext MakeZmqContext() {
@@ -41,6 +53,18 @@ bool BindTcp(void* socket, TextView ip, int port) {
 
 void SetZmqOption(void* socket, int option, int value) {
     zmq_setsockopt(socket, option, &value, sizeof value);
+}
+
+void ZmqMessage::OnRelease(std::function<void()> work) {
+    auto watched = std::make_unique<WatchedContent>(zmq_msg_t{}, std::move(work));
+    zmq_msg_init(&watched->content);
+    zmq_msg_move(&watched->content, &message_);
+    void* const data = zmq_msg_data(&watched->content); // short ones lie in the message itself
+    const std::size_t size = zmq_msg_size(&watched->content);
+    if (zmq_msg_init_data(&message_, data, size, ReleaseContent, watched.get()) != 0)
+        throw std::bad_alloc();
+    HAND_OVER(watched.get());
+    watched.release();
 }
 
 bool SendWithTrailingZero(void* socket, std::string bytes) {

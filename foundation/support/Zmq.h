@@ -4,6 +4,7 @@
 
 #include <zmq.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -34,8 +35,13 @@ class ZmqMessage {
   public:
     ZmqMessage() { zmq_msg_init(&message_); }
     ~ZmqMessage() { zmq_msg_close(&message_); }
-    ZmqMessage(const ZmqMessage&) = delete;
-    ZmqMessage& operator=(const ZmqMessage&) = delete;
+    ZmqMessage(ZmqMessage&& other) noexcept : ZmqMessage() {
+        zmq_msg_move(&message_, &other.message_);
+    }
+    ZmqMessage& operator=(ZmqMessage&& other) noexcept {
+        zmq_msg_move(&message_, &other.message_);
+        return *this;
+    }
 
     // False when nothing was received: interrupted, not ready, or the context is ending.
     [[nodiscard]] bool Receive(void* socket, int flags = 0) {
@@ -43,6 +49,10 @@ class ZmqMessage {
     }
     // The message is empty afterwards when it was taken; false when it was not.
     bool Send(void* socket, int flags) { return zmq_msg_send(&message_, socket, flags) >= 0; }
+
+    // Has `work` done once the library has sent the content to the last byte, or dropped it: on one
+    // of its own threads. The content is not copied.
+    void OnRelease(std::function<void()> work);
 
     bool HasMore() const { return zmq_msg_more(&message_) != 0; }
     std::string_view Bytes() {

@@ -1,0 +1,59 @@
+#include "app/UnreadReplies.h"
+
+#include "foundation/logger/Log.h"
+#include "foundation/support/Strings.h"
+
+#include <algorithm>
+
+namespace halvane {
+namespace {
+
+constexpr std::int64_t kOverhead = 256; // bytes that the library and we keep for each
+
+Text HexText(std::string_view bytes) {
+    Text text;
+    for (const char c : bytes)
+        text += Format(L"%02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    return text;
+}
+
+} // namespace
+
+bool UnreadReplies::Admit(std::string_view identity, ZmqMessage& body) {
+    Client& client = ClientOf(identity);
+    const auto bytes = static_cast<std::int64_t>(body.Bytes().size()) + kOverhead;
+    if (client.bytes == 0) client.told = false;
+    if (HasRoom(client, bytes)) {
+        client.all += bytes;
+        client.bytes += bytes;
+        body.OnRelease([&client, bytes] {
+            client.all -= bytes;
+            client.bytes -= bytes; // last: a client with nothing unread may be forgotten
+        });
+        return true;
+    }
+    ++lost_;
+    if (!client.told)
+        Log().Warn(L"[RequestBroker]client %s does not read: its replies are lost",
+                   HexText(identity).c_str());
+    client.told = true;
+    return false;
+}
+
+// One reply of any size fits for a client that reads, or a long list could never be answered.
+bool UnreadReplies::HasRoom(const Client& client, std::int64_t bytes) const {
+    if (client.bytes > 0 && client.bytes + bytes > limits_.eachClient) return false;
+    return bytes_ < limits_.allClients || (client.bytes == 0 && bytes <= limits_.alwaysTaken);
+}
+
+UnreadReplies::Client& UnreadReplies::ClientOf(std::string_view identity) {
+    const auto known = clients_.find(identity);
+    if (known != clients_.end()) return known->second;
+    if (clients_.size() >= forgetAt_) {
+        std::erase_if(clients_, [](const auto& entry) { return entry.second.bytes == 0; });
+        forgetAt_ = std::max<std::size_t>(1024, 2 * clients_.size());
+    }
+    return clients_.try_emplace(std::string(identity), bytes_).first->second;
+}
+
+} // namespace halvane

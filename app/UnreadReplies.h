@@ -1,0 +1,50 @@
+#pragma once
+
+#include "foundation/support/Zmq.h"
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace halvane {
+
+// Bounds the memory of replies that clients do not read, in bytes: for each client and for all
+// together. A reply beyond the bounds is lost, and the log says so once until that client has read
+// what waits for it. Used by the broker's thread alone; must outlive the context of its sockets.
+class UnreadReplies {
+  public:
+    struct Limits {
+        std::int64_t eachClient = 32 << 20;
+        std::int64_t allClients = 256 << 20;
+        std::int64_t alwaysTaken = 64 << 10; // from a client that reads, whatever the others do
+    };
+    explicit UnreadReplies(const Limits& limits) : limits_(limits) {}
+
+    // Counts a reply to the client of that identity until it is sent; `body` is its last frame.
+    // False when there is no room for it: it is to be dropped.
+    [[nodiscard]] bool Admit(std::string_view client, ZmqMessage& body);
+
+    // How many replies have been lost.
+    std::uint64_t Lost() const { return lost_; }
+
+  private:
+    struct Client {
+        explicit Client(std::atomic<std::int64_t>& ofAll) : all(ofAll) {}
+
+        std::atomic<std::int64_t>& all;
+        std::atomic<std::int64_t> bytes = 0;
+        bool told = false; // that its replies are lost
+    };
+
+    Client& ClientOf(std::string_view identity);
+    bool HasRoom(const Client& client, std::int64_t bytes) const;
+
+    Limits limits_;
+    std::map<std::string, Client, std::less<>> clients_;
+    std::size_t forgetAt_ = 1024; // clients, at which those with nothing unread are forgotten
+    std::atomic<std::int64_t> bytes_ = 0;
+    std::uint64_t lost_ = 0;
+};
+
+} // namespace halvane

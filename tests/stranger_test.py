@@ -1,0 +1,125 @@
+"""Checks that nobody who reaches the ports can end, fill or hold up the gateway: resets, replies that are never
+read, floods, large requests, signals while no port is free. Takes the path of the program as its last argument."""
+
+import json
+import pathlib
+import socket
+import struct
+import time
+import unittest
+
+import zmq
+
+from running_gateway import SERVICE_KEY, Gateway, connect, take_paths, until
+
+(PROGRAM,) = take_paths(1)
+
+GREETING = b"\xff" + bytes(8) + b"\x7f\x03\x00" + b"NULL".ljust(20, b"\0") + bytes(32)
+READY = b"\x04\x1c\x05READY\x0bSocket-Type\x00\x00\x00\x06DEALER"
+MARKET = {
+    "accounts": [{"brokerId": "PAPER", "account": "1", "balance": 1000}],
+    "exchanges": [{"exchange": "PAPX"}],
+    "stocks": [{"security": "ALFA", "exchange": "PAPX", "price": 120, "tick": 0.05}],
+}
+UNDEFINED = b'{"Reply":"Req","Success":"Fail","SessionKey":"","ErrMsg":"Undefined"}\0'
+
+
+def memory_of(gateway):
+    """What the process holds, in bytes."""
+    status = pathlib.Path(f"/proc/{gateway.process.pid}/status").read_text(encoding="ascii")
+    return 1024 * int(status.partition("VmRSS:")[2].split()[0])
+
+
+def frames(body):
+    """A request as it goes over a connection: an empty frame and the body."""
+    return b"\x01\x00\x02" + struct.pack(">Q", len(body)) + body
+
+
+class StrangerTest(unittest.TestCase):
+    def setUp(self):
+        self.gateway = Gateway(PROGRAM)
+        self.addCleanup(self.gateway.remove)
+
+    def start(self, *incidents):
+        market = self.gateway.folder / "market.json"
+        market.write_text(json.dumps(MARKET | {"incidents": incidents}))
+        self.gateway.start(f"paper:{market}", self.gateway.system_name, SERVICE_KEY)
+        self.port = self.gateway.port()
+
+    def socket(self, kind):
+        made = connect(kind, self.port)
+        self.addCleanup(made.close)
+        return made
+
+    def raw_peer(self):
+        """A connection that says what a DEALER socket says and then what it is told to."""
+        peer = socket.create_connection(("127.0.0.1", self.port))
+        peer.sendall(GREETING + READY)
+        said = b""
+        while b"READY" not in said:  # what comes before is taken for a part of the greeting
+            said += peer.recv(1024)
+        peer.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))  # close is a reset
+        return peer
+
+    def takes_long(self, client, request):
+        begin = time.monotonic()
+        client.send_multipart([b"", request])
+        client.recv_multipart()
+        return time.monotonic() - begin > 1
+
+    def expect_served(self):
+        client = self.socket(zmq.REQ)
+        for _ in range(8):  # all four workers
+            client.send(b'{"Request":"FOO"}')
+            self.assertEqual(client.recv(), UNDEFINED)
+
+    def test_connections_that_are_reset_while_their_input_is_stopped(self):
+        self.start({"kind": "delayAnswers", "after": 0, "for": 60, "delayMs": 3000})
+        key = self.gateway.logged_in_client().session_key
+        delayed = json.dumps({"Request": "ACCOUNTS", "SessionKey": key}).encode()
+        holder = self.socket(zmq.DEALER)
+        until(lambda: self.takes_long(holder, delayed), "the delay")
+        for _ in range(20):
+            holder.send_multipart([b"", delayed])
+        request = frames(b'{"Request":"FOO"}')
+        floods = [self.raw_peer() for _ in range(20)]
+        for flood in floods:
+            flood.settimeout(0.2)
+            try:
+                for _ in range(50):
+                    flood.sendall(request * 1000)
+            except TimeoutError:
+                pass
+            flood.close()
+        time.sleep(11)  # a heartbeat of the library's would have fallen due
+        self.assertIsNone(self.gateway.process.poll())
+        self.expect_served()
+
+    def test_replies_that_nobody_reads(self):
+        self.start()
+        flood = self.raw_peer()
+        self.addCleanup(flood.close)
+        request = frames(json.dumps({"Request": "PONG", "SessionKey": "x" * 1_000_000}).encode())
+        for _ in range(120):
+            flood.sendall(request)
+        self.gateway.logged("[RequestBroker]client ")
+        self.expect_served()
+        self.assertLess(memory_of(self.gateway), 500 << 20)
+        lost = [line for line in self.gateway.messages() if line.startswith("[RequestBroker]client ")]
+        self.assertEqual(len(lost), 1, lost)
+
+    def test_a_thousand_large_requests(self):
+        self.start()
+        client = self.socket(zmq.REQ)
+        request = b'{"Request":"FOO","Param":"' + b"x" * 300_000 + b'"}'
+        longest = 0
+        for _ in range(1000):
+            begin = time.monotonic()
+            client.send(request)
+            self.assertEqual(client.recv(), UNDEFINED)
+            longest = max(longest, time.monotonic() - begin)
+        self.assertLess(longest, 0.5)
+
+
+if __name__ == "__main__":
+    unittest.main()
