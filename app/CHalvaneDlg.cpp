@@ -110,7 +110,7 @@ Text CHalvaneDlg::StatusText() const {
 }
 
 void CHalvaneDlg::OnGeneralServiceUpdate() {
-    Post(L"OnGeneralServiceUpdate", [this] { StartBroker(); });
+    Post(L"OnGeneralServiceUpdate", [this] { TakeServices(); });
 }
 
 void CHalvaneDlg::OnCommandMsg(std::int32_t kind, std::int32_t subKind, TextView text) {
@@ -129,11 +129,16 @@ void CHalvaneDlg::Post(const wchar_t* event, std::function<void()> work) {
 }
 
 // The platform may tell of its services more than once; the broker is started the first time.
+void CHalvaneDlg::TakeServices() {
+    loginType_ = tradeApi_->GetPlatformValue(L"PERMISSIONS.General.LoginType");
+    Log().Info(L"OnGeneralServiceUpdate() m_strLoginType=%s", loginType_.c_str());
+    served_ = true;
+    StartBroker();
+}
+
 void CHalvaneDlg::StartBroker() {
-    const Text loginType = tradeApi_->GetPlatformValue(L"PERMISSIONS.General.LoginType");
-    Log().Info(L"OnGeneralServiceUpdate() m_strLoginType=%s", loginType.c_str());
-    if (broker_ != nullptr) return;
-    broker_ = std::make_unique<RequestBroker>(*tradeApi_, loginType);
+    if (!served_ || lookingForPort_ || broker_ != nullptr) return;
+    broker_ = std::make_unique<RequestBroker>(*tradeApi_, loginType_);
     broker_->Start();
 }
 
@@ -141,18 +146,33 @@ void CHalvaneDlg::ObeyCommand(std::int32_t kind, std::int32_t subKind, const Tex
     Log().Info(L"OnCommandMsg:%d-%d-%s", kind, subKind, text.c_str());
     if (kind != 2) return;
     if (subKind == 0) loop_.Quit(0);
-    if (subKind == 1 && !publishing_) StartPublishing();
+    if (subKind == 1 && !publishing_.joinable()) StartPublishing();
 }
 
+// On a thread of its own: a host that waits for a port could not be told to end.
 void CHalvaneDlg::StartPublishing() {
     std::optional<Text> answer = Text();
     tradeApi_->GeneralCommand(2, 0, L"COM", answer);
-    publishing_ = true;
-    if (!publishWorker_.StartService(*tradeApi_)) {
+    lookingForPort_ = true;
+    publishing_ = std::jthread([this](std::stop_token stop) {
+        bool started = false;
+        try {
+            started = publishWorker_.StartService(*tradeApi_, stop);
+        } catch (const std::exception& error) {
+            LogFailure(L"[PublishWorker]StartService()", error);
+        }
+        Post(L"StartService", [this, started] { FinishPublishing(started); });
+    });
+}
+
+void CHalvaneDlg::FinishPublishing(bool started) {
+    lookingForPort_ = false;
+    if (!started) {
         ShutDownLog();
         loop_.Quit(0);
         return;
     }
+    StartBroker();
     tradeApi_->SubscribeTopic(L"VANTOR.RETURN");
 }
 

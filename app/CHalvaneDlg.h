@@ -41,9 +41,11 @@ class CHalvaneDlg : public HostEvents {
   private:
     bool Connect();
     void SubscribeTopics();
+    void TakeServices();
     void StartBroker();
     void ObeyCommand(std::int32_t kind, std::int32_t subKind, const Text& text);
     void StartPublishing();
+    void FinishPublishing(bool started);
     void Post(const wchar_t* event, std::function<void()> work);
 
     // Destroyed from the last to the first: those who use stop before what they use.
@@ -54,9 +56,12 @@ class CHalvaneDlg : public HostEvents {
     PublishWorker publishWorker_;
     std::unique_ptr<TradeApi> tradeApi_;
     std::unique_ptr<RequestBroker> broker_; // once started
+    Text loginType_;
     std::jthread supervision_;
+    std::jthread publishing_; // once started: looks for a port, which may take for ever
     bool connected_ = false;
-    bool publishing_ = false;
+    bool served_ = false;         // the platform is ready for requests
+    bool lookingForPort_ = false; // clients are told the port: they are served afterwards
 };
 
 } // namespace halvane

@@ -5,6 +5,7 @@
 #include "foundation/support/Event.h"
 #include "foundation/support/Json.h"
 #include "foundation/support/Numbers.h"
+#include "foundation/support/Process.h"
 #include "foundation/support/Settings.h"
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
@@ -15,6 +16,7 @@
 #include "tradeapi/TradeApi.h"
 #include "tradeapi/TradeData.h"
 
+#include <algorithm>
 #include <random>
 #include <tuple>
 
@@ -24,7 +26,7 @@ namespace {
 constexpr int kFirstPort = 50000;
 constexpr int kLastPort = 60000;
 constexpr int kPorts = kLastPort - kFirstPort + 1;
-constexpr int kMostSockets = 65535; // the library's own limit
+constexpr std::size_t kMostRefused = 256;
 constexpr std::uint32_t kHeartbeatMs = 20000;
 
 int DrawPort(std::mt19937& generator) {
@@ -48,7 +50,6 @@ PublishWorker::~PublishWorker() = default;
 
 bool PublishWorker::StartService(TradeApi& tradeApi, std::stop_token stop) {
     context_ = MakeZmqContext();
-    zmq_ctx_set(context_.get(), ZMQ_MAX_SOCKETS, kMostSockets); // failed ones stay open, see below
     Log().Info(L"[PublishWorker]StartService()");
     tradeApi_ = &tradeApi;
     if (!BindToFreePort(stop)) return false;
@@ -63,14 +64,16 @@ bool PublishWorker::StartService(TradeApi& tradeApi, std::stop_token stop) {
 
 bool PublishWorker::BindToFreePort(std::stop_token stop) {
     std::mt19937 generator(std::random_device{}());
+    // Each socket costs a descriptor, and the library does not survive having none.
+    const std::size_t mostRefused = std::min(kMostRefused, OpenFileLimit() / 4);
     for (int refused = 0; !stop.stop_requested();) {
         const int port = DrawPort(generator);
         const Text ip = GetSetting(L"MyIP");
-        // A socket whose bind failed is left open and replaced; when the system has no more sockets
-        // to give, the last one is tried again.
-        if (ZmqSocket fresh(zmq_socket(context_.get(), ZMQ_PUB)); fresh != nullptr) {
+        // A socket whose bind failed is left open and replaced; once there are many of them the
+        // last one is tried again.
+        if (refused_.size() < mostRefused) {
             if (socket_ != nullptr) refused_.push_back(std::move(socket_));
-            socket_ = std::move(fresh);
+            socket_.reset(zmq_socket(context_.get(), ZMQ_PUB));
         }
         if (socket_ != nullptr && BindTcp(socket_.get(), ip, port)) {
             SetSetting(L"PublishPort", DecimalText(port));

@@ -3,6 +3,8 @@ read, floods, large requests, signals while no port is free. Takes the path of t
 
 import json
 import pathlib
+import resource
+import signal
 import socket
 import struct
 import time
@@ -119,6 +121,18 @@ class StrangerTest(unittest.TestCase):
             self.assertEqual(client.recv(), UNDEFINED)
             longest = max(longest, time.monotonic() - begin)
         self.assertLess(longest, 0.5)
+
+    def test_no_publish_port_and_few_descriptors(self):
+        """An address that is no machine's: the search goes on, and a signal ends it."""
+        (self.gateway.folder / "Configs").mkdir()
+        (self.gateway.folder / "Configs" / "ZMQ.ini").write_text("[ZMQ]\nIP=192.0.2.1\n")
+        few = lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (1024, 1024))
+        self.gateway.start("paper:", self.gateway.system_name, SERVICE_KEY, preexec_fn=few)
+        self.gateway.logged("[PublishWorker]StartService()")
+        time.sleep(3)
+        self.assertIsNone(self.gateway.process.poll())
+        self.gateway.process.send_signal(signal.SIGTERM)
+        self.assertEqual(self.gateway.process.wait(5), 0)
 
 
 if __name__ == "__main__":

@@ -2,6 +2,7 @@
 
 #include "foundation/support/Utf.h"
 
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -19,6 +20,11 @@ std::uint32_t CurrentProcessId() { return static_cast<std::uint32_t>(getpid()); 
 std::uint32_t CurrentThreadId() {
     static thread_local const auto id = static_cast<std::uint32_t>(syscall(SYS_gettid));
     return id;
+}
+
+std::size_t OpenFileLimit() {
+    rlimit limit{};
+    return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : 0;
 }
 
 Text FileVersion() { return *FromUtf8(HALVANE_VERSION ".0"); }

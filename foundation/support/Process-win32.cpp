@@ -19,6 +19,8 @@ Text ExecutablePath() {
 std::uint32_t CurrentProcessId() { return GetCurrentProcessId(); }
 std::uint32_t CurrentThreadId() { return GetCurrentThreadId(); }
 
+std::size_t OpenFileLimit() { return 1 << 24; } // handles of a process
+
 Text FileVersion() {
     const Text path = ExecutablePath();
     DWORD ignored = 0;

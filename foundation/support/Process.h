@@ -2,6 +2,7 @@
 
 #include "foundation/support/Text.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace halvane {
@@ -16,6 +17,9 @@ Text ExecutableFolder();
 
 std::uint32_t CurrentProcessId();
 std::uint32_t CurrentThreadId();
+
+// How many files and sockets the process may have open at once.
+std::size_t OpenFileLimit();
 
 // The executable's file version, four numbers with points between; "" when it carries none.
 Text FileVersion();
