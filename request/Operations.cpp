@@ -9,7 +9,7 @@ namespace {
 
 // clang-format off
 constexpr Operation kOperations[] = {
-    {L"LOGIN",                LogIn,                 kNothing},
+    {L"LOGIN",                LogIn,                 kSilent},
     {L"RESTOREREPORT",        RestoreReports,        kSession},
     {L"ACCOUNTS",             QueryAccounts,         kSession},
     {L"LOGOUT",               LogOut,                kNothing},

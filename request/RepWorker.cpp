@@ -2,7 +2,6 @@
 
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
-#include "foundation/support/Md5.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Settings.h"
@@ -19,7 +18,6 @@ namespace halvane {
 namespace {
 
 constexpr const wchar_t* kRemoveLoginInfo = L"RemoveLoginInfo";
-constexpr std::int32_t kSessionMode = 3;
 constexpr std::uint32_t kReadyLookMs = 100;
 constexpr int kReadyLooks = 200;
 
@@ -27,7 +25,6 @@ constexpr int kReadyLooks = 200;
 constexpr int kQueuedRequests = 1;
 constexpr int kLinkBufferBytes = 2048;
 
-std::atomic<std::uint32_t> loginCounter = 0;
 std::atomic<std::uint64_t> requestsServed = 0;
 
 // Every entry "<alias>:<type>", or "<alias>" alone for a type of the same name.
@@ -131,7 +128,11 @@ void RepWorker::Run(const Operation& operation, const JsonValue& root) {
     } catch (const std::exception& error) {
         LogFailure(operation.name, error);
     }
-    if (!replied_) ReplyFail(operation.name, kHandlerFailed, request.sessionKey);
+    if (replied_) return;
+    if (operation.checks & kSilent)
+        ReplyFail(operation.name, L"", L"");
+    else
+        ReplyFail(operation.name, kHandlerFailed, request.sessionKey);
 }
 
 bool RepWorker::Admit(const Operation& operation, const Request& request) {
@@ -180,18 +181,9 @@ void RepWorker::OnNotification(const wchar_t* name, const wchar_t* param) {
 
 bool RepWorker::Pause(std::uint32_t timeMs) { return TheClock().Sleep(timeMs, stop_); }
 
-void RepWorker::EnterSessionMode() {
-    if (loginMode_ != 0) return;
-    loginMode_ = kSessionMode;
-    tradeApi_->SetMode(kSessionMode);
-}
-
-Text RepWorker::FormSessionKey() {
-    const std::lock_guard guard(keyLock_);
-    const LocalTime now = ToLocalTime(TheClock().UnixTimeMs());
-    const Text text =
-        Format(L"%02d%02d%02d%d", now.hour, now.minute, now.second, loginCounter.fetch_add(1));
-    return *FromUtf8(Md5Hex(ToNarrow(text)));
+void RepWorker::SetLoginMode(std::int32_t mode) {
+    tradeApi_->SetMode(mode);
+    loginMode_ = mode;
 }
 
 Text RepWorker::ContractAlias(TextView type) const {

@@ -46,10 +46,9 @@ class RepWorker : public CppUtility::ReceiveNotification {
     // Sleeps; false when the worker is to stop, and the handler to give up.
     bool Pause(std::uint32_t timeMs);
     std::stop_token StopToken() const { return stop_; }
-    // Brings the platform into the mode for sessions, once.
-    void EnterSessionMode();
-    // A session key that no other log-in of this process gets.
-    Text FormSessionKey();
+    // The mode that this worker has brought the platform into; 0 before its first log-in.
+    std::int32_t LoginMode() const { return loginMode_; }
+    void SetLoginMode(std::int32_t mode);
     std::uint32_t ProcessId() const { return processId_; }
     const Text& ServiceKey() const { return serviceKey_; }
     const Text& LoginType() const { return loginType_; }
@@ -66,7 +65,6 @@ class RepWorker : public CppUtility::ReceiveNotification {
     ZmqSocket socket_;
     TradeApi* tradeApi_ = nullptr;
     std::mutex sendLock_;                             // around each reply
-    std::mutex keyLock_;                              // while a session key is formed
     std::map<Text, Text, std::less<>> contractNames_; // list type to alias
     std::uint32_t processId_;
     Text serviceKey_;

@@ -6,10 +6,14 @@
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
 #include "foundation/support/Guarded.h"
+#include "foundation/support/Md5.h"
 #include "foundation/support/Settings.h"
+#include "foundation/support/Strings.h"
+#include "foundation/support/Utf.h"
 #include "request/RepWorker.h"
 #include "tradeapi/TradeApi.h"
 
+#include <atomic>
 #include <map>
 #include <mutex>
 
@@ -23,6 +27,9 @@ constexpr const wchar_t* kLoginInfo = L"LoginInfo";
 constexpr const wchar_t* kPingTime = L"PingTime";
 constexpr std::uint32_t kLongestSilenceMs = 60000;
 constexpr std::int32_t kKeyCheck = 3;
+constexpr std::int32_t kSessionMode = 3;
+
+std::atomic<std::uint32_t> loginCounter = 0;
 
 struct SessionStore {
     // Around every removal of a session, and wherever a nested record of the table is in hand: a
@@ -43,6 +50,13 @@ void SetPingTime(BaseData& session, std::uint32_t tick) {
     auto* changes = session.BeginChange();
     session.SetInteger(changes, ChangeKind::SetValue, kPingTime, tick);
     session.ApplyChange(changes);
+}
+
+// A session key that no other log-in of this process gets.
+Text FormSessionKey() {
+    const LocalTime now = ToLocalTime(TheClock().UnixTimeMs());
+    const Text text = Format(L"%02d%02d%02d%d", now.hour, now.minute, now.second, loginCounter++);
+    return *FromUtf8(Md5Hex(ToNarrow(text)));
 }
 
 void RemoveFromMap(TextView key) {
@@ -146,8 +160,8 @@ void LogIn(RepWorker& worker, const Request& request) {
         worker.ReplyFail(request.name, L"", L"");
         return;
     }
-    worker.EnterSessionMode();
-    const Text key = worker.FormSessionKey();
+    if (worker.LoginMode() == 0) worker.SetLoginMode(kSessionMode);
+    const Text key = FormSessionKey();
     const Text publishPort = GetSetting(L"PublishPort");
     OpenSession(key);
     JsonWriter reply;

@@ -57,6 +57,24 @@ TEST_F(Sessions, LogInTellsKeyAndPublishPort) {
     EXPECT_EQ(Pong(key), kPongReply);
 }
 
+TEST_F(Sessions, ALogInThatFailsHalfwayTellsNothing) {
+    const std::string logIn =
+        R"({"Request":"LOGIN","SessionKey":"x","Param":{"SystemName":"DEMO","ServiceKey":"demo-key"}})";
+    for (const std::string call : {"command", "mode"}) {
+        host.Api().throwing = {call};
+        EXPECT_EQ(host.AskText(logIn),
+                  R"({"Reply":"LOGIN","Success":"Fail","SessionKey":"","ErrMsg":""})");
+    }
+    host.log.WaitFor("ERROR [RepWorker]LOGIN failed: ");
+    host.Api().throwing = {};
+    host.Api().TakeCalls();
+    std::vector<std::string> calls; // the worker whose mode was refused enters it next time
+    for (int n = 0; n < 8; ++n)
+        host.AskText(logIn);
+    std::ranges::move(host.Api().TakeCalls(), std::back_inserter(calls));
+    EXPECT_EQ(std::ranges::count(calls, "mode 3"), 4);
+}
+
 // Each worker brings the platform into its mode for sessions with its first log-in, not again.
 TEST_F(Sessions, EveryWorkerSetsTheModeOnce) {
     std::set<std::string> keys;
