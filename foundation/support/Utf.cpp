@@ -1,5 +1,6 @@
 #include "foundation/support/Utf.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace halvane {
@@ -72,6 +73,25 @@ std::optional<Text> FromUtf8(std::string_view bytes) {
         at += lead.length;
     }
     return out;
+}
+
+Text FromFileBytes(std::string_view bytes) {
+    constexpr std::string_view kUtf16Mark = "\xFF\xFE";
+    const auto unit = [](char byte) {
+        return static_cast<wchar_t>(static_cast<unsigned char>(byte));
+    };
+    Text text;
+    if (bytes.starts_with(kUtf16Mark)) {
+        text.resize(bytes.size() / 2 - 1);
+        for (std::size_t i = 0; i < text.size(); ++i)
+            text[i] = static_cast<wchar_t>(unit(bytes[2 * i + 2]) | unit(bytes[2 * i + 3]) << 8);
+    } else if (auto fromUtf8 = FromUtf8(bytes)) {
+        text = *std::move(fromUtf8);
+    } else {
+        text.resize(bytes.size());
+        std::ranges::transform(bytes, text.begin(), unit);
+    }
+    return text;
 }
 
 std::string ToUtf8(TextView text) {

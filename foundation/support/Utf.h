@@ -13,6 +13,10 @@ namespace halvane {
 // points above U+10FFFF included).
 std::optional<Text> FromUtf8(std::string_view bytes);
 
+// The text of a file that somebody else has written: UTF-16 when it begins with that byte-order mark
+// (little-endian, the mark is no part of the text), else UTF-8, else one character for each byte.
+Text FromFileBytes(std::string_view bytes);
+
 // Text to UTF-8, always well-formed: a surrogate without its partner becomes U+FFFD.
 std::string ToUtf8(TextView text);
 

@@ -7,25 +7,6 @@
 namespace halvane {
 namespace {
 
-constexpr std::string_view kUtf16Mark = "\xFF\xFE";
-
-wchar_t Unit(char byte) { return static_cast<wchar_t>(static_cast<unsigned char>(byte)); }
-
-Text FromUtf16(std::string_view bytes) {
-    Text text(bytes.size() / 2, L'\0');
-    for (std::size_t i = 0; i < text.size(); ++i)
-        text[i] = static_cast<wchar_t>(Unit(bytes[2 * i]) | Unit(bytes[2 * i + 1]) << 8);
-    return text;
-}
-
-Text Decode(std::string_view bytes) {
-    if (bytes.starts_with(kUtf16Mark)) return FromUtf16(bytes.substr(kUtf16Mark.size()));
-    if (auto text = FromUtf8(bytes)) return *std::move(text);
-    Text text(bytes.size(), L'\0');
-    std::ranges::transform(bytes, text.begin(), Unit);
-    return text;
-}
-
 // In place: such a file may be hundreds of megabytes long.
 void JoinLines(Text& text) {
     std::size_t kept = 0;
@@ -50,7 +31,7 @@ Text CStdioFileEx::ReadJoinedLines() {
     file_.seekg(0);
     file_.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     bytes.resize(static_cast<std::size_t>(file_.gcount()));
-    Text text = Decode(bytes);
+    Text text = FromFileBytes(bytes);
     JoinLines(text);
     return text;
 }

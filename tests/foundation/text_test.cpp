@@ -1,6 +1,8 @@
+#include "foundation/support/IniFile.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
+#include "tests/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -158,6 +160,43 @@ TEST(Numbers, TrimsZerosBehindAPointOnly) {
         TrimTrailingZeros(text);
         EXPECT_EQ(text, after) << ToUtf8(before);
     }
+}
+
+// The same on both systems: on Windows it is the system that reads.
+TEST(IniFile, IsReadAsWindowsReadsIt) {
+    constexpr char kUtf16[] =
+        "\xFF\xFE[\0Z\0]\0\n\0K\0=\0\xE9\0"; // the last zero is the literal's own
+    const struct {
+        std::string file;
+        Text value;
+    } cases[] = {
+        {"[Z]\r\nK=1\r\n", L"1"},
+        {"[z]\nk = 1 ", L"1"},
+        {"[Z]\nK=1\nK=2\n", L"1"},
+        {"[Z]\nK=1\n  2\nL=3\n", L"1"},
+        {"[Z]\nK:1\n", L"none"},
+        {"[Z]\nK=1 ; remark\n", L"1 ; remark"},
+        {"[Z]\nK=1;remark\n", L"1;remark"},
+        {"[Z]\n;K=1\n", L"none"},
+        {"[Z]\nK=\n", L""},
+        {"[Z]\nK\nK=1\n", L"none"},
+        {"[Z]\nK=\" 1 \"\n", L" 1 "},
+        {"[Z]\nK='1'\n", L"1"},
+        {"[Z]\nK=\"1\n", L"\"1"},
+        {"[Z]\nK=a=b\n", L"a=b"},
+        {"K=0\n[Y]\nK=1\n[Z]\nK=2\n", L"2"},
+        {"[Z]\nL=1\n[Z]\nK=2\n", L"none"},
+        {"[ Z ]\nK=1\n", L"1"},
+        {"[Z]\nK=x\n[Y]\nK=y", L"x"},
+        {std::string(kUtf16, sizeof kUtf16 - 1), L"\xE9"},
+        {"", L"none"},
+    };
+    const TempFolder folder;
+    for (const auto& [file, value] : cases) {
+        WriteFile(folder / "x.ini", file);
+        EXPECT_EQ(ReadIniText(folder.TextOf("x.ini"), L"Z", L"K", L"none"), value) << file;
+    }
+    EXPECT_EQ(ReadIniText(folder.TextOf("y.ini"), L"Z", L"K", L"none"), L"none");
 }
 
 } // namespace
