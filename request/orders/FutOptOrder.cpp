@@ -30,7 +30,8 @@ constexpr OrderField kFutOptOrder[] = {
     {L"TouchPrice",        Put::Price,      13},
     {L"Breakeven",         Put::Price,      54},
     {L"BreakevenOffset",   Put::Price,      55},
-    {L"OrderType",         Put::PriceReset,  4, 7},
+    {L"OrderType",         Put::PriceReset,  4},
+    {L"OrderType",         Put::StopReset,   7},
     {L"GrpAcctOrdType",    Put::Int,        53},
     {L"SpreadType",        Put::Int,        49},
     {L"Side",              Put::Int,         5},
@@ -63,10 +64,10 @@ constexpr OrderField kFutOptOrder[] = {
     {L"TrailingAmount",    Put::Int64,      12},
 };
 // clang-format on
-static_assert(std::size(kFutOptOrder) == 55 + 1); // the price reset is no property of its own
+static_assert(std::size(kFutOptOrder) == 55 + 2); // the resets put properties a second time
 
 } // namespace
 
-OrderKind FutOptOrderKind() { return {9, ItemClass::FutOptOrder, kFutOptOrder}; }
+OrderKind FutOptOrderKind() { return {L"NEWORDER 9", 9, ItemClass::FutOptOrder, kFutOptOrder}; }
 
 } // namespace halvane

@@ -29,7 +29,7 @@ void NewOrder(RepWorker& worker, const Request& request) {
         worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
         return;
     }
-    PutOrderFields(*parameters, kind->fields, request.param);
+    PutOrderFields(kind->name, *parameters, kind->fields, request.param);
     const std::int32_t result = worker.Platform().NewOrder(kind->kind, *parameters);
     worker.SendData(OrderReply(request.name, result), true);
 }

@@ -1,8 +1,10 @@
 #include "request/orders/OrderFields.h"
 
+#include "foundation/logger/Log.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Strings.h"
 #include "request/orders/PriceText.h"
+#include "tradeapi/TradeApi.h"
 
 namespace halvane {
 namespace {
@@ -43,9 +45,8 @@ Text AppendSwitches(TextView commands, const JsonValue& param) {
     return text;
 }
 
-void ResetPrices(OrderParameters& parameters, const OrderField& field, std::int32_t orderType) {
-    if (orderType == kMarketOrder || orderType == kStopOrder) parameters.PutText(field.id, L"0");
-    if (orderType == kMarketOrder) parameters.PutText(field.second, L"0");
+bool ResetsPrice(std::int32_t orderType) {
+    return orderType == kMarketOrder || orderType == kStopOrder;
 }
 
 void PutField(OrderParameters& parameters, const OrderField& field, const JsonValue& param) {
@@ -68,16 +69,27 @@ void PutField(OrderParameters& parameters, const OrderField& field, const JsonVa
     }
     case Put::Source: parameters.PutText(field.id, kOrderSource); break;
     case Put::ExtCommands: parameters.PutText(field.id, AppendSwitches(text, param)); break;
-    case Put::PriceReset: ResetPrices(parameters, field, ToInt32(text)); break;
+    case Put::PriceReset:
+        if (ResetsPrice(ToInt32(text))) parameters.PutText(field.id, L"0");
+        break;
+    case Put::StopReset:
+        if (ToInt32(text) == kMarketOrder) parameters.PutText(field.id, L"0");
+        break;
     }
 }
 
 } // namespace
 
-void PutOrderFields(OrderParameters& parameters, std::span<const OrderField> fields,
-                    const JsonValue& param) {
-    for (const OrderField& field : fields)
-        PutField(parameters, field, param);
+void PutOrderFields(const wchar_t* order, OrderParameters& parameters,
+                    std::span<const OrderField> fields, const JsonValue& param) {
+    for (const OrderField& field : fields) {
+        try {
+            PutField(parameters, field, param);
+        } catch (const TradeApiError& error) {
+            Log().Warn(L"[RepWorker]%s: put of property %d refused: %s", order,
+                       static_cast<int>(field.id), error.Description().c_str());
+        }
+    }
 }
 
 } // namespace halvane

@@ -19,24 +19,27 @@ enum class Put : std::uint8_t {
     UserKeys,    // text: the member, or all of "UserKey2" to "UserKey100" packed into one
     Source,      // text: the name of this gateway, no member
     ExtCommands, // text: the member with the execution switches appended
-    PriceReset,  // by order type: a market order (1) sends price and stop price "0", a stop order
-                // (3) the price, whatever the client gave; `id` is the price, `second` the stop
-                // price
+    PriceReset,  // text: "0" as the price of a market order (1) or a stop order (3), whatever the
+                 // client gave; not put for others
+    StopReset,   // text: "0" as the stop price of a market order, the same
 };
 
 struct OrderField {
     const wchar_t* member;
     Put put;
     std::int32_t id;
-    std::int32_t second = 0;
 };
 
-// Puts every row of the table, in order.
-void PutOrderFields(OrderParameters& parameters, std::span<const OrderField> fields,
-                    const JsonValue& param);
+// Puts every row of the table, in order. A put that the platform refuses is logged under the
+// order's name, and the next row follows: whether such an order is taken is for the platform to
+// say.
+void PutOrderFields(const wchar_t* order, OrderParameters& parameters,
+                    std::span<const OrderField> fields, const JsonValue& param);
 
-// One kind of new order: what the platform calls it, its parameters' class and table.
+// One kind of new order: its name in the log, what the platform calls it, its parameters' class and
+// table.
 struct OrderKind {
+    const wchar_t* name;
     std::int32_t kind;
     ItemClass parameters;
     std::span<const OrderField> fields;

@@ -24,7 +24,7 @@ void ReplaceOrder(RepWorker& worker, const Request& request) {
         worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
         return;
     }
-    PutOrderFields(*parameters, kReplaceOrder, request.param);
+    PutOrderFields(request.name, *parameters, kReplaceOrder, request.param);
     const std::int32_t result = worker.Platform().ReplaceOrder(*parameters);
     worker.SendData(OrderReply(request.name, request.Param(L"ReportID"), result), true);
 }

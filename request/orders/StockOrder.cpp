@@ -19,7 +19,8 @@ constexpr OrderField kStockOrder[] = {
     {L"Price",             Put::Price,       6},
     {L"StopPrice",         Put::Price,       8},
     {L"TouchPrice",        Put::Price,      26},
-    {L"OrderType",         Put::PriceReset,  6, 8},
+    {L"OrderType",         Put::PriceReset,  6},
+    {L"OrderType",         Put::StopReset,   8},
     {L"OrderType",         Put::Int,        10},
     {L"TimeInForce",       Put::Int,         9},
     {L"TradeType",         Put::Int,        18},
@@ -33,10 +34,10 @@ constexpr OrderField kStockOrder[] = {
     {L"TouchCondition",    Put::Int,        28},
 };
 // clang-format on
-static_assert(std::size(kStockOrder) == 25 + 1); // the price reset is no property of its own
+static_assert(std::size(kStockOrder) == 25 + 2); // the resets put properties a second time
 
 } // namespace
 
-OrderKind StockOrderKind() { return {8, ItemClass::StockOrder, kStockOrder}; }
+OrderKind StockOrderKind() { return {L"NEWORDER 8", 8, ItemClass::StockOrder, kStockOrder}; }
 
 } // namespace halvane

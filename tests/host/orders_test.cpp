@@ -117,6 +117,34 @@ TEST_F(Orders, OrderTypeResetsPricesBeforeItIsPut) {
     }
 }
 
+// The platform's word on the whole order counts, not that on a single property.
+TEST_F(Orders, RefusedPutsAreLoggedAndTheNextFollow) {
+    const struct {
+        std::string request, symbol, name, last, reply;
+        int puts;
+    } orders[] = {
+        {"NEWORDER", "OV.S.X.A", "NEWORDER 8", "order 8", R"("Success":"OK"})", 27},
+        {"NEWORDER", "OV.F.X.A", "NEWORDER 9", "order 9", R"("Success":"OK"})", 57},
+        {"REPLACEORDER", "", "REPLACEORDER", "replace ", R"("ReportID":"","Success":"OK"})", 5},
+    };
+    host.Api().throwing = {"put"};
+    for (const auto& order : orders) {
+        host.Api().TakeCalls();
+        const std::string param =
+            R"(","OrderType":"1","ChasePrice":"1","Price":"1","StopPrice":"1")";
+        EXPECT_EQ(Send(order.request, R"("Symbol":")" + order.symbol + param),
+                  R"({"Reply":")" + order.request + "\"," + order.reply);
+        const auto calls = host.Api().TakeCalls();
+        EXPECT_EQ(std::ssize(calls), order.puts + 2); // created, put, sent
+        EXPECT_EQ(calls.back(), order.last);
+        const std::string warning = "WARN [RepWorker]" + order.name + ": put of property ";
+        EXPECT_EQ(host.log.Count(warning + "1 refused: the platform is out of order"), 1);
+        const auto lines = host.log.Lines();
+        const auto warns = [&](const std::string& line) { return line.starts_with(warning); };
+        EXPECT_EQ(std::ranges::count_if(lines, warns), order.puts);
+    }
+}
+
 TEST_F(Orders, UserKeysArePacked) {
     const struct {
         std::string members;

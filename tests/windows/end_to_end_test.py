@@ -281,7 +281,7 @@ class Driven(EndToEnd):
         published("POSITIONTRACKER")
         self.assertEqual(self.probe.tell("fire", "trade", 4), str(MEMBER_NOT_FOUND))
 
-    def test_a_component_that_throws_costs_one_request(self):
+    def test_a_component_that_throws_costs_one_request_or_one_property(self):
         order = {"Symbol": "OV.S.X.A"}
         self.probe.tell("fail", 22, EXCEPTION, 4711, "the exchange is closed")
         reply = self.client.request("NEWORDER", Param=order)
@@ -290,7 +290,10 @@ class Driven(EndToEnd):
         self.assertIn("the exchange is closed", errors[-1])
         self.probe.tell("mend", 22)
         self.probe.tell("answer", 22, "I4:1")
+        self.probe.tell("fail", 14, EXCEPTION, 4711, "no room for keys")
         self.assertEqual(self.client.request("NEWORDER", Param=order)["Success"], "OK")
+        self.probe.tell("mend", 14)
+        self.assertIn("[RepWorker]NEWORDER 8: put of property 14 refused: no room for keys", self.gateway.messages())
 
     def test_a_past_list_comes_through_a_named_event(self):
         file = self.gateway.folder / "list.txt"
