@@ -4,6 +4,7 @@
 #include "foundation/support/Numbers.h"
 #include "tradeapi/Items.h"
 #include "tradeapi/NumberText.h"
+#include "tradeapi/TradeApi.h"
 #include "tradeapi/UserKeys.h"
 
 namespace halvane {
@@ -34,6 +35,8 @@ Text ReadField(const Field& field, Write written, Item& item, const RowTexts& ro
     case Source::Kind::NamedInt64: return WriteInt64(ToInt64(item.GetNamed(name)), written);
     case Source::Kind::Joined: return item.GetText(source.id) + L"-" + item.GetText(source.second);
     case Source::Kind::Given: return row.*source.given;
+    case Source::Kind::Instrument:
+        return row.tradeApi->GetInstrumentData(L"Instrument", row.symbol);
     case Source::Kind::UserKeys: break; // several members, see WriteRecord
     }
     return {};

@@ -9,15 +9,16 @@ namespace halvane {
 
 class Item;
 class JsonWriter;
+class TradeApi;
 
 // A record is a table of fields: key, source, written form, and for a record with two forms the
 // restored one. WriteRecord is the only loop over them.
 
-// What the caller works out for one row, for the fields that no property holds.
+// What the caller knows of one row, for the fields that no property holds.
 struct RowTexts {
-    Text symbol;
-    Text instrument;
-    Text qryIndex;
+    TradeApi* tradeApi = nullptr; // for tables with an instrument
+    Text symbol = {};
+    Text qryIndex = {};
 };
 
 // Where a value comes from.
@@ -31,6 +32,7 @@ struct Source {
         NamedInt64, // read by name, text of a 64-bit integer
         Joined,     // two text properties with "-" between
         Given,      // worked out by the caller
+        Instrument, // the platform's name for the row's symbol, asked for when its turn comes
         UserKeys,   // two text properties that become several members
     };
     Kind kind;
@@ -56,6 +58,7 @@ consteval Source Joined(int id, int second) {
 consteval Source Given(Text RowTexts::*given) {
     return {.kind = Source::Kind::Given, .given = given};
 }
+consteval Source Instrument() { return {.kind = Source::Kind::Instrument}; }
 consteval Source UserKeys(int id, int second) {
     return {.kind = Source::Kind::UserKeys, .id = id, .second = second};
 }

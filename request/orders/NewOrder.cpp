@@ -1,3 +1,4 @@
+#include "request/PlatformObjects.h"
 #include "request/RepWorker.h"
 #include "request/orders/OrderFields.h"
 #include "request/orders/Orders.h"
@@ -24,11 +25,8 @@ void NewOrder(RepWorker& worker, const Request& request) {
         worker.ReplyFail(request.name, L"symbol is error!!", request.sessionKey);
         return;
     }
-    const auto parameters = worker.Platform().CreateParameters(kind->parameters);
-    if (parameters == nullptr) {
-        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
-        return;
-    }
+    const auto parameters = CreateParameters(worker, request, kind->parameters);
+    if (parameters == nullptr) return;
     PutOrderFields(kind->name, *parameters, kind->fields, request.param);
     const std::int32_t result = worker.Platform().NewOrder(kind->kind, *parameters);
     worker.SendData(OrderReply(request.name, result), true);

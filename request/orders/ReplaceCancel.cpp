@@ -1,3 +1,4 @@
+#include "request/PlatformObjects.h"
 #include "request/RepWorker.h"
 #include "request/orders/OrderFields.h"
 #include "request/orders/Orders.h"
@@ -19,11 +20,8 @@ constexpr OrderField kReplaceOrder[] = {
 } // namespace
 
 void ReplaceOrder(RepWorker& worker, const Request& request) {
-    const auto parameters = worker.Platform().CreateParameters(ItemClass::ReplaceOrder);
-    if (parameters == nullptr) {
-        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
-        return;
-    }
+    const auto parameters = CreateParameters(worker, request, ItemClass::ReplaceOrder);
+    if (parameters == nullptr) return;
     PutOrderFields(request.name, *parameters, kReplaceOrder, request.param);
     const std::int32_t result = worker.Platform().ReplaceOrder(*parameters);
     worker.SendData(OrderReply(request.name, request.Param(L"ReportID"), result), true);

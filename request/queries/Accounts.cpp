@@ -1,4 +1,5 @@
 #include "publish/AccountRecord.h"
+#include "request/PlatformObjects.h"
 #include "request/RepWorker.h"
 #include "request/queries/Queries.h"
 #include "request/queries/RowQuery.h"
@@ -7,11 +8,8 @@
 namespace halvane {
 
 void QueryAccounts(RepWorker& worker, const Request& request) {
-    const auto item = worker.Platform().CreateItem(ItemClass::Account);
-    if (item == nullptr) {
-        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
-        return;
-    }
+    const auto item = CreateItem(worker, request, ItemClass::Account);
+    if (item == nullptr) return;
     do {
         JsonWriter reply;
         BeginReply(reply, request.name);

@@ -25,13 +25,14 @@ constexpr Field kCombinationOrder[] = {
 static_assert(std::size(kCombinationOrder) == 11 && Fits(kCombinationOrder));
 
 // The symbol of such an order is always a combined one.
-void WorkOut(TradeApi&, Item& item, RowTexts& row) {
+Text SymbolOfOrder(Item& item) {
     const auto [first, second] = SplitCombinedSymbol(item.GetNamed(L"Symbol"));
-    row.symbol = first + L"&" + second;
+    return first + L"&" + second;
 }
 
 constexpr RowQuery kCombinationOrderQuery{
-    kCombinationOrders, ItemClass::CombinationOrder, L"Orders", kCombinationOrder, kPage, WorkOut};
+    kCombinationOrders, ItemClass::CombinationOrder, L"Orders", kCombinationOrder, kPage,
+    SymbolOfOrder};
 
 } // namespace
 

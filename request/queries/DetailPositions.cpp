@@ -37,10 +37,8 @@ constexpr Field kDetailPosition[] = {
 // clang-format on
 static_assert(std::size(kDetailPosition) == 24 && Fits(kDetailPosition));
 
-void WorkOut(TradeApi&, Item& item, RowTexts& row) { row.symbol = SymbolOfPosition(item); }
-
 constexpr RowQuery kDetailPositionQuery{
-    kDetailPositions, ItemClass::Position, L"Positions", kDetailPosition, kPage, WorkOut};
+    kDetailPositions, ItemClass::Position, L"Positions", kDetailPosition, kPage, SymbolOfPosition};
 
 } // namespace
 

@@ -63,10 +63,10 @@ void ReplyCurrentList(RepWorker& worker, const Request& request, const Text& ali
     ReplyUnlogged(worker, request, L"Instruments", list);
 }
 
-std::int32_t DateOf(TextView dateTime) {
+std::int64_t DateOf(TextView dateTime) {
     std::int64_t date = ToInt64(dateTime);
     if (date > kLatestBareDate) date /= 1'000'000;
-    return static_cast<std::int32_t>(date);
+    return date;
 }
 
 // The platform recovers the list of a day past and tells the publish worker where it lies, which
@@ -76,10 +76,11 @@ void ReplyPastList(RepWorker& worker, const Request& request, const Text& alias,
                    const Text& dateTime) {
     const Text key = alias + L"_" + dateTime;
     auto recovered = NamedEvent::Open(key);
-    const std::int32_t date = DateOf(dateTime);
+    const std::int64_t date = DateOf(dateTime);
     Log().Info(L"ReqGetContractList() strEventKey:%s, llDate:%lld", key.c_str(),
                static_cast<long long>(date));
-    worker.Platform().SendTopicCommand(L"VANTOR.RECOVER", date, alias, std::nullopt);
+    worker.Platform().SendTopicCommand(L"VANTOR.RECOVER", static_cast<std::int32_t>(date), alias,
+                                       std::nullopt);
     if (recovered) recovered->Wait(kRecoverTimeoutMs, worker.StopToken());
     const Text path = GetSetting(key);
     Log().Info(L"ReqGetContractList() Alias:%s, FileName:%s", alias.c_str(), path.c_str());

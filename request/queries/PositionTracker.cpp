@@ -1,5 +1,6 @@
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Strings.h"
+#include "request/PlatformObjects.h"
 #include "request/RepWorker.h"
 #include "request/queries/Queries.h"
 #include "tradeapi/NumberText.h"
@@ -110,6 +111,8 @@ TrackerEntry ParseEntry(TextView entry) {
     return parsed;
 }
 
+std::int64_t Hundredth(std::int64_t figure) { return figure == kNoInt64 ? figure : figure / 100; }
+
 // Figures are 64-bit; what does not fit wraps, as the platform's own arithmetic does.
 std::int64_t WrappingSum(std::int64_t a, std::int64_t b, Sum sum) {
     const auto left = static_cast<std::uint64_t>(a);
@@ -122,7 +125,7 @@ std::int64_t ReadFigure(PositionTracker& tracker, const TrackerField& field, Tex
     const std::int64_t figure = tracker.Figure(entry, instrument, field.figure);
     switch (field.sum) {
     case Sum::None: return figure;
-    case Sum::Hundredth: return figure / 100;
+    case Sum::Hundredth: return Hundredth(figure);
     default: return WrappingSum(figure, tracker.Figure(entry, instrument, field.other), field.sum);
     }
 }
@@ -155,11 +158,8 @@ void WriteEntry(JsonWriter& reply, PositionTracker& tracker, TextView entry, Tex
 // The request's "Symbol" and "QryIndex" do not narrow the answer: all instruments come in one
 // reply.
 void QueryPositionTracker(RepWorker& worker, const Request& request) {
-    const auto tracker = worker.Platform().CreatePositionTracker();
-    if (tracker == nullptr) {
-        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
-        return;
-    }
+    const auto tracker = CreatePositionTracker(worker, request);
+    if (tracker == nullptr) return;
     worker.Platform().AttachPositionTracker(*tracker);
     JsonWriter reply;
     BeginReply(reply, request.name);

@@ -124,19 +124,14 @@ constexpr Field kPosition[] = {
     {L"1%$Vanna",                  NamedInt64(L"1Pct$Vanna"),    Write::Price},
     {L"1%$Gamma",                  NamedInt64(L"1Pct$Gamma"),    Write::Price},
     {L"1%Td$Gamma",                NamedInt64(L"1PctTd$Gamma"),  Write::Price},
-    {L"Instrument",                Given(&RowTexts::instrument)},
+    {L"Instrument",                Instrument()},
     {L"QryIndex",                  Given(&RowTexts::qryIndex)},
 };
 // clang-format on
 static_assert(std::size(kPosition) == 117 && Fits(kPosition));
 
-void WorkOut(TradeApi& tradeApi, Item& item, RowTexts& row) {
-    row.symbol = SymbolOfPosition(item);
-    row.instrument = tradeApi.GetInstrumentData(L"Instrument", row.symbol);
-}
-
-constexpr RowQuery kPositionQuery{kPositions, ItemClass::Position, L"Positions", kPosition, kPage,
-                                  WorkOut};
+constexpr RowQuery kPositionQuery{kPositions, ItemClass::Position, L"Positions", kPosition,
+                                  kPage,      SymbolOfPosition};
 
 } // namespace
 

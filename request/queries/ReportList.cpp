@@ -1,5 +1,6 @@
 #include "request/queries/ReportList.h"
 
+#include "request/PlatformObjects.h"
 #include "request/RepWorker.h"
 #include "tradeapi/TradeApi.h"
 
@@ -7,14 +8,11 @@ namespace halvane {
 
 bool OpenReportList(RepWorker& worker, const Request& request, std::int32_t kind,
                     ReportItems& items) {
-    TradeApi& tradeApi = worker.Platform();
-    items.list = tradeApi.CreateItem(ItemClass::ReportList);
-    items.report = tradeApi.CreateItem(ItemClass::ExecutionReport);
-    if (items.list == nullptr || items.report == nullptr) {
-        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
-        return false;
-    }
-    tradeApi.QueryReport(kind, L"", *items.list);
+    items.list = CreateItem(worker, request, ItemClass::ReportList);
+    if (items.list == nullptr) return false;
+    items.report = CreateItem(worker, request, ItemClass::ExecutionReport);
+    if (items.report == nullptr) return false;
+    worker.Platform().QueryReport(kind, L"", *items.list);
     return true;
 }
 

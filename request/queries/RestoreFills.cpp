@@ -1,6 +1,7 @@
 #include "foundation/logger/Log.h"
 #include "foundation/support/Numbers.h"
 #include "publish/FillReportRecord.h"
+#include "request/PlatformObjects.h"
 #include "request/RepWorker.h"
 #include "request/queries/Queries.h"
 #include "request/queries/ReportList.h"
@@ -15,14 +16,16 @@ namespace {
 // Walks all fills of all reports and writes those of one page.
 class FillWalk {
   public:
-    FillWalk(TradeApi& tradeApi, std::int32_t start) : tradeApi_(tradeApi), start_(start) {}
+    FillWalk(RepWorker& worker, const Request& request)
+        : worker_(worker), request_(request),
+          start_(std::max(0, ToInt32(request.Member(L"QryIndex")))) {}
 
-    // False when a fill item cannot be created.
+    // False when a fill item cannot be created: the request has then been answered.
     bool Over(Item& list, Item& report, JsonWriter& reply) {
         for (std::int32_t k = 0; k < list.GetInt(kListCount); ++k) {
-            tradeApi_.QueryReport(kOneReport, list.GetIndexed(kListEntry, k), report);
+            worker_.Platform().QueryReport(kOneReport, list.GetIndexed(kListEntry, k), report);
             for (std::int32_t j = 0; j < report.GetInt(kFillCount); ++j) {
-                if (!Visit(report.GetIndexed(kFillEntry, j), reply)) return false;
+                if (!Visit(report, j, reply)) return false;
             }
         }
         return true;
@@ -31,20 +34,21 @@ class FillWalk {
     std::int32_t Count() const { return count_; }
 
   private:
-    bool Visit(const Text& fillId, JsonWriter& reply) {
-        const auto fill = tradeApi_.CreateItem(ItemClass::Fill);
+    bool Visit(Item& report, std::int32_t index, JsonWriter& reply) {
+        const auto fill = CreateItem(worker_, request_, ItemClass::Fill);
         if (fill == nullptr) return false;
-        tradeApi_.QueryReport(kOneReport, fillId, *fill);
+        worker_.Platform().QueryReport(kOneReport, report.GetIndexed(kFillEntry, index), *fill);
         const std::int32_t position = count_++;
         if (position < start_ || position - start_ >= kPage) return true;
         reply.BeginObject();
         WriteRecord(reply, FillReportFields(), Form::Restored, *fill,
-                    {.symbol = {}, .instrument = {}, .qryIndex = DecimalText(count_)});
+                    {.qryIndex = DecimalText(count_)});
         reply.EndObject();
         return true;
     }
 
-    TradeApi& tradeApi_;
+    RepWorker& worker_;
+    const Request& request_;
     std::int32_t start_;
     std::int32_t count_ = 0;
 };
@@ -57,11 +61,8 @@ void RestoreFills(RepWorker& worker, const Request& request) {
     JsonWriter reply;
     BeginReply(reply, request.name);
     reply.BeginArray(L"Orders");
-    FillWalk walk(worker.Platform(), std::max(0, ToInt32(request.Member(L"QryIndex"))));
-    if (!walk.Over(*items.list, *items.report, reply)) {
-        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
-        return;
-    }
+    FillWalk walk(worker, request);
+    if (!walk.Over(*items.list, *items.report, reply)) return;
     Log().Info(L"fill report count:%d", walk.Count());
     reply.EndArray();
     worker.SendData(reply.Finish(), true);

@@ -23,7 +23,7 @@ void RestoreReports(RepWorker& worker, const Request& request) {
         ++index;
         reply.BeginObject();
         WriteRecord(reply, ExecutionReportFields(), Form::Restored, *items.report,
-                    {.symbol = {}, .instrument = {}, .qryIndex = DecimalText(index)});
+                    {.qryIndex = DecimalText(index)});
         reply.EndObject();
     }
     reply.EndArray();

@@ -1,6 +1,7 @@
 #include "request/queries/RowQuery.h"
 
 #include "foundation/support/Numbers.h"
+#include "request/PlatformObjects.h"
 #include "request/RepWorker.h"
 #include "tradeapi/Symbols.h"
 #include "tradeapi/TradeApi.h"
@@ -14,13 +15,13 @@ bool WriteRows(JsonWriter& reply, const RowQuery& query, TradeApi& tradeApi, Ite
                TextView accountMask, std::int32_t start) {
     const std::optional<std::int32_t> count = RowCount(query.kind, accountMask);
     if (!count) return true;
-    RowTexts row;
+    RowTexts row{.tradeApi = &tradeApi};
     std::int32_t rows = 0;
     for (std::int32_t index = start; index < *count && rows < query.pageSize; ++rows) {
         // A refused row below 0 will never come: asking again would hold the client for ever.
         if (tradeApi.GetDataItem(query.kind, index, accountMask, item) == 0) return index < 0;
         row.qryIndex = DecimalText(++index);
-        if (query.workOut != nullptr) query.workOut(tradeApi, item, row);
+        if (query.symbolOf != nullptr) row.symbol = query.symbolOf(item);
         reply.BeginObject();
         WriteRecord(reply, query.fields, Form::Published, item, row);
         reply.EndObject();
@@ -33,11 +34,8 @@ bool WriteRows(JsonWriter& reply, const RowQuery& query, TradeApi& tradeApi, Ite
 void AnswerRowQuery(RepWorker& worker, const Request& request, const RowQuery& query) {
     const bool paged = query.pageSize != kAllRows;
     const std::int32_t start = paged ? ToInt32(request.Member(L"QryIndex")) : 0;
-    const auto item = worker.Platform().CreateItem(query.itemClass);
-    if (item == nullptr) {
-        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
-        return;
-    }
+    const auto item = CreateItem(worker, request, query.itemClass);
+    if (item == nullptr) return;
     do {
         JsonWriter reply;
         BeginReply(reply, request.name);

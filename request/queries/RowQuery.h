@@ -7,7 +7,6 @@ namespace halvane {
 
 class RepWorker;
 struct Request;
-class TradeApi;
 
 // One query over rows that the platform keeps for an account mask: which rows, into which item, by
 // which table, under which member of the reply.
@@ -17,8 +16,7 @@ struct RowQuery {
     const wchar_t* arrayName;
     std::span<const Field> fields;
     std::int32_t pageSize;
-    // What the row needs beyond the item; null when nothing.
-    void (*workOut)(TradeApi& tradeApi, Item& item, RowTexts& row);
+    Text (*symbolOf)(Item& item); // the row's symbol; null where the table has none
 };
 
 inline constexpr std::int32_t kPage = 50;

@@ -29,19 +29,29 @@ class NotedParameters : public OrderParameters {
 // Two entries with one and two instruments; a figure is made from the letters of its name.
 class NotedTracker : public PositionTracker {
   public:
+    explicit NotedTracker(bool missing) : missing_(missing) {}
+
     Text Entries() override { return L"F001-12345:K1;;F002-9:K2"; }
     Text Instruments(TextView entry) override {
         return entry.starts_with(L"F001") ? L"OV.O.X.A" : L"OV.F.X.B;OV.F.X.C";
     }
     std::int64_t Figure(TextView, TextView, TextView name) override {
+        if (missing_) return kNoInt64;
         std::int64_t sum = 0;
         for (const wchar_t letter : name)
             sum += static_cast<std::int64_t>(letter);
         return sum * 12'345'678'901;
     }
+
+  private:
+    bool missing_;
 };
 
 } // namespace
+
+void ProbeItem::Note(const Text& read) {
+    if (notes_ != nullptr) notes_->Note("read", read);
+}
 
 std::vector<std::string> ScriptedTradeApi::TakeCalls() {
     const std::lock_guard guard(lock_);
@@ -57,7 +67,8 @@ void ScriptedTradeApi::Note(const std::string& operation, const Text& arguments)
 
 std::unique_ptr<Item> ScriptedTradeApi::CreateItem(ItemClass itemClass) {
     if (uncreatable.contains(itemClass)) return nullptr;
-    return std::make_unique<ProbeItem>(missingValues);
+    if (noteReads) Note("create", ProgIdOf(itemClass));
+    return std::make_unique<ProbeItem>(missingValues, noteReads ? this : nullptr);
 }
 
 std::unique_ptr<OrderParameters> ScriptedTradeApi::CreateParameters(ItemClass itemClass) {
@@ -68,7 +79,7 @@ std::unique_ptr<OrderParameters> ScriptedTradeApi::CreateParameters(ItemClass it
 
 std::unique_ptr<PositionTracker> ScriptedTradeApi::CreatePositionTracker() {
     if (uncreatable.contains(ItemClass::PositionTracker)) return nullptr;
-    return std::make_unique<NotedTracker>();
+    return std::make_unique<NotedTracker>(missingValues);
 }
 
 bool ScriptedTradeApi::Advise(HostEvents& sink) {
@@ -135,6 +146,7 @@ void ScriptedTradeApi::SendRequest(std::int32_t kind, TextView name, TextView co
 }
 
 Text ScriptedTradeApi::GetInstrumentData(TextView name, TextView symbol) {
+    if (noteReads) Note("instrument", Text(name) + L" " + Text(symbol));
     return instrumentData[Text(name) + L" " + Text(symbol)];
 }
 

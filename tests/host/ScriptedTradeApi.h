@@ -12,25 +12,31 @@
 
 namespace halvane {
 
+class ScriptedTradeApi;
+
 // An item that answers every id and name with a value made from it, or with the marks of a missing
-// value.
+// value. Where reads are to be noted, it reports them to the platform.
 class ProbeItem : public Item {
   public:
-    explicit ProbeItem(bool missing) : missing_(missing) {}
+    ProbeItem(bool missing, ScriptedTradeApi* notes) : missing_(missing), notes_(notes) {}
 
     Text GetText(std::int32_t id) override {
+        Note(std::to_wstring(id));
         if (const auto found = texts.find(id); found != texts.end()) return found->second;
         return missing_ ? Text() : L"t" + std::to_wstring(id);
     }
     std::int32_t GetInt(std::int32_t id) override {
+        Note(std::to_wstring(id));
         if (const auto found = ints.find(id); found != ints.end()) return found->second;
         return missing_ ? kNoInt : 1000 + id;
     }
     std::int64_t GetInt64(std::int32_t id) override {
+        Note(std::to_wstring(id));
         return missing_ ? kNoInt64 : id * 10'000'000'000 + 1'234'567'890;
     }
     // The sum of the letters, so that numbers can be read from it, and the name.
     Text GetNamed(TextView name) override {
+        Note(Text(name));
         if (missing_) return {};
         int sum = 0;
         for (const wchar_t letter : name)
@@ -38,6 +44,7 @@ class ProbeItem : public Item {
         return std::to_wstring(sum) + L":" + Text(name);
     }
     Text GetIndexed(std::int32_t id, std::int32_t index) override {
+        Note(std::to_wstring(id) + L"#" + std::to_wstring(index));
         return std::to_wstring(id) + L"#" + std::to_wstring(index);
     }
 
@@ -45,7 +52,10 @@ class ProbeItem : public Item {
     std::map<std::int32_t, std::int32_t> ints;
 
   private:
+    void Note(const Text& read);
+
     bool missing_;
+    ScriptedTradeApi* notes_; // null when they are not wanted
 };
 
 // A platform that does as a test tells it and writes down every call. What a test scripts it sets
@@ -58,6 +68,7 @@ class ScriptedTradeApi : public TradeApi {
     std::map<Text, Text> systemOfKey{{L"demo-key", L"DEMO"}};
     std::set<ItemClass> uncreatable;
     bool missingValues = false;
+    bool noteReads = false; // and the creation of items
     std::function<std::int32_t(std::int32_t kind, std::int32_t index, ProbeItem& item)> dataItem;
     std::function<std::int32_t(std::int32_t kind, const Text& id, ProbeItem& item)> queryReport;
     std::function<void()> onTopicCommand;

@@ -223,12 +223,6 @@ TEST_F(Orders, RefusalsCarryTheCodeAsText) {
     host.Api().orderResult = 0;
     EXPECT_EQ(Send("CANCELORDER", symbol),
               R"({"Reply":"CANCELORDER","ReportID":"R1","Success":"Fail","ErrCode":"0"})");
-    host.Api().uncreatable = {ItemClass::StockOrder, ItemClass::ReplaceOrder};
-    for (const std::string request : {"NEWORDER", "REPLACEORDER"}) {
-        EXPECT_EQ(Send(request, symbol), R"({"Reply":")" + request +
-                                             R"(","Success":"Fail","SessionKey":")" + key +
-                                             R"(","ErrMsg":"Initial failed"})");
-    }
 }
 
 } // namespace
