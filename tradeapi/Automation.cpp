@@ -11,17 +11,24 @@
 namespace halvane {
 namespace {
 
-// The value itself, whatever lies between; nothing for what leads nowhere.
-Variant Dereferenced(const VARIANT& value) {
-    Variant plain;
-    if ((value.vt & VT_BYREF) != 0 && value.byref == nullptr) return plain;
-    const HRESULT result = VariantCopyInd(plain.Raw(), const_cast<VARIANT*>(&value));
-    if (FAILED(result)) throw TradeApiError(result, DescribeError(result));
-    return plain;
+bool LeadsNowhere(const VARIANT& value) {
+    if ((value.vt & VT_BYREF) == 0) return false;
+    if (value.byref == nullptr) return true;
+    if (value.vt != (VT_BYREF | VT_VARIANT)) return false;
+    return (value.pvarVal->vt & VT_BYREF) != 0 && value.pvarVal->byref == nullptr;
+}
+
+// The value itself, whatever lies between; nothing for what leads nowhere. Fails for a reference to
+// a reference, among others.
+HRESULT Dereference(const VARIANT& value, Variant& plain) {
+    if (LeadsNowhere(value)) return S_OK;
+    return VariantCopyInd(plain.Raw(), const_cast<VARIANT*>(&value));
 }
 
 Variant Converted(const VARIANT& value, VARTYPE type) {
-    Variant plain = Dereferenced(value);
+    Variant plain;
+    if (const HRESULT code = Dereference(value, plain); FAILED(code))
+        throw TradeApiError(code, DescribeError(code));
     if (plain.Value().vt == type) return plain;
     const bool nothing = plain.Value().vt == VT_NULL ||
                          (plain.Value().vt == VT_BSTR && SysStringLen(plain.Value().bstrVal) == 0);
@@ -69,8 +76,8 @@ std::int64_t ToInt64(const VARIANT& value) { return Converted(value, VT_I8).Valu
 Text ToText(const VARIANT& value) { return TextOf(Converted(value, VT_BSTR).Value().bstrVal); }
 
 std::optional<Text> HeldText(const VARIANT& value) {
-    const Variant plain = Dereferenced(value);
-    if (plain.Value().vt != VT_BSTR) return std::nullopt;
+    Variant plain;
+    if (FAILED(Dereference(value, plain)) || plain.Value().vt != VT_BSTR) return std::nullopt;
     return TextOf(plain.Value().bstrVal);
 }
 

@@ -68,7 +68,7 @@ std::int32_t ToInt(const VARIANT& value);
 std::int64_t ToInt64(const VARIANT& value);
 Text ToText(const VARIANT& value);
 
-// The text that the variant holds; nothing when it holds anything else.
+// The text that the variant holds; nothing when it holds anything else or leads nowhere.
 std::optional<Text> HeldText(const VARIANT& value);
 
 // Null when the variant holds no object. The variant keeps its reference.

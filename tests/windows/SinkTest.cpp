@@ -123,8 +123,19 @@ TEST_F(SinkTest, ArgumentsByReferenceAndOfOtherTypesAreTaken) {
     EXPECT_EQ(trade_.last, L"account 7 -100 3");
     EXPECT_EQ(Fire(kTrade, 9, Text(L"t"), kSeven, Text(L"s"), Text(L"direct")), S_OK);
     EXPECT_EQ(trade_.last, L"topic t 7 s direct");
-    EXPECT_EQ(Fire(kTrade, 9, Text(L"t"), kSeven, Text(L"s"), &kind), S_OK);
-    EXPECT_EQ(trade_.last, L"topic t 7 s (none)");
+    const auto typed = [](VARTYPE type, Variant* target) {
+        Variant made(target);
+        made.Raw()->vt = type;
+        return made;
+    };
+    Variant once(&text), nowhere = typed(VT_BYREF | VT_BSTR, &text), unknown = typed(77, &text);
+    nowhere.Raw()->byref = nullptr;
+    for (Variant* noText : {&kind, &once, &nowhere, &unknown}) {
+        trade_.last.clear();
+        EXPECT_EQ(Fire(kTrade, 9, Text(L"t"), kSeven, Text(L"s"), noText), S_OK);
+        EXPECT_EQ(trade_.last, L"topic t 7 s (none)");
+    }
+    EXPECT_NE(Fire(kTrade, 9, Text(L"t"), kSeven, &once, Text(L"file")), S_OK); // no data: dropped
 }
 
 TEST_F(SinkTest, WhatIsNotInTheTableIsRefused) {
