@@ -92,6 +92,13 @@ void CHalvaneDlg::SubscribeTopics() {
     }
 }
 
+void CHalvaneDlg::LetGoOfPlatform() {
+    publishing_ = {};
+    supervision_ = {};
+    broker_.reset(); // with the handlers, which hold objects of the platform
+    tradeApi_.reset();
+}
+
 Text CHalvaneDlg::StatusText() const {
     const auto line = [](const wchar_t* name, const Text& value) {
         return Format(L"%s: %s\r\n", name, value.empty() ? L"-" : value.c_str());

@@ -31,6 +31,10 @@ class CHalvaneDlg : public HostEvents {
     // and the process is to end.
     [[nodiscard]] bool OnInitDialog(const std::vector<Text>& arguments);
 
+    // Ends all that uses the platform and lets go of it. May take as long as the platform keeps one
+    // of our calls; nothing but the end of the process may follow.
+    void LetGoOfPlatform();
+
     // What a person wants to know who looks at the program, line by line.
     Text StatusText() const;
 

@@ -6,6 +6,8 @@ namespace halvane {
 
 std::unique_ptr<TradeApi> MakeComponentTradeApi() { return nullptr; }
 
+void ForgiveComponentFaults() {}
+
 void UnloadComponents() {}
 
 } // namespace halvane

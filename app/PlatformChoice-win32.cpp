@@ -9,8 +9,8 @@ namespace {
 
 bool askedForComponent = false; // on the host's thread alone
 
-// The host's work is done: a fault from here on, in the component or on a thread that still uses
-// it, is no reason to report a failure.
+// A fault in the component, or on a thread that still uses it, is no reason to report a failure
+// when the work is done.
 LONG WINAPI EndAsMeant(EXCEPTION_POINTERS*) {
     TerminateProcess(GetCurrentProcess(), 0);
     return EXCEPTION_EXECUTE_HANDLER;
@@ -23,10 +23,12 @@ std::unique_ptr<TradeApi> MakeComponentTradeApi() {
     return MakeComTradeApi();
 }
 
+void ForgiveComponentFaults() {
+    if (askedForComponent) SetUnhandledExceptionFilter(EndAsMeant);
+}
+
 void UnloadComponents() {
-    if (!askedForComponent) return;
-    SetUnhandledExceptionFilter(EndAsMeant);
-    UnloadComponentModules();
+    if (askedForComponent) UnloadComponentModules();
 }
 
 } // namespace halvane

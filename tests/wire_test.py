@@ -3,6 +3,7 @@ byte for byte, and how it ends. Takes the path of the program as its last argume
 
 import json
 import socket
+import time
 import unittest
 
 import zmq
@@ -158,6 +159,24 @@ class Ending(WireTest):
             client.send_multipart([b"", b'{"Request":"FOO"}'])
         client.recv_multipart()
         self.assertEqual(gateway.end(), 0)
+
+    def test_it_ends_while_the_platform_keeps_a_handler(self):
+        gateway = self.new_gateway()
+        slow = {
+            "accounts": [{"brokerId": "B", "account": "1", "balance": 1}],
+            "exchanges": [{"exchange": "X"}],
+            "stocks": [{"security": "A", "exchange": "X", "price": 100, "tick": 1}],
+            "incidents": [{"kind": "delayAnswers", "after": 0, "for": 3600, "delayMs": 10000}],
+        }
+        (gateway.folder / "slow.json").write_text(json.dumps(slow))
+        gateway.start(f"paper:{gateway.folder}/slow.json", gateway.system_name, SERVICE_KEY)
+        with gateway.logged_in_client() as client:
+            asker = self.socket(zmq.REQ, client.port)
+            asker.send(client.compose("CANCELORDER", Param={"ReportID": "kept"}))
+            until(lambda: any("CANCELORDER" in line for line in gateway.messages()), "the request")
+        started = time.monotonic()
+        self.assertEqual(gateway.end(), 0)
+        self.assertLess(time.monotonic() - started, 8)  # the handler is kept for ten
 
 
 class Served(WireTest):

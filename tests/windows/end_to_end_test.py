@@ -105,12 +105,31 @@ class Ending(EndToEnd):
         bare = {"HALVANE_WINE": PROGRAM.parent / "prefix-without-desktop", "HALVANE_WINE_DESKTOP": "none"}
         for environment in ({}, bare):
             with self.subTest(environment):
-                gateway, probe = self.start_probed(**environment)
+                asked = PROGRAM.parent / f"asked-{time.monotonic_ns()}"
+                self.addCleanup(asked.unlink)
+                gateway, probe = self.start_probed(PROBE_ASKED=windows_path(asked), **environment)
                 self.fire_host(gateway, probe, 1)
                 gateway.logged("[RepWorker]working...")
+                self.fire_host(gateway, probe, 2, "I4:2", "I4:1", "BSTR:")
+                gateway.logged("[PublishWorker]working...")
+                self.ask_for_refused_rows(gateway, probe)
                 self.fire_host(gateway, probe, 2, "I4:2", "I4:0", "BSTR:go home")
                 self.assertEqual(gateway.wait(), 0)
                 self.assertIn("OnCommandMsg:2-0-go home", gateway.messages())
+                self.assertEqual(asked.read_text(), "0")  # objects were left when it was asked to go
+
+    def ask_for_refused_rows(self, gateway, probe):
+        """A handler asks for them again and again and holds an item meanwhile."""
+        probe.tell("reference", 3, f"BSTR:{gateway.system_name}")
+        probe.tell("fire", "trade", 1, "I4:1", "BSTR:", "I4:1")
+        client = gateway.client()
+        self.addCleanup(client.close)
+        client.log_in(gateway.system_name, "key")
+        asker = connect(zmq.REQ, client.port)
+        self.addCleanup(asker.close)
+        probe.calls()
+        asker.send(client.compose("ACCOUNTS"))
+        until(lambda: any(" method 4(" in call for call in probe.calls()), "the question")
 
     def test_a_component_that_crashes_in_the_farewell(self):
         for place in (1, 2):
@@ -179,6 +198,7 @@ class Paper(EndToEnd):
 
     def test_as_the_component_it_is_reached_through_the_binding(self):
         gateway = self.start_counted("10.0.0.1:8000")
+        self.assertEqual(gateway.end(), 0)
         self.assertGreater(self.entries(gateway), 0)
 
 

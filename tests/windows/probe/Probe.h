@@ -36,5 +36,7 @@ struct ProbeControls {
 //   PROBE_WANDER   1: the class factory changes the current directory
 //   PROBE_DEAF     an event interface that it does not offer
 //   PROBE_CRASH    1: it crashes when asked whether it can be unloaded; 2: when it is unloaded
+//   PROBE_ASKED    a file: it writes there how many of its objects are referred to when it is asked
+//                  whether it can be unloaded
 //   PROBE_PORT     the port from which it is told what to do (Remote.h)
 extern "C" const ProbeControls* ProbeGetControls();
