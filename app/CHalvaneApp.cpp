@@ -3,6 +3,7 @@
 #include "app/PlatformChoice.h"
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
+#include "foundation/support/Settings.h"
 
 #include <chrono>
 #include <thread>
@@ -19,8 +20,12 @@ CHalvaneApp::CHalvaneApp(HostLoop& loop) : loop_(loop), dialog_(loop, MakeTradeA
 
 int CHalvaneApp::Run(const std::vector<Text>& arguments) {
     Log().Open(nullptr, ILogger::LL_INFO, ILogger::PRINT_FLAG_FILE);
-    const bool up = dialog_.OnInitDialog(arguments);
-    const int exitCode = up ? loop_.Run([this] { return dialog_.StatusText(); }) : 0;
+    int exitCode = 0;
+    if (dialog_.OnInitDialog(arguments)) {
+        const bool paper = IsPaper(GetSetting(L"HostAddress"));
+        exitCode = loop_.Run([this] { return dialog_.StatusText(); },
+                             paper ? WindowState::Open : WindowState::Minimised);
+    }
     DrainLog();
     ForgiveComponentFaults();
     if (LetGoOfPlatform()) UnloadComponents();

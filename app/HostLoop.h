@@ -6,6 +6,9 @@
 
 namespace halvane {
 
+// A person who starts the program wants to see it; the platform starts it beside other work.
+enum class WindowState { Open, Minimised };
+
 // The host's thread: work that comes from other threads is done on it, one piece after the other.
 // On Windows it is the message loop of the main window.
 class HostLoop {
@@ -18,9 +21,9 @@ class HostLoop {
     // Makes Run return that exit code, once the work before it is done. Safe from any thread.
     virtual void Quit(int exitCode) = 0;
 
-    // Does the posted work until told to quit. Where there is a window, it shows what `status`
-    // gives.
-    virtual int Run(std::function<Text()> status) = 0;
+    // Does the posted work until told to quit. Where there is a window, it comes up like this and
+    // shows what `status` gives.
+    virtual int Run(std::function<Text()> status, WindowState window) = 0;
 };
 
 } // namespace halvane

@@ -5,8 +5,10 @@
 
 namespace halvane {
 
+bool IsPaper(TextView hostAddress) { return hostAddress.starts_with(L"paper:"); }
+
 std::unique_ptr<TradeApi> MakeTradeApi(TextView hostAddress) {
-    return hostAddress.starts_with(L"paper:") ? MakePaperTradeApi() : MakeComponentTradeApi();
+    return IsPaper(hostAddress) ? MakePaperTradeApi() : MakeComponentTradeApi();
 }
 
 } // namespace halvane

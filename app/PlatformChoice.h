@@ -8,8 +8,11 @@ namespace halvane {
 
 class TradeApi;
 
-// The platform that the host address asks for: "paper:" and what follows is the embedded paper
-// platform, everything else the platform's automation component. Null when it cannot be created.
+// "paper:" and what follows.
+bool IsPaper(TextView hostAddress);
+
+// The platform that the host address asks for: the embedded paper platform or the platform's
+// automation component. Null when it cannot be created.
 std::unique_ptr<TradeApi> MakeTradeApi(TextView hostAddress);
 
 // The component; there is one on Windows only.

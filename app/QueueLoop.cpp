@@ -15,7 +15,7 @@ void QueueLoop::Quit(int exitCode) {
     });
 }
 
-int QueueLoop::Run(std::function<Text()>) {
+int QueueLoop::Run(std::function<Text()>, WindowState) {
     std::unique_lock guard(lock_);
     while (!exitCode_) {
         changed_.wait(guard, [this] { return !work_.empty(); });

@@ -15,7 +15,7 @@ class QueueLoop : public HostLoop {
   public:
     void Post(std::function<void()> work) override;
     void Quit(int exitCode) override;
-    int Run(std::function<Text()> status) override;
+    int Run(std::function<Text()> status, WindowState window) override;
 
   private:
     std::mutex lock_;

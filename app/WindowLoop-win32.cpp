@@ -65,9 +65,10 @@ void WindowLoop::DoPostedWork() {
 
 void WindowLoop::ShowStatus() { SetDlgItemTextW(window_, HALVANE_STATUS, status_().c_str()); }
 
-int WindowLoop::Run(std::function<Text()> status) {
+int WindowLoop::Run(std::function<Text()> status, WindowState window) {
     status_ = std::move(status);
-    ShowWindow(window_, SW_SHOWMINNOACTIVE);
+    // Open, unless whoever starts the program wants it otherwise; minimised, it takes no focus.
+    ShowWindow(window_, window == WindowState::Open ? SW_SHOWDEFAULT : SW_SHOWMINNOACTIVE);
     SetTimer(window_, kStatusTimer, kStatusMs, nullptr);
     ShowStatus();
     DoPostedWork(); // what came before the loop, in case its messages are gone

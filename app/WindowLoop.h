@@ -20,7 +20,7 @@ class WindowLoop : public HostLoop {
 
     void Post(std::function<void()> work) override;
     void Quit(int exitCode) override;
-    int Run(std::function<Text()> status) override;
+    int Run(std::function<Text()> status, WindowState window) override;
 
     // For the window's procedure.
     void DoPostedWork();

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Puts what build/windows holds into build/Halvane-<version>-windows-x64.zip: the program, its settings,
-# our component, a README, and the licences of all that is linked in.
+# our component, the Python client, what there is to read, and the licences of all that is linked in.
 set -euo pipefail
 cd -P -- "$(dirname -- "$0")/.."
 
@@ -16,11 +16,15 @@ put_text() { sed 's/$/\r/' "$1" >"$folder/$2"; }
 put_program() { x86_64-w64-mingw32-strip -o "$folder/$2" "build/windows/bin/$1"; }
 put_copyright() { put_text "/usr/share/doc/$1/copyright" "licences/$2"; }
 
-mkdir -p "$folder/Configs" "$folder/licences" "$folder/paper-component"
+mkdir -p "$folder"/{Configs,clients,docs,licences,paper-component}
 put_program Halvane64.exe Halvane64.exe
 put_program OVTradeAPI64.dll paper-component/OVTradeAPI64.dll
 put_text app/README-windows.txt README.txt
-put_text docs/paper.md paper.md
+put_text docs/paper.md docs/paper.md
+put_text docs/protocol.md docs/protocol.md
+cp -R clients/python "$folder/clients/"
+find "$folder/clients" -depth \( -name '__pycache__' -o -name '*.pyc' -o -name '*.egg-info' -o -name build \
+    -o -name dist -o -name '.*cache' \) -exec rm -rf {} +
 put_text app/Configs/ZMQ.ini Configs/ZMQ.ini
 put_text app/Configs/TradeApi.ini Configs/TradeApi.ini
 put_text LICENSE licences/Halvane.txt

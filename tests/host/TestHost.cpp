@@ -107,7 +107,7 @@ bool TestHost::Initialise() { return dialog_->OnInitDialog(arguments_); }
 
 void TestHost::Serve() {
     ASSERT_TRUE(Initialise());
-    thread_ = std::jthread([this] { loop_.Run({}); });
+    thread_ = std::jthread([this] { loop_.Run({}, WindowState::Minimised); });
     api_->hostEvents->OnGeneralServiceUpdate();
     api_->hostEvents->OnCommandMsg(2, 1, L"");
     log.WaitFor("INFO [PublishWorker]working...");

@@ -1,6 +1,7 @@
 """Runs Halvane64.exe under Wine, installed as the platform installs it, with real components in its folder,
 and talks to it from this system. The last arguments are the program, the same that counts the entries of its
-automation binding, our component, the probe, and a module that uses what the program exports."""
+automation binding, our component, the probe, a module that uses what the program exports, and a program
+that says how another one's window is shown."""
 
 import json
 import re
@@ -15,7 +16,7 @@ from running_gateway import PATIENCE, ROOT, SERVICE_KEY, connect, take_paths, un
 
 from halvane import HalvaneError
 
-PROGRAM, COUNTED, COMPONENT, PROBE, GUEST = take_paths(5)
+PROGRAM, COUNTED, COMPONENT, PROBE, GUEST, SHOWN_WINDOW = take_paths(6)
 HOST_EVENTS = "{34DBB30A-5EEC-4F17-B62F-95D47EFCA465}"
 TRADE_EVENTS = "{485C6CCF-70AE-4CAD-810F-9B67B9BD135E}"
 MEMBER_NOT_FOUND = -2147352573
@@ -143,6 +144,13 @@ class Ending(EndToEnd):
         gateway.start_on_paper()
         gateway.logged("[PublishWorker]working...")
         self.assertEqual(gateway.end(), 0)
+
+    def test_the_window_is_open_on_paper_and_minimised_with_a_platform(self):
+        for address, shown in [("paper:", "open"), ("host:1", "minimised")]:
+            gateway = self.new_gateway(COMPONENT, name=f"Halvane64 {shown}")
+            gateway.start(address, gateway.system_name, SERVICE_KEY)
+            gateway.logged("[PublishWorker]working...")
+            self.assertEqual(wine(SHOWN_WINDOW, gateway.program.name), shown)
 
 
 class Paper(EndToEnd):

@@ -21,8 +21,9 @@ def windows_path(path):
 
 
 def wine(*words):
-    """Runs one of Wine's own programs."""
-    subprocess.run([RUN_WINE, *words], stdin=subprocess.DEVNULL, capture_output=True, check=True)
+    """Runs a program and gives what it says."""
+    ran = subprocess.run([RUN_WINE, *words], stdin=subprocess.DEVNULL, capture_output=True, check=True)
+    return ran.stdout.decode().strip()
 
 
 class Probe:
