@@ -179,6 +179,11 @@ class Ending(WireTest):
         self.assertLess(time.monotonic() - started, 8)  # the handler is kept for ten
 
 
+class LargeRequests(WireTest):
+    def test_none_stalls(self):
+        self.assertLess(self.start().slowest_large_request(), 0.5)
+
+
 class Served(WireTest):
     """One gateway for all tests of the class."""
 

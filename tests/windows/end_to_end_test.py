@@ -204,6 +204,11 @@ class Paper(EndToEnd):
         self.assertEqual(gateway.end(), 0)
         self.assertEqual(self.entries(gateway), 0)
 
+    def test_large_requests_do_not_stall(self):
+        gateway = self.new_gateway()
+        gateway.start_on_paper()
+        self.assertLess(gateway.slowest_large_request(), 0.5)
+
     def test_as_the_component_it_is_reached_through_the_binding(self):
         gateway = self.start_counted("10.0.0.1:8000")
         self.assertEqual(gateway.end(), 0)
