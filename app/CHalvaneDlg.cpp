@@ -27,7 +27,7 @@ Text ReadBindAddress() {
 }
 
 void LogFailure(const wchar_t* work, const std::exception& error) {
-    Log().Error(L"%s failed: %s", work, FromUtf8(error.what()).value_or(L"").c_str());
+    Log().Error(L"%s failed: %s", work, ReasonOf(error).c_str());
 }
 
 } // namespace

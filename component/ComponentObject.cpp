@@ -70,7 +70,7 @@ HRESULT ComponentObject::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS*
     } catch (const TradeApiError& error) {
         return Fail(exception, error.Code(), error.Description());
     } catch (const std::exception& error) {
-        return Fail(exception, E_FAIL, FromUtf8(error.what()).value_or(L""));
+        return Fail(exception, E_FAIL, ReasonOf(error));
     }
 }
 

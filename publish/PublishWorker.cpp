@@ -39,8 +39,7 @@ template <class Work> void HandleEvent(const wchar_t* event, Work work) {
     try {
         work();
     } catch (const std::exception& error) {
-        Log().Error(L"[PublishWorker]%s failed: %s", event,
-                    FromUtf8(error.what()).value_or(L"").c_str());
+        Log().Error(L"[PublishWorker]%s failed: %s", event, ReasonOf(error).c_str());
     }
 }
 

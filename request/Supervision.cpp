@@ -15,8 +15,7 @@ void ExecuteCheckPingTime(std::stop_token stop) {
         try {
             ReportSilentSessions();
         } catch (const std::exception& error) {
-            Log().Error(L"ExecuteCheckPingTime() failed: %s",
-                        FromUtf8(error.what()).value_or(L"").c_str());
+            Log().Error(L"ExecuteCheckPingTime() failed: %s", ReasonOf(error).c_str());
         }
     } while (TheClock().Sleep(kRoundMs, stop));
 }

@@ -94,6 +94,8 @@ Text FromFileBytes(std::string_view bytes) {
     return text;
 }
 
+Text ReasonOf(const std::exception& error) { return FromUtf8(error.what()).value_or(L""); }
+
 std::string ToUtf8(TextView text) {
     std::string out;
     out.reserve(text.size());

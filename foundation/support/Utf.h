@@ -2,6 +2,7 @@
 
 #include "foundation/support/Text.h"
 
+#include <exception>
 #include <filesystem>
 #include <optional>
 
@@ -16,6 +17,9 @@ std::optional<Text> FromUtf8(std::string_view bytes);
 // The text of a file that somebody else has written: UTF-16 when it begins with that byte-order mark
 // (little-endian, the mark is no part of the text), else UTF-8, else one character for each byte.
 Text FromFileBytes(std::string_view bytes);
+
+// What the exception says; "" when that is not UTF-8.
+Text ReasonOf(const std::exception& error);
 
 // Text to UTF-8, always well-formed: a surrogate without its partner becomes U+FFFD.
 std::string ToUtf8(TextView text);

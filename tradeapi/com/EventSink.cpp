@@ -83,7 +83,7 @@ class EventSink final : public IDispatch {
             result = error.Code();
             Report(row, error.Description().c_str());
         } catch (const std::exception& error) {
-            Report(row, FromUtf8(error.what()).value_or(L"").c_str());
+            Report(row, ReasonOf(error).c_str());
         } catch (...) {
             Report(row, L"unknown");
         }
