@@ -10,6 +10,8 @@
 namespace halvane {
 namespace {
 
+constexpr std::uint32_t kRetryMs = 100;
+
 // False when the platform refused a row and the page has to be read again.
 bool WriteRows(JsonWriter& reply, const RowQuery& query, TradeApi& tradeApi, Item& item,
                TextView accountMask, std::int32_t start) {
@@ -31,20 +33,29 @@ bool WriteRows(JsonWriter& reply, const RowQuery& query, TradeApi& tradeApi, Ite
 
 } // namespace
 
-void AnswerRowQuery(RepWorker& worker, const Request& request, const RowQuery& query) {
-    const bool paged = query.pageSize != kAllRows;
-    const std::int32_t start = paged ? ToInt32(request.Member(L"QryIndex")) : 0;
-    const auto item = CreateItem(worker, request, query.itemClass);
+void AnswerRows(RepWorker& worker, const Request& request, ItemClass itemClass,
+                const wchar_t* arrayName,
+                const std::function<bool(JsonWriter& reply, Item& item)>& write) {
+    const auto item = CreateItem(worker, request, itemClass);
     if (item == nullptr) return;
     do {
         JsonWriter reply;
         BeginReply(reply, request.name);
-        reply.BeginArray(query.arrayName);
-        const bool whole = WriteRows(reply, query, worker.Platform(), *item,
-                                     request.Member(L"AccountMask"), start);
+        reply.BeginArray(arrayName);
+        const bool whole = write(reply, *item);
         reply.EndArray();
         if (whole) return worker.SendData(reply.Finish(), true);
     } while (worker.Pause(kRetryMs));
+}
+
+void AnswerRowQuery(RepWorker& worker, const Request& request, const RowQuery& query) {
+    const bool paged = query.pageSize != kAllRows;
+    const std::int32_t start = paged ? ToInt32(request.Member(L"QryIndex")) : 0;
+    AnswerRows(worker, request, query.itemClass, query.arrayName,
+               [&](JsonWriter& reply, Item& item) {
+                   return WriteRows(reply, query, worker.Platform(), item,
+                                    request.Member(L"AccountMask"), start);
+               });
 }
 
 Text SymbolOfPosition(Item& item) {

@@ -3,6 +3,8 @@
 #include "tradeapi/Fields.h"
 #include "tradeapi/Items.h"
 
+#include <functional>
+
 namespace halvane {
 
 class RepWorker;
@@ -22,8 +24,12 @@ struct RowQuery {
 inline constexpr std::int32_t kPage = 50;
 inline constexpr std::int32_t kAllRows = INT32_MAX;
 
-// Between two tries at rows that the platform refuses.
-inline constexpr std::uint32_t kRetryMs = 100;
+// Replies with an array of that name. `write` fills it with the help of an item of that class; as
+// long as it gives false, because the platform refuses a row, it is asked again with an empty
+// array.
+void AnswerRows(RepWorker& worker, const Request& request, ItemClass itemClass,
+                const wchar_t* arrayName,
+                const std::function<bool(JsonWriter& reply, Item& item)>& write);
 
 // Replies with a page of rows from member "QryIndex" on, or with all rows where there are no pages.
 void AnswerRowQuery(RepWorker& worker, const Request& request, const RowQuery& query);
