@@ -11,7 +11,7 @@ template <class Object>
 Object Created(Object object, ItemClass itemClass, RepWorker& worker, const Request& request) {
     if (object == nullptr) {
         Log().Fatal(L"[RepWorker]create %s failed", ProgIdOf(itemClass));
-        worker.ReplyFail(request.name, kInitialFailed, request.sessionKey);
+        worker.Refuse(request, kInitialFailed);
     }
     return object;
 }

@@ -45,7 +45,7 @@ std::map<Text, Text, std::less<>> LoadContractNames() {
 }
 
 void LogFailure(const wchar_t* work, const std::exception& error) {
-    Log().Error(L"[RepWorker]%s failed: %s", work, FromUtf8(error.what()).value_or(L"").c_str());
+    Log().Error(L"[RepWorker]%s failed: %s", work, ReasonOf(error).c_str());
 }
 
 } // namespace
@@ -132,20 +132,20 @@ void RepWorker::Run(const Operation& operation, const JsonValue& root) {
     if (operation.checks & kSilent)
         ReplyFail(operation.name, L"", L"");
     else
-        ReplyFail(operation.name, kHandlerFailed, request.sessionKey);
+        Refuse(request, kHandlerFailed);
 }
 
 bool RepWorker::Admit(const Operation& operation, const Request& request) {
     if (operation.checks & kTradeData) WaitForTradeData();
     if (operation.checks & kSession) {
         if (!IsSessionKnown(request.sessionKey)) {
-            ReplyFail(operation.name, kIllegalSession, request.sessionKey);
+            Refuse(request, kIllegalSession);
             return false;
         }
         UpdatePingTime(Text(request.sessionKey));
     }
     if ((operation.checks & kParam) && !request.hasParam) {
-        ReplyFail(operation.name, kNoParam, request.sessionKey);
+        Refuse(request, kNoParam);
         return false;
     }
     return true;
@@ -159,6 +159,10 @@ void RepWorker::WaitForTradeData() {
 
 void RepWorker::ReplyFail(TextView request, TextView errMsg, TextView sessionKey) {
     SendData(FailureReply(request, errMsg, sessionKey), true);
+}
+
+void RepWorker::Refuse(const Request& request, TextView reason) {
+    ReplyFail(request.name, reason, request.sessionKey);
 }
 
 void RepWorker::SendData(TextView json, bool log) {

@@ -36,6 +36,8 @@ class RepWorker : public CppUtility::ReceiveNotification {
     // The two ways to reply. Every reply leaves through SendData, as UTF-8 and a zero byte.
     void ReplyFail(TextView request, TextView errMsg, TextView sessionKey);
     void SendData(TextView json, bool log);
+    // The failure reply to a request that was understood.
+    void Refuse(const Request& request, TextView reason);
 
     // "RemoveLoginInfo": a session has timed out. Called on the notification thread.
     void OnNotification(const wchar_t* name, const wchar_t* param) override;

@@ -21,10 +21,7 @@ std::optional<OrderKind> KindOf(TextView symbol) {
 
 void NewOrder(RepWorker& worker, const Request& request) {
     const std::optional<OrderKind> kind = KindOf(request.Param(L"Symbol"));
-    if (!kind) {
-        worker.ReplyFail(request.name, L"symbol is error!!", request.sessionKey);
-        return;
-    }
+    if (!kind) return worker.Refuse(request, L"symbol is error!!");
     const auto parameters = CreateParameters(worker, request, kind->parameters);
     if (parameters == nullptr) return;
     PutOrderFields(kind->name, *parameters, kind->fields, request.param);

@@ -28,14 +28,9 @@ Text StampedOrder(const JsonValue& param, const RepWorker& worker) {
 } // namespace
 
 void NewStrategyOrder(RepWorker& worker, const Request& request) {
-    if (request.Param(L"StrategyType").empty()) {
-        worker.ReplyFail(request.name, L"StrategyType is error!!", request.sessionKey);
-        return;
-    }
-    if (!worker.HasPlatform()) {
-        worker.ReplyFail(request.name, L"trade api is error!!", request.sessionKey);
-        return;
-    }
+    if (request.Param(L"StrategyType").empty())
+        return worker.Refuse(request, L"StrategyType is error!!");
+    if (!worker.HasPlatform()) return worker.Refuse(request, L"trade api is error!!");
     const Text order = StampedOrder(request.param, worker);
     Log().Info(L"NewStrategyOrder:%s", order.c_str());
     worker.Platform().NewStrategyOrder(order);

@@ -16,10 +16,6 @@ namespace {
 constexpr std::uint32_t kRecoverTimeoutMs = 30000;
 constexpr std::int64_t kLatestBareDate = 30'000'000; // a larger number carries a time of day
 
-void Refuse(RepWorker& worker, const Request& request, TextView reason) {
-    worker.ReplyFail(request.name, reason, request.sessionKey);
-}
-
 // A list may hold every instrument there is: such replies are logged by name only.
 void ReplyUnlogged(RepWorker& worker, const Request& request, const wchar_t* member,
                    const JsonValue& value) {
@@ -35,13 +31,13 @@ bool LoadList(RepWorker& worker, const Request& request, const Text& path, JsonD
     Text text;
     if (!ReadContractListFile(path, text)) {
         Log().Error(L"ReqGetContractList open file failed. FileName:%s", path.c_str());
-        Refuse(worker, request, L"open file fail");
+        worker.Refuse(request, L"open file fail");
         return false;
     }
     if (!ParseJson(text, list)) {
         text.insert(0, L"ReqGetContractList parse failed. Data:");
         Log().Error_0(text.c_str()); // not formatted: it may be hundreds of megabytes long
-        Refuse(worker, request, L"parse failed");
+        worker.Refuse(request, L"parse failed");
         return false;
     }
     return true;
@@ -95,7 +91,7 @@ void QueryAllInstrument(RepWorker& worker, const Request& request) {
     const Text dateTime(request.Member(L"DateTime"));
     if (alias.empty()) {
         Log().Error(L"ReqGetContractList Alias is empty");
-        Refuse(worker, request, L"ContractName failed");
+        worker.Refuse(request, L"ContractName failed");
     } else if (dateTime.empty()) {
         ReplyCurrentList(worker, request, alias);
     } else {
@@ -107,13 +103,13 @@ void QueryInstrumentInfo(RepWorker& worker, const Request& request) {
     const TextView symbol = request.Member(L"Symbol");
     if (symbol.empty()) {
         Log().Error(L"ReqGetInstrumentInfo ContractName failed. ContractName:%s", L"");
-        return Refuse(worker, request, L"ContractName failed");
+        return worker.Refuse(request, L"ContractName failed");
     }
     const Text data = worker.Platform().GetInstrumentData(L"ALL", symbol);
     JsonDocument info;
     if (!ParseJson(data, info)) {
         Log().Error(L"ReqGetInstrumentInfo parse failed. Data:%s", data.c_str());
-        return Refuse(worker, request, L"parse failed");
+        return worker.Refuse(request, L"parse failed");
     }
     ReplyUnlogged(worker, request, L"Info", info);
 }
