@@ -5,7 +5,6 @@
 
 #include <objbase.h>
 
-#include <atomic>
 #include <iterator>
 
 namespace halvane {
@@ -16,10 +15,9 @@ constexpr ComponentClass kRegistryClasses[] = {
     {L"Ovaro.TradeReplaceOrderParameters.1", L"{CFA7FF53-10DA-41CA-8A25-81AF31267FB1}"},
 };
 
-class ClassFactory final : public IClassFactory {
+class ClassFactory final : public Counted<IClassFactory> {
   public:
     explicit ClassFactory(const ComponentClass& componentClass) : class_(componentClass) {}
-    virtual ~ClassFactory() = default;
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
         if (object == nullptr) return E_POINTER;
@@ -28,12 +26,6 @@ class ClassFactory final : public IClassFactory {
         if (!offered) return E_NOINTERFACE;
         AddRef();
         return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --references_;
-        if (left == 0) delete this;
-        return left;
     }
 
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID id, void** object) override {
@@ -50,7 +42,6 @@ class ClassFactory final : public IClassFactory {
 
   private:
     const ComponentClass class_;
-    std::atomic<ULONG> references_ = 1;
 };
 
 ComPtr<IDispatch> MakeItemObject(ItemClass itemClass) {

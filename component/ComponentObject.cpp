@@ -39,26 +39,6 @@ HRESULT ComponentObject::QueryInterface(REFIID id, void** object) {
     return S_OK;
 }
 
-ULONG ComponentObject::AddRef() { return ++references_; }
-
-ULONG ComponentObject::Release() {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-}
-
-HRESULT ComponentObject::GetTypeInfoCount(UINT* count) {
-    if (count == nullptr) return E_POINTER;
-    *count = 0;
-    return S_OK;
-}
-
-HRESULT ComponentObject::GetTypeInfo(UINT, LCID, ITypeInfo**) { return E_NOTIMPL; }
-
-HRESULT ComponentObject::GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) {
-    return DISP_E_UNKNOWNNAME;
-}
-
 HRESULT ComponentObject::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
                                 VARIANT* result, EXCEPINFO* exception, UINT*) {
     if (parameters == nullptr) return E_POINTER;

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "tradeapi/Automation.h"
-
-#include <atomic>
+#include "tradeapi/AutomationObject.h"
 
 namespace halvane {
 
@@ -13,24 +12,15 @@ class PositionTracker;
 // Objects of this module that are still referred to.
 int CountComponentObjects();
 
-// What all objects of the component have in common: references, late binding by dispatch id, and
-// the way from an object that comes as an argument to what it stands for. Made with one reference.
-// No exception leaves it: a failure is reported as automation reports failures.
-class ComponentObject : public IDispatch {
+// What all objects of the component have in common: late binding by dispatch id, and the way from
+// an object that comes as an argument to what it stands for. No exception leaves it: a failure is
+// reported as automation reports failures.
+class ComponentObject : public LateBound<> {
   public:
     ComponentObject();
-    virtual ~ComponentObject();
-    ComponentObject(const ComponentObject&) = delete;
-    ComponentObject& operator=(const ComponentObject&) = delete;
+    ~ComponentObject() override;
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override;
-    ULONG STDMETHODCALLTYPE AddRef() override;
-    ULONG STDMETHODCALLTYPE Release() override;
-
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count,
-                                            LCID locale, DISPID* ids) override;
     HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID reserved, LCID locale, WORD flags,
                                      DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                                      UINT* fault) override;
@@ -47,9 +37,6 @@ class ComponentObject : public IDispatch {
 
     // An interface beyond those that every object has; null when there is none. Adds no reference.
     virtual IUnknown* FindInterface(REFIID) { return nullptr; }
-
-  private:
-    std::atomic<ULONG> references_ = 1;
 };
 
 // The object of this component behind an automation object; null when it comes from elsewhere. It

@@ -3,10 +3,10 @@
 #include "foundation/logger/Log.h"
 #include "foundation/support/Guarded.h"
 #include "foundation/support/Utf.h"
+#include "tradeapi/AutomationObject.h"
 #include "tradeapi/TradeApi.h"
 
 #include <algorithm>
-#include <atomic>
 #include <condition_variable>
 #include <mutex>
 
@@ -14,11 +14,10 @@ namespace halvane {
 
 // The object that the component calls. It lives as long as anyone holds it; closed, it takes events
 // and drops them.
-class EventSink final : public IDispatch {
+class EventSink final : public LateBound<> {
   public:
     EventSink(REFIID events, std::vector<EventRow> rows)
         : events_(events), rows_(std::move(rows)) {}
-    virtual ~EventSink() = default;
 
     void Close() {
         std::unique_lock guard(lock_);
@@ -34,22 +33,6 @@ class EventSink final : public IDispatch {
         if (!offered) return E_NOINTERFACE;
         AddRef();
         return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --references_;
-        if (left == 0) delete this;
-        return left;
-    }
-
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
-        if (count == nullptr) return E_POINTER;
-        *count = 0;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        return DISP_E_UNKNOWNNAME;
     }
 
     HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
@@ -97,7 +80,6 @@ class EventSink final : public IDispatch {
 
     const IID events_;
     const std::vector<EventRow> rows_;
-    std::atomic<ULONG> references_ = 1;
     std::mutex lock_; // not held while a row is called
     std::condition_variable idle_;
     bool open_ GUARDED_BY(lock_) = true;

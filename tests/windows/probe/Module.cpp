@@ -1,4 +1,4 @@
-#include "tests/windows/probe/Counted.h"
+#include "tests/windows/probe/Live.h"
 #include "tests/windows/probe/Objects.h"
 #include "tests/windows/probe/Probe.h"
 #include "tests/windows/probe/Recorder.h"
@@ -47,7 +47,7 @@ void WriteCounter(const wchar_t* name, int value) {
     SetEnvironmentVariableW(name, std::to_wstring(value).c_str());
 }
 
-class Factory final : public Counted<IClassFactory> {
+class Factory final : public Live<halvane::Counted<IClassFactory>> {
   public:
     explicit Factory(const wchar_t* name) : name_(name) {}
 

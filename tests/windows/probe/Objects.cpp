@@ -1,6 +1,6 @@
 #include "tests/windows/probe/Objects.h"
 
-#include "tests/windows/probe/Counted.h"
+#include "tests/windows/probe/Live.h"
 #include "tests/windows/probe/Recorder.h"
 
 #include <objbase.h>
@@ -24,7 +24,7 @@ struct Subscription {
 std::mutex lock;
 std::vector<Subscription> subscriptions;
 
-class ConnectionPoint final : public Counted<IConnectionPoint> {
+class ConnectionPoint final : public Live<halvane::Counted<IConnectionPoint>> {
   public:
     explicit ConnectionPoint(REFIID events) : events_(events) {}
 
@@ -64,7 +64,7 @@ class ConnectionPoint final : public Counted<IConnectionPoint> {
     const IID events_;
 };
 
-class ProbeObject final : public Counted<IDispatch, IConnectionPointContainer> {
+class ProbeObject final : public Live<halvane::LateBound<IConnectionPointContainer>> {
   public:
     explicit ProbeObject(const wchar_t* name) : name_(name) {}
 
@@ -79,14 +79,6 @@ class ProbeObject final : public Counted<IDispatch, IConnectionPointContainer> {
         return S_OK;
     }
 
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
-        *count = 0;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        return DISP_E_UNKNOWNNAME;
-    }
     HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
                                      VARIANT* result, EXCEPINFO* exception, UINT*) override {
         if (id != DISPID_VALUE)

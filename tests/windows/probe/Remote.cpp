@@ -2,7 +2,7 @@
 
 #include "tests/windows/probe/Remote.h"
 
-#include "tests/windows/probe/Counted.h"
+#include "tests/windows/probe/Live.h"
 #include "tests/windows/probe/Objects.h"
 #include "tests/windows/probe/Recorder.h"
 
