@@ -1,12 +1,7 @@
 #pragma once
 
 #include "app/HostLoop.h"
-#include "foundation/support/Guarded.h"
-
-#include <condition_variable>
-#include <deque>
-#include <mutex>
-#include <optional>
+#include "foundation/support/WorkQueue.h"
 
 namespace halvane {
 
@@ -18,10 +13,8 @@ class QueueLoop : public HostLoop {
     int Run(std::function<Text()> status, WindowState window) override;
 
   private:
-    std::mutex lock_;
-    std::condition_variable changed_;
-    std::deque<std::function<void()>> work_ GUARDED_BY(lock_);
-    std::optional<int> exitCode_ GUARDED_BY(lock_);
+    WorkQueue<std::function<void()>> work_;
+    std::optional<int> exitCode_; // of the thread that runs the loop alone
 };
 
 } // namespace halvane

@@ -38,10 +38,7 @@ WindowLoop::WindowLoop() : window_(MakeDialog(nullptr, this)) {
 WindowLoop::~WindowLoop() { DestroyWindow(window_); }
 
 void WindowLoop::Post(std::function<void()> work) {
-    {
-        const std::lock_guard guard(lock_);
-        work_.push_back(std::move(work));
-    }
+    work_.Post(std::move(work));
     PostMessageW(window_, kWorkPosted, 0, 0);
 }
 
@@ -53,13 +50,10 @@ void WindowLoop::Quit(int exitCode) {
 }
 
 void WindowLoop::DoPostedWork() {
-    std::unique_lock guard(lock_);
-    while (!work_.empty() && !exitCode_) {
-        const std::function<void()> next = std::move(work_.front());
-        work_.pop_front();
-        guard.unlock();
-        next();
-        guard.lock();
+    while (!exitCode_) {
+        const auto next = work_.NextIfAny();
+        if (!next) return;
+        (*next)();
     }
 }
 

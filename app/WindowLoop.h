@@ -1,11 +1,7 @@
 #pragma once
 
 #include "app/HostLoop.h"
-#include "foundation/support/Guarded.h"
-
-#include <deque>
-#include <mutex>
-#include <optional>
+#include "foundation/support/WorkQueue.h"
 
 struct HWND__;
 
@@ -29,9 +25,8 @@ class WindowLoop : public HostLoop {
   private:
     HWND__* window_;
     std::function<Text()> status_;
-    std::optional<int> exitCode_;
-    std::mutex lock_;
-    std::deque<std::function<void()>> work_ GUARDED_BY(lock_);
+    std::optional<int> exitCode_; // of the thread that runs the loop alone
+    WorkQueue<std::function<void()>> work_;
 };
 
 } // namespace halvane

@@ -2,13 +2,11 @@
 
 #include "foundation/support/Guarded.h"
 #include "foundation/support/Text.h"
+#include "foundation/support/WorkQueue.h"
 
 #include <algorithm>
-#include <condition_variable>
-#include <deque>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <thread>
 #include <vector>
 
@@ -32,15 +30,12 @@ class NotificationHub {
     using Receivers = std::vector<ReceiveNotification*>;
 
     void Dispatch(const std::stop_token& stop);
-    std::optional<Notification> Next(const std::stop_token& stop);
     void Deliver(const Notification& notification);
     Receivers ReceiversOf(TextView name);
 
     std::recursive_mutex receiversLock_; // also held while receivers are called
     std::map<Text, Receivers, std::less<>> receivers_ GUARDED_BY(receiversLock_);
-    std::mutex queueLock_;
-    std::deque<Notification> queue_ GUARDED_BY(queueLock_);
-    std::condition_variable_any queued_;
+    halvane::WorkQueue<Notification> queue_;
     std::jthread thread_{[this](const std::stop_token& stop) { Dispatch(stop); }}; // ends first
 };
 
@@ -60,25 +55,12 @@ void NotificationHub::Unregister(TextView name, ReceiveNotification* receiver) {
 }
 
 void NotificationHub::Send(TextView name, TextView param) {
-    {
-        const std::lock_guard guard(queueLock_);
-        queue_.push_back({Text(name), Text(param)});
-    }
-    queued_.notify_one();
+    queue_.Post({Text(name), Text(param)});
 }
 
 void NotificationHub::Dispatch(const std::stop_token& stop) {
-    while (const auto notification = Next(stop))
+    while (const auto notification = queue_.Next(stop))
         Deliver(*notification);
-}
-
-std::optional<NotificationHub::Notification> NotificationHub::Next(const std::stop_token& stop) {
-    std::unique_lock guard(queueLock_);
-    queued_.wait(guard, stop, [this] { return !queue_.empty(); });
-    if (stop.stop_requested()) return std::nullopt;
-    Notification front = std::move(queue_.front());
-    queue_.pop_front();
-    return front;
 }
 
 // Goes through a copy of the list, because receivers may change it; whoever has left it meanwhile
