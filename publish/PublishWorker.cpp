@@ -162,7 +162,9 @@ void PublishWorker::PublishReport(const wchar_t* dataType, ItemClass itemClass, 
         Log().Fatal(L"[PublishWorker]create %s failed", ProgIdOf(itemClass));
         return;
     }
-    tradeApi_->QueryReport(kOneReport, reportId, *item);
+    // A report that the platform does not know is published too, as a row without values: clients
+    // learn that something happened, and "ReportID":"" tells them that they cannot know what.
+    std::ignore = tradeApi_->QueryReport(kOneReport, reportId, *item);
     JsonWriter document;
     document.Member(L"DataType", dataType);
     document.BeginObject(L"Report");

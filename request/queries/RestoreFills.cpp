@@ -37,6 +37,7 @@ class FillWalk {
     bool Visit(Item& report, std::int32_t index, JsonWriter& reply) {
         const auto fill = CreateItem(worker_, request_, ItemClass::Fill);
         if (fill == nullptr) return false;
+        // A fill that the platform does not know takes its place in the pages, without values.
         worker_.Platform().QueryReport(kOneReport, report.GetIndexed(kFillEntry, index), *fill);
         const std::int32_t position = count_++;
         if (position < start_ || position - start_ >= kPage) return true;

@@ -135,6 +135,22 @@ TEST_F(Publishing, NothingIsLostOrTornUnderLoad) {
     }
 }
 
+TEST_F(Publishing, AReportThatThePlatformDoesNotKnowHasNoIdentity) {
+    host.Api().missingValues = true;
+    host.Api().queryReport = [](std::int32_t kind, const Text&, ProbeItem& item) {
+        item.ints[2] = item.ints[39] = 1; // the list has one report, the report one fill
+        return kind == kOneReport ? 0 : 1;
+    };
+    events->OnExecutionReport(L"unknown");
+    events->OnFilledReport(L"unknown");
+    const std::string key = host.LogIn();
+    for (const std::string& text :
+         {host.NextPublication("EXECUTIONREPORT"), host.NextPublication("FILLEDREPORT"),
+          host.AskText(R"({"Request":"RESTOREREPORT","SessionKey":")" + key + "\"}"),
+          host.AskText(R"({"Request":"RESTOREFILLREPORT","SessionKey":")" + key + "\"}")})
+        EXPECT_NE(text.find(R"({"ReportID":"")"), std::string::npos) << text;
+}
+
 TEST_F(Publishing, AFailingEventIsDroppedWithALine) {
     host.Api().throwing = {"report"};
     events->OnExecutionReport(L"R1");
