@@ -29,9 +29,11 @@ constexpr int kKeepAliveIdleS = 10;
 constexpr int kKeepAliveIntervalS = 5;
 constexpr int kKeepAliveProbes = 3;
 
-// On the back socket: a busy worker shall hold as few waiting requests as can be.
-constexpr int kQueuedRequests = 1;
-constexpr int kLinkBufferBytes = 2048;
+// On the back socket. Smaller ones would keep a blocked worker from holding more than some dozen
+// requests of others in a burst, and every request would pay for it with switches of threads; links
+// smaller still stall.
+constexpr int kQueuedRequests = 64;
+constexpr int kLinkBufferBytes = 8192;
 
 // Binds to `port` or the next free one below `end`, beginning again 10,000 lower there. Nothing
 // when a stop was requested.

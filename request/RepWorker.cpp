@@ -21,9 +21,9 @@ constexpr const wchar_t* kRemoveLoginInfo = L"RemoveLoginInfo";
 constexpr std::uint32_t kReadyLookMs = 100;
 constexpr int kReadyLooks = 200;
 
-// A blocked worker is dealt requests all the same; with little room on its link they go to others.
-constexpr int kQueuedRequests = 1;
-constexpr int kLinkBufferBytes = 2048;
+// The worker's end of its link to the broker, as wide as the other.
+constexpr int kQueuedRequests = 64;
+constexpr int kLinkBufferBytes = 8192;
 
 std::atomic<std::uint64_t> requestsServed = 0;
 
