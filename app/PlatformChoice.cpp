@@ -1,7 +1,7 @@
 #include "app/PlatformChoice.h"
 
+#include "paper/Paper.h"
 #include "tradeapi/TradeApi.h"
-#include "tradeapi/paper/Paper.h"
 
 namespace halvane {
 

@@ -6,12 +6,12 @@
 #include "foundation/support/Process.h"
 #include "foundation/support/Utf.h"
 #include "foundation/support/Zmq.h"
+#include "paper/Paper.h"
+#include "paper/base/Codes.h"
+#include "paper/base/PaperItem.h"
+#include "paper/base/Units.h"
+#include "paper/exchange/Exchange.h"
 #include "tradeapi/TradeEvents.h"
-#include "tradeapi/paper/Codes.h"
-#include "tradeapi/paper/Exchange.h"
-#include "tradeapi/paper/Paper.h"
-#include "tradeapi/paper/PaperItem.h"
-#include "tradeapi/paper/Units.h"
 
 #include <benchmark/benchmark.h>
 

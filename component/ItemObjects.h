@@ -1,8 +1,8 @@
 #pragma once
 
 #include "component/ComponentObject.h"
-#include "tradeapi/paper/PaperItem.h"
-#include "tradeapi/paper/Tracker.h"
+#include "paper/base/PaperItem.h"
+#include "paper/rows/Tracker.h"
 
 namespace halvane {
 

@@ -2,8 +2,8 @@
 
 #include "foundation/support/Process.h"
 #include "foundation/support/Utf.h"
+#include "paper/Paper.h"
 #include "tradeapi/ComponentIds.h"
-#include "tradeapi/paper/Paper.h"
 
 #include <olectl.h>
 

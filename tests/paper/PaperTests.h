@@ -1,11 +1,11 @@
 #pragma once
 
 #include "foundation/support/Numbers.h"
+#include "paper/base/Codes.h"
+#include "paper/base/PaperItem.h"
+#include "paper/base/Units.h"
+#include "paper/exchange/Exchange.h"
 #include "tests/JumpingClock.h"
-#include "tradeapi/paper/Codes.h"
-#include "tradeapi/paper/Exchange.h"
-#include "tradeapi/paper/PaperItem.h"
-#include "tradeapi/paper/Units.h"
 
 #include <gtest/gtest.h>
 
@@ -68,8 +68,8 @@ inline std::int32_t Send(Exchange& exchange, const Wish& wish) {
 }
 
 // A market of one stock and one future whose prices stand still at 100 and 1000, with one piece at
-// a time on each side of the quote, a tick (of 1) apart; now and then the bid stands one lower or the
-// ask one higher.
+// a time on each side of the quote, a tick (of 1) apart; now and then the bid stands one lower or
+// the ask one higher.
 inline Market StillMarket() {
     Market market = BuiltInMarket(DayOf(20261106));
     Market still = market;

@@ -1,4 +1,4 @@
-#include "tradeapi/paper/BlackScholes.h"
+#include "paper/base/BlackScholes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "tradeapi/paper/BlackScholes.h"
-#include "tradeapi/paper/Calendar.h"
-#include "tradeapi/paper/PriceProcess.h"
-#include "tradeapi/paper/Units.h"
+#include "paper/base/BlackScholes.h"
+#include "paper/base/Calendar.h"
+#include "paper/base/Units.h"
+#include "paper/market/PriceProcess.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
+#include "paper/rows/AccountItems.h"
+#include "paper/rows/CombinationItems.h"
 #include "tests/paper/PaperTests.h"
-#include "tradeapi/paper/AccountItems.h"
-#include "tradeapi/paper/CombinationItems.h"
 
 namespace halvane::paper {
 namespace {

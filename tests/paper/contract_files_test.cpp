@@ -1,8 +1,8 @@
 #include "foundation/support/Json.h"
 #include "foundation/support/Process.h"
+#include "paper/market/Market.h"
+#include "paper/rows/ContractFiles.h"
 #include "tests/TempFolder.h"
-#include "tradeapi/paper/ContractFiles.h"
-#include "tradeapi/paper/Market.h"
 
 #include <gtest/gtest.h>
 
@@ -97,7 +97,8 @@ TEST_F(ContractFiles, RecoverTheListsOfDaysPast) {
         {L"", kDate, nullptr},
     };
     for (const auto& each : kCases) {
-        const Text path = RecoverContractList(module_, each.alias, each.date, BuiltInPlan(), DayOf(kDate));
+        const Text path =
+            RecoverContractList(module_, each.alias, each.date, BuiltInPlan(), DayOf(kDate));
         ASSERT_EQ(path.empty(), each.contract == nullptr) << each.date;
         if (path.empty()) continue;
         const std::string list = ReadFile(ToPath(path));
@@ -114,7 +115,9 @@ TEST_F(ContractFiles, TakeSomebodysOwnPastListAsItIs) {
     fs::create_directories(folder_ / "Configs" / "Recover");
     const fs::path own = folder_ / "Configs" / "Recover" / "PaperStk_20240105.ini";
     WriteFile(own, "[]");
-    EXPECT_EQ(ToPath(RecoverContractList(module_, L"PaperStk", 20240105, BuiltInPlan(), DayOf(kDate))), own);
+    EXPECT_EQ(
+        ToPath(RecoverContractList(module_, L"PaperStk", 20240105, BuiltInPlan(), DayOf(kDate))),
+        own);
     EXPECT_EQ(ReadFile(own), "[]");
 }
 

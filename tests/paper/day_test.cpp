@@ -1,8 +1,8 @@
 #include "foundation/support/Utf.h"
+#include "paper/rows/AccountItems.h"
+#include "paper/rows/ReportItems.h"
+#include "paper/rows/Tracker.h"
 #include "tests/paper/PaperTests.h"
-#include "tradeapi/paper/AccountItems.h"
-#include "tradeapi/paper/ReportItems.h"
-#include "tradeapi/paper/Tracker.h"
 
 namespace halvane::paper {
 namespace {

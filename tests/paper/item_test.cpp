@@ -1,7 +1,7 @@
+#include "paper/rows/AccountItems.h"
+#include "paper/rows/ReportItems.h"
+#include "paper/rows/Tracker.h"
 #include "tests/paper/PaperTests.h"
-#include "tradeapi/paper/AccountItems.h"
-#include "tradeapi/paper/ReportItems.h"
-#include "tradeapi/paper/Tracker.h"
 
 namespace halvane::paper {
 namespace {

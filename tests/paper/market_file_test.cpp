@@ -1,8 +1,8 @@
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
+#include "paper/base/Units.h"
+#include "paper/file/MarketFile.h"
 #include "tests/TempFolder.h"
-#include "tradeapi/paper/MarketFile.h"
-#include "tradeapi/paper/Units.h"
 
 #include <gtest/gtest.h>
 

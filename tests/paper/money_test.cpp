@@ -1,5 +1,5 @@
+#include "paper/rows/AccountItems.h"
 #include "tests/paper/PaperTests.h"
-#include "tradeapi/paper/AccountItems.h"
 
 #include <algorithm>
 #include <map>

@@ -1,7 +1,7 @@
 #include "foundation/support/Json.h"
 #include "foundation/support/Strings.h"
+#include "paper/Outbox.h"
 #include "tests/TempFolder.h"
-#include "tradeapi/paper/Outbox.h"
 
 #include <gtest/gtest.h>
 

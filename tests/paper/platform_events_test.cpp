@@ -1,10 +1,10 @@
 #include "foundation/support/Process.h"
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
+#include "paper/Paper.h"
 #include "tests/TempFolder.h"
 #include "tests/paper/PaperTests.h"
 #include "tradeapi/TradeEvents.h"
-#include "tradeapi/paper/Paper.h"
 
 #include <chrono>
 

@@ -1,6 +1,6 @@
+#include "paper/Paper.h"
 #include "tests/paper/PaperTests.h"
 #include "tradeapi/TradeEvents.h"
-#include "tradeapi/paper/Paper.h"
 
 #include "foundation/support/Json.h"
 

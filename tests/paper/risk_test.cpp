@@ -1,9 +1,9 @@
 #include "foundation/support/Utf.h"
+#include "paper/accounts/Risk.h"
+#include "paper/base/BlackScholes.h"
+#include "paper/rows/AccountItems.h"
+#include "paper/rows/Tracker.h"
 #include "tests/paper/PaperTests.h"
-#include "tradeapi/paper/AccountItems.h"
-#include "tradeapi/paper/BlackScholes.h"
-#include "tradeapi/paper/Risk.h"
-#include "tradeapi/paper/Tracker.h"
 
 #include <cmath>
 

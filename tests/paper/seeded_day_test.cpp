@@ -6,13 +6,13 @@
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
 #include "foundation/support/Zmq.h"
+#include "paper/Paper.h"
 #include "publish/PublishWorker.h"
 #include "tests/TempFolder.h"
 #include "tests/paper/PaperTests.h"
 #include "tradeapi/Symbols.h"
 #include "tradeapi/TradeApi.h"
 #include "tradeapi/TradeData.h"
-#include "tradeapi/paper/Paper.h"
 
 #include <map>
 #include <random>

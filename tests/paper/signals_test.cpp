@@ -1,6 +1,6 @@
 #include "foundation/support/Strings.h"
+#include "paper/exchange/Signals.h"
 #include "tests/paper/PaperTests.h"
-#include "tradeapi/paper/Signals.h"
 
 #include <map>
 #include <numeric>

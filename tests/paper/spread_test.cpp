@@ -1,5 +1,5 @@
+#include "paper/rows/ReportItems.h"
 #include "tests/paper/PaperTests.h"
-#include "tradeapi/paper/ReportItems.h"
 
 #include <optional>
 

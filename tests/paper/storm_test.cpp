@@ -1,6 +1,6 @@
+#include "paper/accounts/Risk.h"
 #include "tests/paper/PaperTests.h"
 #include "tradeapi/Symbols.h"
-#include "tradeapi/paper/Risk.h"
 
 #include <map>
 #include <random>

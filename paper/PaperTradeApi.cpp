@@ -1,0 +1,533 @@
+#include "foundation/logger/Log.h"
+#include "foundation/support/Clock.h"
+#include "foundation/support/Guarded.h"
+#include "foundation/support/Numbers.h"
+#include "foundation/support/Process.h"
+#include "foundation/support/Utf.h"
+#include "paper/EventQueue.h"
+#include "paper/Outbox.h"
+#include "paper/Paper.h"
+#include "paper/base/Codes.h"
+#include "paper/base/PaperItem.h"
+#include "paper/exchange/Exchange.h"
+#include "paper/exchange/Signals.h"
+#include "paper/file/MarketChoice.h"
+#include "paper/market/Pacer.h"
+#include "paper/rows/AccountItems.h"
+#include "paper/rows/CombinationItems.h"
+#include "paper/rows/ContractFiles.h"
+#include "paper/rows/InstrumentInfo.h"
+#include "paper/rows/ReportItems.h"
+#include "paper/rows/ShownReports.h"
+#include "paper/rows/Tracker.h"
+#include "tradeapi/TradeEvents.h"
+
+#include <mutex>
+#include <set>
+#include <thread>
+#include <type_traits>
+#include <utility>
+
+namespace halvane {
+namespace {
+
+using namespace paper;
+
+// What the platform and its clients say to each other by number or name.
+constexpr std::int32_t kConnected = 1;
+constexpr std::int32_t kRefused = 0;
+constexpr std::int32_t kRead = 1;
+constexpr std::int32_t kNothingRead = 0;
+constexpr std::int32_t kServiceCommand = 2, kServiceStarts = 1, kSymbolClear = 5;
+constexpr std::int32_t kCheckKeyCommand = 3;
+constexpr TextView kRecoverTopic = L"VANTOR.RECOVER";
+constexpr TextView kReturnTopic = L"VANTOR.RETURN";
+constexpr TextView kSignalTopic = L"Corvinta";
+constexpr TextView kLineTopic = L"MSG2LINE.UD";
+constexpr std::int32_t kLineMessage = 1, kCombinationRequest = 1;
+
+// The calls and the threads around an Exchange. One lock guards all state; the event queue's own
+// lock is taken inside it, and neither is held while a sink is called.
+class PaperTradeApi : public TradeApi {
+  public:
+    std::unique_ptr<Item> CreateItem(ItemClass itemClass) override;
+    std::unique_ptr<OrderParameters> CreateParameters(ItemClass itemClass) override;
+    std::unique_ptr<PositionTracker> CreatePositionTracker() override;
+    bool Advise(HostEvents& sink) override;
+    bool Advise(TradeEvents& sink) override;
+    std::int32_t Connect(TextView hostAddress, TextView systemName, TextView serviceKey,
+                         std::int32_t mode) override;
+    void GeneralCommand(std::int32_t kind, std::int32_t subKind, TextView source,
+                        std::optional<Text>& inOut) override;
+    std::int32_t GetDataItem(std::int32_t kind, std::int32_t index, TextView accountMask,
+                             Item& item) override;
+    std::int32_t ReplaceOrder(OrderParameters& parameters) override;
+    std::int32_t CancelOrder(TextView reportId, TextView key) override;
+    std::int32_t QueryReport(std::int32_t kind, TextView id, Item& item) override;
+    Text GetPlatformValue(TextView name) override;
+    void SubscribeTopic(TextView topic) override;
+    void SendTopicCommand(TextView topic, std::int32_t value, TextView text,
+                          std::optional<Text> data) override;
+    void SendRequest(std::int32_t kind, TextView name, TextView command, std::int32_t option,
+                     TextView accountKey) override;
+    Text GetInstrumentData(TextView name, TextView symbol) override;
+    void SetMode(std::int32_t mode) override;
+    std::int32_t NewOrder(std::int32_t kind, OrderParameters& parameters) override;
+    Text GetExpirationDate(TextView symbol) override;
+    void AttachPositionTracker(PositionTracker& tracker) override;
+    std::int32_t GetTradingDays(TextView symbol, std::int32_t expiration) override;
+    void NewStrategyOrder(TextView text) override;
+
+  private:
+    void RunMarket(const std::stop_token& stop, Pacer pacer);
+    void StepMarket();
+    void Delay();
+    bool IsUp() const;
+    bool RefusesRow();
+    template <typename Result, typename Read>
+    Result ReadInstrument(TextView symbol, Result unknown, Read read);
+    template <typename Call> std::int32_t Change(Call call);
+    std::int32_t PutRow(std::int32_t kind, std::int32_t index, TextView mask, PaperItem& item);
+    std::int32_t PutOneReport(TextView id, PaperItem& item);
+    const ServiceKey* FindKey(TextView key) const;
+
+    // These post events and want the lock held.
+    void GreetHost();
+    void GreetTrader();
+    void PostNotices();
+    void PostNotice(const ReportNotice& notice);
+    void PostNotice(const FillNotice& notice);
+    void PostNotice(const CountsNotice& notice);
+    void PostNotice(const CombinationNotice& notice);
+    void PostNotice(const ResetNotice& notice);
+    void PostNotice(const ClearNotice& notice);
+    void PostNotice(const ConnectionNotice& notice);
+    void PostTracker();
+    void PostSignals();
+    void PostCounts();
+    void PostCount(std::int32_t kind, Text key, std::size_t count);
+
+    template <typename Call> void CallTrader(Call call);
+
+    Outbox outbox_{ToPath(ExecutableFolder() + L"PaperOutbox.log")}; // has a lock of its own
+    std::mutex lock_;
+    std::optional<Exchange> exchange_ GUARDED_BY(lock_); // from Connect on
+    std::vector<ServiceKey> keys_ GUARDED_BY(lock_);
+    ShownReports shown_ GUARDED_BY(lock_);
+    Signals signals_ GUARDED_BY(lock_);
+    bool trackerMoved_ GUARDED_BY(lock_) = false; // since its last event
+    std::set<Text, std::less<>> topics_ GUARDED_BY(lock_);
+    std::int32_t mode_ GUARDED_BY(lock_) = 0;
+    HostEvents* host_ GUARDED_BY(lock_) = nullptr;
+    TradeEvents* trader_ GUARDED_BY(lock_) = nullptr;
+    EventQueue events_;   // ends before what its events use
+    std::jthread market_; // ends before the queue that it posts to
+};
+
+std::unique_ptr<Item> PaperTradeApi::CreateItem(ItemClass itemClass) {
+    return std::make_unique<PaperItem>(itemClass);
+}
+
+std::unique_ptr<OrderParameters> PaperTradeApi::CreateParameters(ItemClass) {
+    return std::make_unique<PaperParameters>();
+}
+
+std::unique_ptr<PositionTracker> PaperTradeApi::CreatePositionTracker() {
+    return std::make_unique<Tracker>();
+}
+
+bool PaperTradeApi::Advise(HostEvents& sink) {
+    const std::lock_guard guard(lock_);
+    if (host_ != nullptr) return false;
+    host_ = &sink;
+    if (exchange_) GreetHost();
+    return true;
+}
+
+bool PaperTradeApi::Advise(TradeEvents& sink) {
+    const std::lock_guard guard(lock_);
+    if (trader_ != nullptr) return false;
+    trader_ = &sink;
+    if (exchange_) GreetTrader();
+    return true;
+}
+
+std::int32_t PaperTradeApi::Connect(TextView hostAddress, TextView systemName, TextView serviceKey,
+                                    std::int32_t) {
+    const std::lock_guard guard(lock_);
+    keys_.insert(keys_.begin(), {Text(serviceKey), Text(systemName)});
+    if (exchange_) return kConnected;
+    std::optional<MarketPlan> plan = ChooseMarket(hostAddress);
+    if (!plan) return kRefused;
+    const Pacer pacer(plan->tickMs, plan->speed);
+    keys_.insert(keys_.end(), plan->serviceKeys.begin(), plan->serviceKeys.end());
+    const Day today = plan->start ? DayOf(*plan->start) : Today();
+    Market market = BuildMarket(*std::move(plan), today);
+    WriteContractLists(ExecutableFolder(), market, today);
+    exchange_.emplace(std::move(market));
+    market_ = std::jthread([this, pacer](std::stop_token stop) { RunMarket(stop, pacer); });
+    if (host_ != nullptr) GreetHost();
+    if (trader_ != nullptr) GreetTrader();
+    return kConnected;
+}
+
+void PaperTradeApi::RunMarket(const std::stop_token& stop, Pacer pacer) {
+    while (TheClock().Sleep(pacer.PauseMs(), stop)) {
+        for (std::int64_t due = pacer.Due(); due > 0; --due) { // calls come in between
+            const std::lock_guard guard(lock_);
+            StepMarket();
+        }
+    }
+}
+
+void PaperTradeApi::StepMarket() {
+    exchange_->Tick();
+    PostNotices();
+    PostTracker();
+    PostSignals();
+}
+
+// In our time, and without the lock: others are served meanwhile.
+void PaperTradeApi::Delay() {
+    std::uint32_t delayMs = 0;
+    {
+        const std::lock_guard guard(lock_);
+        if (!exchange_) return;
+        const Incident* delay = exchange_->TheIncidents().Active(IncidentKind::DelayAnswers);
+        if (delay != nullptr) delayMs = static_cast<std::uint32_t>(delay->delayMs);
+    }
+    if (delayMs != 0) TheClock().Sleep(delayMs);
+}
+
+bool PaperTradeApi::IsUp() const { return exchange_ && exchange_->IsConnected(); }
+
+bool PaperTradeApi::RefusesRow() {
+    return exchange_->TheIncidents().Strikes(IncidentKind::RefuseRows);
+}
+
+void PaperTradeApi::GreetHost() {
+    HostEvents& host = *host_;
+    events_.Post([&host] { host.OnGeneralServiceUpdate(); });
+    events_.Post([&host] { host.OnCommandMsg(kServiceCommand, kServiceStarts, L""); });
+}
+
+void PaperTradeApi::GreetTrader() {
+    PostCounts();
+    PostCount(kTradeDataLoaded, {}, 1);
+}
+
+void PaperTradeApi::PostCounts() {
+    PostCount(kAccounts, {}, exchange_->Accounts().size());
+    for (const auto& account : exchange_->Accounts()) {
+        PostCount(kPositions, account->Mask(), account->Held().size());
+        PostCount(kMargins, account->Mask(), 1);
+        PostCount(kDetailPositions, account->Mask(), account->Combinations().held.size());
+        PostCount(kCombinationOrders, account->Mask(), account->Combinations().actions.size());
+    }
+}
+
+const ServiceKey* PaperTradeApi::FindKey(TextView key) const {
+    for (const ServiceKey& row : keys_) {
+        if (row.key == key) return &row;
+    }
+    return nullptr;
+}
+
+void PaperTradeApi::GeneralCommand(std::int32_t kind, std::int32_t subKind, TextView,
+                                   std::optional<Text>& inOut) {
+    if (kind != kCheckKeyCommand || subKind != 0) return;
+    const std::lock_guard guard(lock_);
+    const ServiceKey* row = inOut ? FindKey(*inOut) : nullptr;
+    inOut = row == nullptr ? std::nullopt : std::optional(row->systemName);
+}
+
+std::int32_t PaperTradeApi::GetDataItem(std::int32_t kind, std::int32_t index, TextView accountMask,
+                                        Item& item) {
+    auto* paperItem = dynamic_cast<PaperItem*>(&item);
+    if (index == 0) Delay(); // once a list
+    const std::lock_guard guard(lock_);
+    if (paperItem == nullptr || !IsUp() || index < 0 || RefusesRow()) return kNothingRead;
+    paperItem->Clear();
+    return PutRow(kind, index, accountMask, *paperItem);
+}
+
+std::int32_t PaperTradeApi::PutRow(std::int32_t kind, std::int32_t index, TextView mask,
+                                   PaperItem& item) {
+    const auto at = static_cast<std::size_t>(index);
+    if (kind == kAccounts) {
+        if (at >= exchange_->Accounts().size()) return kNothingRead;
+        PutAccount(item, exchange_->Accounts()[at]->Setup(), exchange_->TheMarket().plan);
+        return kRead;
+    }
+    const Account* account = exchange_->FindAccount(mask);
+    if (account == nullptr) return kNothingRead;
+    const Text& currency = exchange_->TheMarket().plan.currency;
+    if (kind == kMargins && at == 0) {
+        PutMargin(item, *account, currency, exchange_->Clock().Now());
+        return kRead;
+    }
+    if (kind == kPositions && at < account->Held().size()) {
+        PutPosition(item, *account, *account->Held()[at], currency);
+        return kRead;
+    }
+    const CombinationRows& rows = account->Combinations();
+    if (kind == kDetailPositions && at < rows.held.size()) {
+        PutCombination(item, *account, rows.held[at], currency);
+        return kRead;
+    }
+    if (kind == kCombinationOrders && at < rows.actions.size()) {
+        PutCombinationAction(item, *account, rows.actions[at]);
+        return kRead;
+    }
+    return kNothingRead;
+}
+
+template <typename Call> std::int32_t PaperTradeApi::Change(Call call) {
+    Delay();
+    const std::lock_guard guard(lock_);
+    if (!IsUp()) return kNotConnected;
+    exchange_->EndDayIfOver();
+    const std::int32_t result = call(*exchange_);
+    PostNotices();
+    return result;
+}
+
+std::int32_t PaperTradeApi::NewOrder(std::int32_t kind, OrderParameters& parameters) {
+    const auto* paperParameters = dynamic_cast<PaperParameters*>(&parameters);
+    if (paperParameters == nullptr) return kForeignObject;
+    return Change([&](Exchange& exchange) { return exchange.NewOrder(kind, *paperParameters); });
+}
+
+std::int32_t PaperTradeApi::ReplaceOrder(OrderParameters& parameters) {
+    const auto* paperParameters = dynamic_cast<PaperParameters*>(&parameters);
+    if (paperParameters == nullptr) return kForeignObject;
+    return Change([&](Exchange& exchange) { return exchange.ReplaceOrder(*paperParameters); });
+}
+
+std::int32_t PaperTradeApi::CancelOrder(TextView reportId, TextView) {
+    return Change([&](Exchange& exchange) { return exchange.CancelOrder(reportId); });
+}
+
+std::int32_t PaperTradeApi::QueryReport(std::int32_t kind, TextView id, Item& item) {
+    auto* paperItem = dynamic_cast<PaperItem*>(&item);
+    const std::lock_guard guard(lock_);
+    if (paperItem == nullptr || !exchange_) return kNothingRead;
+    paperItem->Clear();
+    // An event that is on its way when the platform goes away still finds its report.
+    if (kind == kOneReport) return PutOneReport(id, *paperItem);
+    if (!IsUp() || (kind != kReports && kind != kReportsWithFills)) return kNothingRead;
+    if (paperItem->Class() != ItemClass::ReportList) return kNothingRead;
+    PutReportList(*paperItem, shown_.Ids(kind == kReportsWithFills));
+    return kRead;
+}
+
+std::int32_t PaperTradeApi::PutOneReport(TextView id, PaperItem& item) {
+    if (item.Class() == ItemClass::ExecutionReport) {
+        const ShownReports::Row* row = shown_.Find(id);
+        if (row == nullptr) return kNothingRead;
+        PutReport(item, *row->order, row->state);
+        return kRead;
+    }
+    const Fill* fill = item.Class() == ItemClass::Fill ? exchange_->FindFill(id) : nullptr;
+    if (fill == nullptr) return kNothingRead;
+    PutFill(item, *fill);
+    return kRead;
+}
+
+Text PaperTradeApi::GetPlatformValue(TextView name) {
+    if (name == L"PERMISSIONS.General.LoginType") return L"1";
+    if (name == L"ModulePath") return ExecutableFolder();
+    if (name == L"Mode") {
+        const std::lock_guard guard(lock_);
+        return DecimalText(mode_);
+    }
+    return {};
+}
+
+void PaperTradeApi::SetMode(std::int32_t mode) {
+    const std::lock_guard guard(lock_);
+    mode_ = mode;
+}
+
+void PaperTradeApi::SubscribeTopic(TextView topic) {
+    const std::lock_guard guard(lock_);
+    topics_.emplace(topic);
+}
+
+// The answer names no file when there is no such list.
+void PaperTradeApi::SendTopicCommand(TextView topic, std::int32_t value, TextView text,
+                                     std::optional<Text> data) {
+    if (topic == kLineTopic) {
+        if (value == kLineMessage && data) outbox_.Add(text, *data);
+        return;
+    }
+    const std::lock_guard guard(lock_);
+    if (topic != kRecoverTopic || !exchange_ || !topics_.contains(kReturnTopic)) return;
+    events_.Post([this, value, alias = Text(text), &plan = exchange_->TheMarket().plan,
+                  today = exchange_->Clock().Today()] {
+        const Text path = RecoverContractList(ExecutableFolder(), alias, value, plan, today);
+        CallTrader(
+            [&](TradeEvents& trader) { trader.OnSetTopic(kReturnTopic, value, alias, path); });
+    });
+}
+
+void PaperTradeApi::SendRequest(std::int32_t kind, TextView name, TextView command, std::int32_t,
+                                TextView accountKey) {
+    if (kind != kCombinationRequest || name != L"OPTCOMB") return;
+    Change([&](Exchange& exchange) {
+        exchange.ActOnCombination(accountKey, command);
+        return kAccepted;
+    });
+}
+
+void PaperTradeApi::NewStrategyOrder(TextView text) {
+    Change([&](Exchange& exchange) {
+        exchange.NewStrategyOrder(text);
+        return kAccepted;
+    });
+}
+
+template <typename Result, typename Read>
+Result PaperTradeApi::ReadInstrument(TextView symbol, Result unknown, Read read) {
+    const std::lock_guard guard(lock_);
+    const Book* book = IsUp() ? exchange_->FindBook(symbol) : nullptr;
+    return book == nullptr ? unknown : read(*book);
+}
+
+Text PaperTradeApi::GetInstrumentData(TextView name, TextView symbol) {
+    return ReadInstrument(symbol, Text(), [&](const Book& book) {
+        if (name == L"Instrument") return book.TheInstrument().shortId;
+        return name == L"ALL" ? InstrumentJson(book) : Text();
+    });
+}
+
+Text PaperTradeApi::GetExpirationDate(TextView symbol) {
+    return ReadInstrument(symbol, Text(), ExpirationText);
+}
+
+std::int32_t PaperTradeApi::GetTradingDays(TextView symbol, std::int32_t expiration) {
+    return ReadInstrument(symbol, std::int32_t{0},
+                          [&](const Book& book) { return TradingDaysLeft(book, expiration); });
+}
+
+void PaperTradeApi::AttachPositionTracker(PositionTracker& tracker) {
+    auto* paperTracker = dynamic_cast<Tracker*>(&tracker);
+    const std::lock_guard guard(lock_);
+    if (paperTracker == nullptr || !exchange_) return;
+    paperTracker->Clear();
+    for (const auto& account : exchange_->Accounts())
+        paperTracker->Add(*account);
+}
+
+void PaperTradeApi::PostNotices() {
+    for (const Notice& notice : exchange_->TakeNotices()) {
+        std::visit([this](const auto& each) { PostNotice(each); }, notice);
+    }
+}
+
+void PaperTradeApi::PostNotice(const ReportNotice& notice) {
+    events_.Post([this, notice] {
+        {
+            const std::lock_guard guard(lock_);
+            shown_.Show(*notice.order, notice.state);
+        }
+        CallTrader([&](TradeEvents& trader) { trader.OnExecutionReport(notice.order->reportId); });
+    });
+}
+
+void PaperTradeApi::PostNotice(const FillNotice& notice) {
+    trackerMoved_ = true;
+    events_.Post([this, notice] {
+        CallTrader([&](TradeEvents& trader) { trader.OnFilledReport(notice.fill->fillId); });
+    });
+}
+
+void PaperTradeApi::PostNotice(const CountsNotice& notice) {
+    PostCount(kMargins, notice.account->Mask(), 1);
+    PostCount(kPositions, notice.account->Mask(), notice.positions);
+}
+
+void PaperTradeApi::PostNotice(const CombinationNotice& notice) {
+    PostCount(kPositions, notice.account->Mask(), notice.positions);
+    PostCount(kDetailPositions, notice.account->Mask(), notice.combinations);
+    PostCount(kCombinationOrders, notice.account->Mask(), notice.actions);
+}
+
+// The lists are written without the lock, by the market as it always was.
+void PaperTradeApi::PostNotice(const ResetNotice& notice) {
+    events_.Post([this, notice] {
+        if (notice.newDay) {
+            const std::lock_guard guard(lock_);
+            shown_ = {};
+        }
+        CallTrader([](TradeEvents& trader) { trader.OnReportReset(); });
+    });
+    if (!notice.newDay) return;
+    trackerMoved_ = true;
+    PostCounts();
+    events_.Post([&market = exchange_->TheMarket(), today = exchange_->Clock().Today()] {
+        WriteContractLists(ExecutableFolder(), market, today);
+    });
+}
+
+void PaperTradeApi::PostNotice(const ConnectionNotice& notice) {
+    if (!notice.isUp) return events_.Hold();
+    events_.Release();
+    if (host_ != nullptr) GreetHost();
+    if (trader_ != nullptr) GreetTrader();
+}
+
+void PaperTradeApi::PostNotice(const ClearNotice& notice) {
+    events_.Post([this, &symbol = notice.book->TheInstrument().symbol] {
+        CallTrader([&](TradeEvents& trader) {
+            trader.OnCommandMsg(kServiceCommand, kSymbolClear, symbol);
+        });
+    });
+}
+
+// However many fills there were, once a tick.
+void PaperTradeApi::PostTracker() {
+    if (!std::exchange(trackerMoved_, false)) return;
+    events_.Post([this] { CallTrader([](TradeEvents& trader) { trader.OnPositionTracker(); }); });
+}
+
+void PaperTradeApi::PostSignals() {
+    const std::vector<Signal> signals = signals_.Step(*exchange_);
+    if (!topics_.contains(kSignalTopic)) return;
+    for (const Signal& signal : signals) {
+        for (const auto& account : exchange_->Accounts()) {
+            events_.Post([this, text = SignalText(signal, *account)] {
+                CallTrader([&](TradeEvents& trader) {
+                    trader.OnSetTopic(kSignalTopic, 0, text, std::nullopt);
+                });
+            });
+        }
+    }
+}
+
+void PaperTradeApi::PostCount(std::int32_t kind, Text key, std::size_t count) {
+    events_.Post([this, kind, key = std::move(key), count] {
+        CallTrader([&](TradeEvents& trader) {
+            trader.OnAccountUpdate(kind, key, static_cast<std::int32_t>(count));
+        });
+    });
+}
+
+template <typename Call> void PaperTradeApi::CallTrader(Call call) {
+    TradeEvents* trader = nullptr;
+    {
+        const std::lock_guard guard(lock_);
+        trader = trader_;
+    }
+    if (trader != nullptr) call(*trader);
+}
+
+} // namespace
+
+std::unique_ptr<TradeApi> MakePaperTradeApi() {
+    Log().Warn(
+        L"PAPER: this is the paper platform: no order leaves this program, no money is real");
+    return std::make_unique<PaperTradeApi>();
+}
+
+} // namespace halvane

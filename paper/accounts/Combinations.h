@@ -1,0 +1,71 @@
+#pragma once
+
+#include "foundation/support/Text.h"
+#include "paper/base/Calendar.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace halvane::paper {
+
+class Account;
+class Book;
+
+// Positions in two contracts that an account has bound together. What is combined stays part of the
+// positions and of their margins, but it cannot be closed before it is split again. A combination
+// that was split whole keeps its row, as a position that was closed does.
+struct Combination {
+    Text symbol; // combined
+    const Book* first;
+    const Book* second;
+    std::int32_t side, secondSide;
+    Text code, id;
+    std::int32_t quantity = 0;
+    Stamp stamp{}; // of the last change
+
+    bool Holds(const Book& book) const { return first == &book || second == &book; }
+};
+
+// An order to combine or to split, carried out whole or refused.
+struct CombinationAction {
+    Text orderId, filledId;            // the second one only when it was carried out
+    Text symbol, quantity, code, side; // of the first leg
+    Text combSide;                     // "1" combines, "2" splits
+    std::int32_t execType;             // kFilled or kRejected
+};
+
+struct CombinationRows {
+    std::vector<Combination> held;
+    std::vector<CombinationAction> actions; // of the day
+};
+
+// What a client asks for, as "NAME=value" with "&" between; the first of two equal names counts,
+// unknown names do not.
+//   ACTIONTYPE=1: VOLUME of SYMBOLA, held on SIDEA, and of SYMBOLB, held on SIDEB, become part of
+//     the combination of these legs, sides, OPTCOMB_CODE and OPTCOMB_ID; without an id, of the
+//     oldest that fits otherwise, or of a new one with an id of the platform's own.
+//   ACTIONTYPE=2: VOLUME of the oldest combination in SYMBOL (combined) that has as much and is of
+//     that SIDE (of the first leg), OPTCOMB_CODE and OPTCOMB_ID, where they are given, is split.
+struct CombinationCommand {
+    explicit CombinationCommand(TextView command);
+
+    Text action;
+    Text symbolA, symbolB, symbol; // the last one is the combined one of the two
+    Text side, sideB, code, id, volume;
+
+    bool Combines() const { return action == L"1"; }
+    bool Splits() const { return action == L"2"; }
+    std::int32_t Quantity() const; // 0: none that can be used
+};
+
+// Both change the account and tell whether they could. Splitting puts into the command what it has
+// found.
+bool Combine(Account& account, const CombinationCommand& command, const Book* first,
+             const Book* second, const Text& newId);
+bool Split(Account& account, CombinationCommand& command);
+
+// Ends the combinations in a contract that is gone.
+void Dissolve(Account& account, const Book& book);
+
+} // namespace halvane::paper

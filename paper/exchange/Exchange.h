@@ -1,0 +1,196 @@
+#pragma once
+
+#include "paper/accounts/Account.h"
+#include "paper/market/Incidents.h"
+#include "paper/market/Market.h"
+#include "paper/market/MarketClock.h"
+#include "paper/market/PriceProcess.h"
+#include "paper/orders/Book.h"
+#include "paper/orders/Order.h"
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <variant>
+#include <vector>
+
+namespace halvane {
+class PaperParameters;
+}
+
+namespace halvane::paper {
+
+// What has happened, for those who tell it on. Orders and fills live as long as the exchange.
+struct ReportNotice {
+    const Order* order;
+    OrderState state;
+};
+struct FillNotice {
+    const Fill* fill;
+};
+struct CountsNotice {
+    const Account* account;
+    std::size_t positions;
+};
+struct CombinationNotice {
+    const Account* account;
+    std::size_t positions, combinations, actions;
+};
+struct ResetNotice {
+    bool newDay; // the reports so far are those of the day before; otherwise they stay
+};
+struct ConnectionNotice {
+    bool isUp;
+};
+struct ClearNotice {
+    const Book* book; // whose contract has expired
+};
+using Notice = std::variant<ReportNotice, FillNotice, CountsNotice, CombinationNotice, ResetNotice,
+                            ClearNotice, ConnectionNotice>;
+
+// The paper market at work: takes orders, matches them, keeps the accounts. It has no thread and no
+// lock; whoever owns it calls Tick and does the locking. With the same market, clock and calls it
+// does the same, to the unit.
+class Exchange {
+  public:
+    explicit Exchange(Market market);
+
+    // ResultCodes. `kind` is one of OrderKind.
+    std::int32_t NewOrder(std::int32_t kind, const PaperParameters& parameters);
+    // The new quantity counts what is filled already; 0 and prices that were not put leave as it
+    // is. A smaller quantity alone keeps the place in the queue.
+    std::int32_t ReplaceOrder(const PaperParameters& parameters);
+    std::int32_t CancelOrder(TextView reportId);
+
+    // A strategy order, see Strategy.h. What is wrong with it shows in a rejected report, if its
+    // account and its instrument are known, and nowhere otherwise.
+    void NewStrategyOrder(TextView json);
+    // An order to combine or split positions, see Combinations.h; the mask names the account. It
+    // shows in the account's rows, also when it is refused.
+    void ActOnCombination(TextView mask, TextView command);
+
+    // On a new day, ends the old one: all working orders expire, contracts whose last day it was
+    // are settled in cash, today's figures become yesterday's. To be called before orders are
+    // handed in.
+    void EndDayIfOver();
+
+    // Time and prices move by one step, in a new day if it is time; resting orders that they reach
+    // are filled. What stands still: contracts that have expired and exchanges that are closed.
+    void Tick();
+
+    // What has happened since the last call: for each order its report before its fill, and the
+    // counts of the accounts that traded at the end. A day ends with the reports of the orders that
+    // it takes along, the reset, and the contracts that are gone.
+    std::vector<Notice> TakeNotices();
+
+    const Market& TheMarket() const { return market_; }
+    const std::vector<std::unique_ptr<Account>>& Accounts() const { return accounts_; }
+    const Account* FindAccount(TextView mask) const;
+    const Book* FindBook(TextView symbol) const;
+    const Fill* FindFill(TextView fillId) const;
+    const std::deque<Book>& Books() const { return books_; }
+    // No more orders are taken in it and its price stands still.
+    bool HasExpired(const Book& book) const;
+    // Cancellations are taken at all times, orders and replacements only when it is open.
+    bool IsOpen(const Book& book) const;
+
+    const MarketClock& Clock() const { return clock_; }
+    Incidents& TheIncidents() { return incidents_; }
+    // Is the platform there? An incident takes it away; the market goes on.
+    bool IsConnected() const { return connected_; }
+
+  private:
+    Account* AccountOf(TextView mask) const;
+    Text NextId(const wchar_t* kind);
+
+    // An order before it is taken; what cannot be found stays null.
+    struct Draft {
+        Ticket ticket{};
+        Account* account = nullptr;
+        Book* book = nullptr;
+        std::optional<Leg> second{};
+        Terms terms{};
+        TicketPrices prices{};
+        std::int32_t slice = 0;
+    };
+    // Finds what the ticket names, and a ResultCode.
+    std::int32_t Check(Draft& draft);
+    std::int32_t FindBooks(Draft& draft);
+    std::int32_t FindLegs(Draft& draft);
+    Order& Enter(Draft draft);
+    void Place(Order& order);
+    void Reject(Order& order, std::int32_t errorCode);
+    void PlaceFirstPart(Draft draft);
+    void PlacePart(Draft draft, std::int32_t left);
+    void PlaceNextParts();
+
+    Needs NeedNow(const Order& order) const;
+    bool BreaksCombination(const Order& order) const;
+    bool IsOpenTo(const Order& order) const;
+    static bool IsPermitted(const Order& order);
+    std::int32_t CheckMarket(const Order& order); // 0 or the ErrorCode of a rejection
+    std::int32_t ReadReplacement(const Order& order, const PaperParameters& parameters,
+                                 OrderState& wanted) const;
+
+    // Trades what can be traded now; the rest stays in the book or ends, as the order wants it.
+    void Work(Order& order);
+    std::int64_t AvailableTo(const Order& order) const;
+    bool TradeOnce(Order& order);
+    bool TradeSpread(Order& order);
+    void Trade(Order& taker, const Match& match);
+    void Serve(Book& book, const halvane::paper::Tick& tick);
+    struct LegFill {
+        const Book& book;
+        std::int32_t side;
+        std::int64_t priceE10;
+    };
+    void AddFill(Order& order, std::int64_t priceE10, std::int32_t quantity);
+    // One trade of the order at its own price, with one fill for each leg.
+    void AddFills(Order& order, std::span<const LegFill> legs, std::int64_t priceE10,
+                  std::int32_t quantity);
+    void Rest(Order& order);
+    void Remove(Order& order);
+    void Trigger(Order& order);
+    void End(Order& order, std::int32_t execType);
+    void Report(Order& order, std::int32_t execType);
+    static void Count(Order& order);
+    // Carries out what a new price has made possible, and what follows from that.
+    void Sweep(Book& book);
+    void SweepSpreads();
+
+    bool CombineIn(Account& account, const CombinationCommand& command, const Text& newId);
+
+    void StepIncidents();
+    void StepPrices();
+    void LinkOptions();
+    void EndDay(Day next);
+    void SetReferences();
+    void Expire(const Book& book);
+
+    Market market_;
+    MarketClock clock_;
+    Incidents incidents_;
+    bool connected_ = true;
+    Day today_;
+    Text idStem_;
+    std::uint64_t lastId_ = 0;
+    std::uint64_t lastPlace_ = 0;
+    PriceProcess prices_;
+    std::deque<Book> books_;
+    std::vector<std::unique_ptr<Account>> accounts_;
+    std::deque<Order> orders_;
+    std::deque<Fill> fills_;
+    std::vector<Order*> spreads_;                 // that rest
+    std::map<const Order*, std::int32_t> hidden_; // of a strategy, behind the part that works
+    std::vector<const Order*> filledParts_;       // that have a hidden part
+    std::map<Text, Order*, std::less<>> byReportId_;
+    std::map<Text, const Fill*, std::less<>> byFillId_;
+    std::map<TextView, Book*> bySymbol_;
+    std::vector<Notice> notices_;
+    std::vector<const Account*> traded_;
+};
+
+} // namespace halvane::paper

@@ -1,0 +1,144 @@
+#include "paper/market/PriceProcess.h"
+
+#include "paper/base/Codes.h"
+#include "paper/base/Units.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <iterator>
+
+namespace halvane::paper {
+namespace {
+
+// Near enough to a normal distribution: four 16-bit numbers, their sum around 0 with a standard
+// deviation of kDeviation.
+constexpr std::int64_t kDeviation = 37'837;
+std::int64_t Bell(std::uint64_t bits) {
+    std::int64_t sum = -131'070; // what they are in the mean
+    for (int part = 0; part < 4; ++part)
+        sum += static_cast<std::int64_t>(bits >> (16 * part) & 0xFFFF);
+    return sum;
+}
+
+constexpr std::int64_t kE9 = 1'000'000'000;
+constexpr std::int32_t kTradedShare = 4; // of what is quoted, at most
+
+// The time value of the normal model by the distance from the strike, which counts in quarters of
+// the standard deviation until expiry, in millionths of that deviation.
+constexpr std::int64_t kTimeValuePpm[] = {398'942, 286'345, 197'797, 131'167, 83'315, 50'587,
+                                          29'307,  16'174,  8'491,   4'235,   2'004,  899,
+                                          382,     154,     58,      21,      7,      0};
+
+// Square roots are exact to the last bit everywhere.
+std::int64_t DeviationE10(std::int64_t valueE10, std::int64_t volatilityPpm, std::int64_t leftMs) {
+    const double years = static_cast<double>(leftMs) / kMsPerYear;
+    const double share = static_cast<double>(volatilityPpm) * std::sqrt(years);
+    return Share(valueE10, std::min(static_cast<std::int64_t>(share), kE6), kE6);
+}
+
+std::int64_t TimeValue(std::int64_t deviationE10, std::int64_t distanceE10) {
+    constexpr std::int64_t kParts = 1000; // between two rows of the table
+    const std::int64_t part = deviationE10 / (4 * kParts);
+    if (part == 0) return 0;
+    const std::int64_t parts = distanceE10 / part;
+    const auto row = static_cast<std::size_t>(parts / kParts);
+    if (row + 1 >= std::size(kTimeValuePpm)) return 0;
+    const std::int64_t drop = kTimeValuePpm[row] - kTimeValuePpm[row + 1];
+    return Share(deviationE10, kTimeValuePpm[row] - drop * (parts % kParts) / kParts, kE6);
+}
+
+std::int64_t OptionValue(const Instrument& option, std::int64_t beneathE10, std::int64_t leftMs) {
+    const std::int64_t distance = beneathE10 - option.strikeE10;
+    const bool call = option.callPut == L"C";
+    const std::int64_t deviation = DeviationE10(beneathE10, option.volatilityPpm, leftMs);
+    return std::max<std::int64_t>(call ? distance : -distance, 0) +
+           TimeValue(deviation, std::abs(distance));
+}
+
+// A number from 0 up to `most`, from 16 bits or fewer of a draw.
+std::int32_t Upto(std::int32_t most, std::uint64_t bits, int width) {
+    return static_cast<std::int32_t>((static_cast<std::uint64_t>(most) + 1) * bits >> width);
+}
+
+// Nothing is offered beyond the limits of the day.
+void KeepWithin(Quote& quote, const Instrument& instrument) {
+    if (quote.bidE10 < instrument.lowerE10 || quote.bidE10 > instrument.upperE10)
+        quote.bidE10 = quote.bidSize = 0;
+    if (quote.askE10 < instrument.lowerE10 || quote.askE10 > instrument.upperE10)
+        quote.askE10 = quote.askSize = 0;
+}
+
+} // namespace
+
+std::int64_t Quote::PriceFor(std::int32_t takerSide) const {
+    return takerSide == kBuy ? askE10 : bidE10;
+}
+
+std::int32_t& Quote::SizeFor(std::int32_t takerSide) {
+    return takerSide == kBuy ? askSize : bidSize;
+}
+
+std::int32_t Quote::SizeFor(std::int32_t takerSide) const {
+    return takerSide == kBuy ? askSize : bidSize;
+}
+
+std::int64_t WithCarry(const Instrument& instrument, std::int64_t driverE10) {
+    return driverE10 + Share(driverE10, instrument.carryPpm, kE6);
+}
+
+std::int64_t FairValue(const Instrument& instrument, std::int64_t driverE10, std::int64_t leftMs) {
+    const std::int64_t value = WithCarry(instrument, driverE10);
+    const bool option = instrument.kind == InstrumentKind::Option;
+    return option ? OptionValue(instrument, value, leftMs) : value;
+}
+
+PriceProcess::PriceProcess(std::span<const Driver> drivers, std::uint64_t seed) : random_(seed) {
+    for (const Driver& driver : drivers)
+        walks_.push_back({driver, driver.startE10, driver.startE10});
+}
+
+void PriceProcess::Step() {
+    for (Walk& walk : walks_) {
+        const std::int64_t deviation = Share(walk.valueE10, walk.driver.volatilityPpb, kE9);
+        const std::int64_t reach = Share(walk.dayStartE10, walk.driver.reachPpm, kE6);
+        walk.valueE10 = std::clamp(walk.valueE10 + Share(deviation, Bell(random_()), kDeviation),
+                                   walk.dayStartE10 - reach, walk.dayStartE10 + reach);
+    }
+}
+
+void PriceProcess::StartDay() {
+    for (Walk& walk : walks_)
+        walk.dayStartE10 = walk.valueE10;
+}
+
+Tick PriceProcess::NextTick(const Instrument& instrument, LocalMs now) {
+    const std::uint64_t bits = random_();
+    const std::int64_t value =
+        FairValue(instrument, walks_[instrument.driver].valueE10, TimeLeftMs(instrument, now));
+    const std::int64_t tick = instrument.tickE10;
+    const auto size = [&](int shift) {
+        return 1 + Upto(instrument.quoteSize - 1, bits >> shift & 0xFFFF, 16);
+    };
+    Quote quote{};
+    quote.bidE10 = value / tick * tick;
+    quote.askE10 = quote.bidE10 + tick;
+    const bool wider = (bits & 7) == 0; // now and then, on one of the sides
+    if (wider) (bits & 8 ? quote.bidE10 : quote.askE10) += bits & 8 ? -tick : tick;
+    quote.bidSize = size(8);
+    quote.askSize = size(24);
+    KeepWithin(quote, instrument);
+
+    const bool sale = (bits >> 63 != 0 || quote.askSize == 0) && quote.bidSize != 0;
+    const std::int32_t quoted = sale ? quote.bidSize : quote.askSize;
+    return {.quote = quote,
+            .lastE10 = sale                 ? quote.bidE10
+                       : quote.askSize != 0 ? quote.askE10
+                                            : std::clamp(value / tick * tick, instrument.lowerE10,
+                                                         instrument.upperE10),
+            .lastSide = sale ? kSell : kBuy,
+            .lastSize = Upto(std::min(instrument.quoteSize / kTradedShare, quoted),
+                             bits >> 40 & 0xFFFF, 16)};
+}
+
+} // namespace halvane::paper

@@ -1,0 +1,222 @@
+#include "paper/orders/Ticket.h"
+
+#include "foundation/support/Numbers.h"
+#include "foundation/support/Strings.h"
+#include "paper/base/Codes.h"
+#include "paper/base/PaperItem.h"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
+namespace halvane::paper {
+namespace {
+
+// Where the two kinds of parameters object carry a member; 0 where one does not have it.
+template <typename T> struct TicketRow {
+    T Ticket::*member;
+    std::int32_t stockId, futOptId;
+};
+
+// clang-format off
+constexpr TicketRow<Text> kTexts[] = { //  stock  futures/options
+    {&Ticket::brokerId,                        1,  1},
+    {&Ticket::account,                         2,  2},
+    {&Ticket::symbol,                         17,  3},
+    {&Ticket::symbolA,                         0, 27},
+    {&Ticket::symbolB,                         0, 28},
+    {&Ticket::price,                           6,  4},
+    {&Ticket::stopPrice,                       8,  7},
+    {&Ticket::touchPrice,                     26, 13},
+    {&Ticket::chasePrice,                     29, 21},
+    {&Ticket::extCommands,                    12, 22},
+    {&Ticket::group,                          21, 20},
+    {&Ticket::userKey1,                       14, 24},
+    {&Ticket::userKey2,                       15, 25},
+    {&Ticket::source,                         16, 26},
+    {&Ticket::strategy,                        0, 23},
+};
+constexpr TicketRow<std::int32_t> kInts[] = {
+    {&Ticket::side,                            7,  5},
+    {&Ticket::side1,                           0, 38},
+    {&Ticket::side2,                           0,  6},
+    {&Ticket::orderType,                      10,  9},
+    {&Ticket::timeInForce,                     9,  8},
+    {&Ticket::quantity,                       11, 16},
+    {&Ticket::touchField,                     27, 14},
+    {&Ticket::touchCondition,                 28, 15},
+    {&Ticket::trailingField,                  23, 10},
+    {&Ticket::trailingType,                   24, 11},
+    {&Ticket::tradeType,                      18,  0},
+    {&Ticket::exCode,                         19,  0},
+    {&Ticket::positionEffect,                  0, 17},
+    {&Ticket::dayTrade,                        0, 50},
+    {&Ticket::slicedType,                      0, 44},
+    {&Ticket::discloseQty,                     0, 40},
+};
+constexpr TicketRow<std::int64_t> kInt64s[] = {
+    {&Ticket::trailingAmount,                 25, 12},
+};
+// Of futures and options alone: whatever is not 0 there changes the way in which an order is sliced
+// or tried again.
+constexpr std::int32_t kMore[] = {41, 42, 43, 45, 46, 47, 48, 51, 52};
+// clang-format on
+
+template <typename T> std::int32_t IdOf(const TicketRow<T>& row, std::int32_t kind) {
+    return kind == kStockOrder ? row.stockId : row.futOptId;
+}
+
+bool IsGiven(const Text& price) { return !price.empty() && price != L"0"; }
+
+// A whole number of 1e-10; above 0 unless it is a net price.
+std::optional<std::int64_t> ParsePrice(const Text& text, bool net) {
+    TextView digits = text;
+    if (net && digits.starts_with(L'-')) digits.remove_prefix(1);
+    const bool plain =
+        std::all_of(digits.begin(), digits.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+    if (!plain || digits.empty()) return std::nullopt;
+    const std::int64_t price = ToInt64(text);
+    if (price == INT64_MAX || price == INT64_MIN || (!net && price <= 0)) return std::nullopt;
+    return price;
+}
+
+std::int32_t CheckSlices(const Ticket& ticket) {
+    const std::int32_t shown = ticket.discloseQty;
+    if (ticket.slicedType == 0) return kAccepted;
+    if (ticket.slicedType != kIceberg) return kFeatureUnsupported;
+    if (ticket.orderType != kLimit || ticket.timeInForce > kDay) return kBadStrategy;
+    if (shown <= 0 || shown > ticket.quantity) return kBadQuantity;
+    return (ticket.quantity - 1) / shown < kMostParts ? kAccepted : kBadQuantity;
+}
+
+std::int32_t CheckCodes(const Ticket& ticket, const Terms& terms) {
+    const bool stock = terms.kind == InstrumentKind::Stock;
+    if (stock != (ticket.kind == kStockOrder)) return kWrongOrderKind;
+    if (ticket.side != kBuy && ticket.side != kSell) return kBadSide;
+    if (ticket.orderType < kMarket || ticket.orderType > kStopLimit) return kBadOrderType;
+    if (ticket.timeInForce < 0 || ticket.timeInForce > kFillOrKill) return kBadTimeInForce;
+    if (ticket.quantity <= 0 || ticket.quantity > terms.maxQuantity) return kBadQuantity;
+    const bool waits = ticket.NeedsStop() || ticket.Trails() || IsGiven(ticket.touchPrice);
+    if (ticket.asksForMore || (terms.net && waits)) return kFeatureUnsupported;
+    return CheckSlices(ticket);
+}
+
+std::int32_t ReadPrice(const Text& text, const Terms& terms, std::int32_t refusal,
+                       std::int64_t& priceE10) {
+    const std::optional<std::int64_t> price = ParsePrice(text, terms.net);
+    if (!price) return refusal;
+    priceE10 = *price;
+    return CheckPrice(priceE10, terms);
+}
+
+// A price field that was put, or the last price.
+std::int32_t FieldOf(std::int32_t field) { return field == 0 ? kLastPrice : field; }
+bool IsField(std::int32_t field) { return field >= kLastPrice && field <= kAskPrice; }
+
+std::int32_t ReadTouch(const Ticket& ticket, const Terms& terms, TicketPrices& prices) {
+    const std::int32_t usual = ticket.side == kBuy ? kAtOrBelow : kAtOrAbove;
+    const std::int32_t condition = ticket.touchCondition == 0 ? usual : ticket.touchCondition;
+    Trigger trigger{.field = FieldOf(ticket.touchField), .upward = condition == kAtOrAbove};
+    if (ticket.NeedsStop() || ticket.Trails() || !IsField(trigger.field)) return kBadTouch;
+    if (condition != kAtOrAbove && condition != kAtOrBelow) return kBadTouch;
+    const std::int32_t result = ReadPrice(ticket.touchPrice, terms, kBadTouch, trigger.touchE10);
+    prices.trigger = trigger;
+    return result;
+}
+
+std::int32_t ReadTrailing(const Ticket& ticket, const Terms& terms, Trigger& trigger) {
+    const std::int32_t type = ticket.trailingType == 0 ? kByAmount : ticket.trailingType;
+    const std::int64_t most = terms.upperE10;
+    const std::int64_t amount = ticket.trailingAmount;
+    if (type != kByAmount && type != kByTicks) return kBadTrailing;
+    if (amount <= 0 || amount > (type == kByTicks ? most / terms.tickE10 : most))
+        return kBadTrailing;
+    trigger.field = FieldOf(ticket.trailingField);
+    trigger.trailE10 = type == kByTicks ? amount * terms.tickE10 : amount;
+    if (!IsField(trigger.field)) return kBadTrailing;
+    return CheckPrice(trigger.trailE10, terms);
+}
+
+std::int32_t ReadStop(const Ticket& ticket, const Terms& terms, TicketPrices& prices) {
+    Trigger trigger{.field = kLastPrice, .upward = ticket.side == kBuy};
+    std::int32_t result = kAccepted;
+    if (ticket.Trails()) result = ReadTrailing(ticket, terms, trigger);
+    if (result == kAccepted && !(ticket.Trails() && !IsGiven(ticket.stopPrice)))
+        result = ReadPrice(ticket.stopPrice, terms, kBadStopPrice, prices.stopE10);
+    prices.trigger = trigger;
+    return result;
+}
+
+std::int32_t ReadTrigger(const Ticket& ticket, const Terms& terms, TicketPrices& prices) {
+    if (IsGiven(ticket.touchPrice)) return ReadTouch(ticket, terms, prices);
+    if (ticket.NeedsStop()) return ReadStop(ticket, terms, prices);
+    return ticket.Trails() ? kBadTrailing : kAccepted;
+}
+
+} // namespace
+
+bool Ticket::NeedsLimit() const { return orderType == kLimit || orderType == kStopLimit; }
+bool Ticket::NeedsStop() const { return orderType == kStop || orderType == kStopLimit; }
+
+Ticket ReadTicket(std::int32_t kind, const PaperParameters& parameters) {
+    Ticket ticket;
+    ticket.kind = kind;
+    for (const auto& row : kTexts)
+        ticket.*row.member = AsText(parameters.Value(IdOf(row, kind)));
+    for (const auto& row : kInts) {
+        if (const PaperValue* value = parameters.Value(IdOf(row, kind))) {
+            ticket.*row.member = AsInt(value);
+        }
+    }
+    for (const auto& row : kInt64s) {
+        if (const PaperValue* value = parameters.Value(IdOf(row, kind))) {
+            ticket.*row.member = AsInt64(value);
+        }
+    }
+    const auto given = [&](std::int32_t id) {
+        const PaperValue* value = parameters.Value(id);
+        return value != nullptr && AsInt(value) != 0;
+    };
+    ticket.asksForMore =
+        !ticket.chasePrice.empty() ||
+        (kind == kFutOptOrder && std::any_of(std::begin(kMore), std::end(kMore), given));
+    return ticket;
+}
+
+Terms TermsOf(const Instrument& instrument) {
+    return {.kind = instrument.kind,
+            .tickE10 = instrument.tickE10,
+            .lowerE10 = instrument.lowerE10,
+            .upperE10 = instrument.upperE10,
+            .maxQuantity = instrument.maxQuantity,
+            .net = false};
+}
+
+std::int32_t CheckPrice(std::int64_t priceE10, const Terms& terms) {
+    if (!terms.net && priceE10 <= 0) return kBadPrice;
+    return priceE10 % terms.tickE10 == 0 ? kAccepted : kOffTick;
+}
+
+std::int32_t CheckTicket(const Ticket& ticket, const Terms& terms, TicketPrices& prices) {
+    std::int32_t result = CheckCodes(ticket, terms);
+    if (result == kAccepted && ticket.NeedsLimit()) {
+        result = ReadPrice(ticket.price, terms, kBadPrice, prices.limitE10);
+    }
+    return result == kAccepted ? ReadTrigger(ticket, terms, prices) : result;
+}
+
+std::int32_t ShownQuantity(const Ticket& ticket) {
+    return ticket.slicedType == kIceberg ? ticket.discloseQty : ticket.quantity;
+}
+
+Text ExtCommand(const Ticket& ticket, TextView name) {
+    for (const TextView command : Split(ticket.extCommands, L';')) {
+        const std::size_t equals = command.find(L'=');
+        if (equals != TextView::npos && command.substr(0, equals) == name) {
+            return Text(command.substr(equals + 1));
+        }
+    }
+    return {};
+}
+
+} // namespace halvane::paper

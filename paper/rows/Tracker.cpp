@@ -1,0 +1,113 @@
+#include "paper/rows/Tracker.h"
+
+#include "paper/accounts/Account.h"
+#include "paper/accounts/Risk.h"
+#include "paper/base/Units.h"
+#include "paper/orders/Book.h"
+
+#include <array>
+#include <cstdlib>
+
+namespace halvane::paper {
+namespace {
+
+void Append(Text& list, const Text& text) {
+    if (!list.empty()) list += L';';
+    list += text;
+}
+
+// How much is held for each piece that was traded today, in units of 1e-10.
+std::int64_t PosFillRatioE10(const Position& position) {
+    const std::int64_t fills = position.bought + position.sold;
+    return fills == 0 ? kNoInt64 : Share(std::abs(position.net), kE10, fills);
+}
+
+void PutProfits(PaperValues<TextView>& figures, const Position& position) {
+    const PositionDay& day = position.day;
+    const std::int64_t modelGain = ModelGainE6(position);
+    const std::int64_t today = position.DayProfitE6();
+    // clang-format off
+    const std::pair<TextView, std::int64_t> rows[] = {
+        {L"FloatPnL",  position.OpenProfitE6()},
+        {L"ClosePnL",  position.realisedE6},
+        {L"TdPnL",     today},
+        {L"YdPnL",     day.previousE6},
+        {L"TheoPnL",   position.ProfitE6() + modelGain},
+        {L"TdTheoPnL", today + modelGain - day.modelGainAtStartE6},
+        {L"YdTheoPnl", day.previousModelE6},
+    };
+    // clang-format on
+    for (const auto& [name, amount] : rows)
+        figures.Put(name, AmountE10(amount));
+}
+
+// The net open interest in the calls or puts that the position is in, and the parts of it.
+void PutOpenInterest(PaperValues<TextView>& figures, const Position& position, TextView callPut,
+                     const std::array<TextView, 3>& names) {
+    const bool counts = position.book->TheInstrument().callPut == callPut;
+    const std::int64_t carried = counts ? position.day.carried : 0;
+    const std::int64_t net = counts ? position.net : 0;
+    figures.Put(names[0], net);
+    figures.Put(names[1], net - carried);
+    figures.Put(names[2], carried);
+}
+
+// Profits, Greeks and the ratio in units of 1e-10, all else whole numbers.
+PaperValues<TextView> FiguresOf(const Position& position) {
+    PaperValues<TextView> figures;
+    for (const auto& [name, value] : RiskOf(position))
+        figures.Put(name, value);
+    PutProfits(figures, position);
+    PutOpenInterest(figures, position, L"C", {L"CallOI", L"TdCallOI", L"YdCallOI"});
+    PutOpenInterest(figures, position, L"P", {L"PutOI", L"TdPutOI", L"YdPutOI"});
+    figures.Put(L"LongOI", position.LongQty());
+    figures.Put(L"ShortOI", position.ShortQty());
+    figures.Put(L"TdOpenQty", position.opened);
+    figures.Put(L"TdCloseQty", position.closed);
+    figures.Put(L"BuyFill", position.bought);
+    figures.Put(L"SellFill", position.sold);
+    figures.Put(L"BSFill", position.bought - position.sold);
+    figures.Put(L"PosFillRatio", PosFillRatioE10(position));
+    figures.Put(L"OrderNumbers", position.day.orders);
+    figures.Put(L"DealNumbers", position.day.deals);
+    figures.Put(L"DeleteNumbers", position.day.deletions);
+    return figures;
+}
+
+} // namespace
+
+void Tracker::Add(const Account& account) {
+    for (const Position* position : account.Held()) {
+        rows_.push_back({account.Mask() + L":ALL", position->book->TheInstrument().symbol,
+                         FiguresOf(*position)});
+    }
+}
+
+Text Tracker::Entries() {
+    Text entries;
+    const Text* previous = nullptr;
+    for (const Row& row : rows_) {
+        if (previous == nullptr || *previous != row.entry) Append(entries, row.entry);
+        previous = &row.entry;
+    }
+    return entries;
+}
+
+Text Tracker::Instruments(TextView entry) {
+    Text instruments;
+    for (const Row& row : rows_) {
+        if (row.entry == entry) Append(instruments, row.instrument);
+    }
+    return instruments;
+}
+
+std::int64_t Tracker::Figure(TextView entry, TextView instrument, TextView name) {
+    for (const Row& row : rows_) {
+        if (row.entry == entry && row.instrument == instrument) {
+            return AsInt64(row.figures.Find(name));
+        }
+    }
+    return kNoInt64;
+}
+
+} // namespace halvane::paper

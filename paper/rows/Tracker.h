@@ -1,0 +1,31 @@
+#pragma once
+
+#include "paper/base/PaperItem.h"
+#include "tradeapi/Items.h"
+
+#include <vector>
+
+namespace halvane::paper {
+
+class Account;
+
+// The figures of the positions as they were when the tracker was attached: one entry for each
+// account that holds any, one instrument for each position. Names that are not known give kNoInt64.
+class Tracker : public PositionTracker {
+  public:
+    Text Entries() override;
+    Text Instruments(TextView entry) override;
+    std::int64_t Figure(TextView entry, TextView instrument, TextView name) override;
+
+    void Clear() { rows_.clear(); }
+    void Add(const Account& account);
+
+  private:
+    struct Row {
+        Text entry, instrument;
+        PaperValues<TextView> figures;
+    };
+    std::vector<Row> rows_; // those of one entry stand together
+};
+
+} // namespace halvane::paper
