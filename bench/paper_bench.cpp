@@ -7,52 +7,29 @@
 #include "foundation/support/Utf.h"
 #include "foundation/support/Zmq.h"
 #include "paper/Paper.h"
-#include "paper/base/Codes.h"
-#include "paper/base/PaperItem.h"
-#include "paper/base/Units.h"
-#include "paper/exchange/Exchange.h"
 #include "tradeapi/TradeEvents.h"
 
 #include <benchmark/benchmark.h>
 
 #include <fstream>
 
-namespace halvane::paper {
+namespace halvane {
 namespace {
 
-// An order that meets nobody and is cancelled at once: two reports. All orders here are like it.
+constexpr std::int32_t kStockOrder = 8, kBuy = 1, kLimit = 2, kImmediateOrCancel = 2;
+
+// An order at 110 that meets nobody and is cancelled at once: two reports. All orders here are like
+// it.
 void PutOrder(OrderParameters& order) {
     order.PutText(1, L"PAPER");
     order.PutText(2, L"1000001");
     order.PutText(17, L"OV.S.PAPX.ALFA");
-    order.PutText(6, DecimalText(110 * kE10));
+    order.PutText(6, L"1100000000000");
     order.PutInt(7, kBuy);
     order.PutInt(10, kLimit);
     order.PutInt(9, kImmediateOrCancel);
     order.PutInt(11, 1);
 }
-
-// Far below the price of one of the stocks.
-void Rest(Exchange& exchange, std::int64_t orders) {
-    const Instrument& stock = exchange.Books().front().TheInstrument();
-    for (std::int64_t order = 0; order < orders; ++order) {
-        PaperParameters parameters;
-        PutOrder(parameters);
-        parameters.PutText(6, DecimalText(stock.lowerE10 + order % 40 * stock.tickE10));
-        parameters.PutInt(9, kDay);
-        exchange.NewOrder(kStockOrder, parameters);
-    }
-}
-
-void MarketTick(benchmark::State& state) {
-    Exchange exchange(BuiltInMarket(Today()));
-    Rest(exchange, state.range(0));
-    for ([[maybe_unused]] auto tick : state) {
-        exchange.Tick();
-        exchange.TakeNotices();
-    }
-}
-BENCHMARK(MarketTick)->Arg(0)->Arg(100)->Arg(10'000);
 
 constexpr const char* kFastMarket = R"({
  "speed": 1440, "start": "2026-11-20 00:00:00",
@@ -196,4 +173,4 @@ void GatewayOrders(benchmark::State& state) {
 BENCHMARK(GatewayOrders)->UseRealTime();
 
 } // namespace
-} // namespace halvane::paper
+} // namespace halvane

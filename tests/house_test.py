@@ -14,14 +14,29 @@ FLOORS = {
     "foundation/cpputility": 2,
     "foundation/logger": 2,
     "tradeapi": 3,
-    "paper": 4,
     "tradeapi/com": 4,
+    "paper": 4,
     "publish": 4,
     "request": 5,
     "request/orders": 5,
     "request/queries": 5,
     "app": 6,
 }
+# A room that is a house of its own: its rooms and their floors, which stand on all below the house.
+# From outside only its door is seen.
+HOUSES = {
+    "paper": {
+        "paper/base": 1,
+        "paper/market": 2,
+        "paper/file": 3,
+        "paper/orders": 3,
+        "paper/accounts": 4,
+        "paper/exchange": 5,
+        "paper/rows": 5,
+        "paper": 6,
+    },
+}
+DOORS = {"paper": "paper/Paper.h"}
 # Outside the floors, with the rooms that they may include beside their own; nobody includes them.
 OUTSIDE = {
     "component": {"foundation/support", "tradeapi", "paper"},
@@ -32,6 +47,8 @@ OUTSIDE = {
 EXCEPTIONS = [
     (r"request/(orders|queries)/", r"request/(RepWorker|Envelope|PlatformObjects)\.h"),
     (r"request/Operations\.cpp", r"request/(orders/Orders|queries/Queries)\.h"),
+    (r"component/", r"paper/(base/PaperItem|rows/Tracker)\.h"),
+    (r"(tests|bench)/paper/", r"paper/.*"),
 ]
 # What the floors alone would allow: who, whom, and which headers of it all the same.
 NARROWED = [
@@ -96,9 +113,8 @@ def line_at(text, index):
     return text.count("\n", 0, index) + 1
 
 
-def room_of(path):
-    rooms = [room for room in [*FLOORS, *OUTSIDE] if path.startswith(room + "/")]
-    return max(rooms, key=len, default=None)
+def room_of(path, rooms=(*FLOORS, *OUTSIDE)):
+    return max((room for room in rooms if path.startswith(room + "/")), key=len, default=None)
 
 
 def may_include(path, header):
@@ -109,7 +125,9 @@ def may_include(path, header):
         if re.match(who, path) and re.match(whom, header):
             return bool(re.fullmatch(headers, header))
     if room == other:
-        return True
+        return may_see(HOUSES.get(room, {}), path, header)
+    if header != DOORS.get(other, header):
+        return False
     if other not in FLOORS:
         return False
     if room in OUTSIDE:
@@ -117,17 +135,41 @@ def may_include(path, header):
     return FLOORS[other] < FLOORS[room]
 
 
+def may_see(floors, path, header):
+    room, other = room_of(path, floors), room_of(header, floors)
+    return room == other or floors[other] < floors[room]
+
+
+def includes(text):
+    return re.finditer(r'^[ \t]*#[ \t]*include[ \t]*"([^"]+)"', text, re.MULTILINE)
+
+
 def check_includes(files):
     for path, text in files.items():
         if room_of(path) is None:
             yield f"{path}: lies in no room"
             continue
-        for match in re.finditer(r'^[ \t]*#[ \t]*include[ \t]*"([^"]+)"', text, re.MULTILINE):
+        for match in includes(text):
             header, where = match[1], f"{path}:{line_at(text, match.start())}"
             if header not in files:
                 yield f"{where}: there is no {header}, seen from the root"
             elif not may_include(path, header):
                 yield f"{where}: may not include {header}"
+
+
+def check_circles(files):
+    """A header and its source count as one; only houses of their own are looked at."""
+    below = {}
+    for path, text in files.items():
+        unit = re.sub(r"\.\w+$", "", path)
+        seen = {re.sub(r"\.\w+$", "", match[1]) for match in includes(text)} - {unit}
+        below[unit] = below.get(unit, set()) | {each for each in seen if room_of(each) in HOUSES}
+    while ends := [unit for unit in below if not below[unit] & below.keys()]:
+        for unit in ends:
+            del below[unit]
+    for unit in sorted(below):
+        if room_of(unit) in HOUSES:
+            yield f"{unit}: includes in a circle, or stands on one"
 
 
 def functions_in(code):
@@ -221,6 +263,9 @@ class TheHouse(unittest.TestCase):
     def test_includes_run_downhill(self):
         self.check(check_includes(self.files))
 
+    def test_no_includes_go_in_a_circle(self):
+        self.check(check_circles(self.files))
+
     def test_functions_and_files_are_short(self):
         self.check(check_sizes(self.files))
 
@@ -248,7 +293,8 @@ class TheChecks(unittest.TestCase):
     def test_includes(self):
         headers = [
             "foundation/support/A.h", "foundation/cpputility/A.h", "foundation/logger/A.h", "tradeapi/A.h",
-            "paper/A.h", "publish/A.h", "publish/ARecord.h", "request/A.h", "request/RepWorker.h",
+            "paper/A.h", "paper/Paper.h", "paper/base/A.h", "paper/base/PaperItem.h", "paper/exchange/A.h",
+            "paper/rows/A.h", "publish/A.h", "publish/ARecord.h", "request/A.h", "request/RepWorker.h",
             "request/orders/Orders.h", "request/queries/A.h", "app/A.h", "component/A.h", "tests/A.h",
         ]  # fmt: skip
         rows = [
@@ -256,9 +302,14 @@ class TheChecks(unittest.TestCase):
             ("foundation/support/B.h", "foundation/logger/A.h", 1),
             ("foundation/logger/B.h", "foundation/support/A.h", 0),
             ("foundation/logger/B.h", "foundation/cpputility/A.h", 1),
-            ("tradeapi/B.h", "paper/A.h", 1),
+            ("tradeapi/B.h", "paper/Paper.h", 1),
             ("paper/B.h", "tradeapi/A.h", 0),
+            ("paper/base/B.h", "tradeapi/A.h", 0),
             ("paper/B.h", "publish/A.h", 1),
+            ("paper/B.h", "paper/rows/A.h", 0),
+            ("paper/rows/B.h", "paper/base/A.h", 0),
+            ("paper/rows/B.h", "paper/exchange/A.h", 1),
+            ("paper/base/B.h", "paper/Paper.h", 1),
             ("publish/B.h", "request/A.h", 1),
             ("request/B.h", "publish/A.h", 1),
             ("request/queries/B.cpp", "publish/ARecord.h", 0),
@@ -270,7 +321,14 @@ class TheChecks(unittest.TestCase):
             ("request/Operations.h", "request/orders/Orders.h", 1),
             ("app/B.cpp", "request/A.h", 0),
             ("app/B.cpp", "tests/A.h", 1),
-            ("component/B.cpp", "paper/A.h", 0),
+            ("app/B.cpp", "paper/Paper.h", 0),
+            ("app/B.cpp", "paper/A.h", 1),
+            ("app/B.cpp", "paper/base/PaperItem.h", 1),
+            ("component/B.cpp", "paper/Paper.h", 0),
+            ("component/B.cpp", "paper/base/PaperItem.h", 0),
+            ("component/B.cpp", "paper/base/A.h", 1),
+            ("tests/paper/B.cpp", "paper/exchange/A.h", 0),
+            ("tests/B.cpp", "paper/exchange/A.h", 1),
             ("component/B.cpp", "publish/A.h", 1),
             ("tests/B.cpp", "app/A.h", 0),
             ("tests/B.cpp", "component/A.h", 1),
@@ -281,6 +339,19 @@ class TheChecks(unittest.TestCase):
             files = dict.fromkeys(headers, "") | {path: f'// why\n  # include "{header}"\n'}
             with self.subTest(path, header=header):
                 self.assertEqual(len(list(check_includes(files))), expected)
+
+    def test_circles(self):
+        rows = [
+            ("", 0),
+            ('#include "paper/base/C.h"', 0),
+            ('#include "paper/base/A.h"', 2),
+            ('#include "paper/base/C.h"\n#include "paper/base/A.h"', 2),
+        ]
+        for text, expected in rows:
+            files = {"paper/base/A.h": "", "paper/base/A.cpp": '#include "paper/base/B.h"'}
+            files |= {"paper/base/B.h": text, "paper/base/C.h": ""}
+            with self.subTest(text):
+                self.assertEqual(len(list(check_circles(files))), expected)
 
     def test_sizes(self):
         def sized(before, after="}\n", lines=MAX_FUNCTION - 1):

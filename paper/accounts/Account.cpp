@@ -1,5 +1,6 @@
 #include "paper/accounts/Account.h"
 
+#include "paper/accounts/Risk.h"
 #include "paper/base/Codes.h"
 #include "paper/base/Units.h"
 #include "paper/market/MarketClock.h"
@@ -83,7 +84,7 @@ void Account::EndDay() {
     commissionE6_ = realisedE6_ = optionPremiumE6_ = 0;
     combinations_.actions.clear();
     for (auto& [book, position] : positions_)
-        position.EndDay();
+        position.EndDay(ModelGainE6(position));
 }
 
 bool Account::Balances() const { return Reckon().Equity() == setup_.balanceE6 + audit_.ProfitE6(); }

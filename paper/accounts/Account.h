@@ -1,7 +1,7 @@
 #pragma once
 
 #include "paper/accounts/Audit.h"
-#include "paper/accounts/Combinations.h"
+#include "paper/accounts/CombinationRows.h"
 #include "paper/accounts/Position.h"
 #include "paper/market/Market.h"
 

@@ -1,6 +1,5 @@
 #include "paper/accounts/Position.h"
 
-#include "paper/accounts/Risk.h"
 #include "paper/base/Codes.h"
 #include "paper/base/Units.h"
 #include "paper/orders/Book.h"
@@ -19,33 +18,6 @@ std::int64_t MarginFor(const Position& position, std::int64_t priceE10, std::int
 }
 
 } // namespace
-
-std::int64_t OrderState::AveragePriceE10() const { return PriceOfE10(paidE6, filled); }
-
-bool Order::IsBuy() const { return ticket.side == kBuy; }
-bool Leg::IsBuy() const { return side == kBuy; }
-
-bool Needs::Opens() const {
-    return first.cashE6 + first.marginE6 + second.cashE6 + second.marginE6 != 0;
-}
-
-Frozen& Frozen::operator+=(const Frozen& other) {
-    cashE6 += other.cashE6;
-    marginE6 += other.marginE6;
-    commissionE6 += other.commissionE6;
-    return *this;
-}
-
-Frozen& Frozen::operator-=(const Frozen& other) {
-    cashE6 -= other.cashE6;
-    marginE6 -= other.marginE6;
-    commissionE6 -= other.commissionE6;
-    return *this;
-}
-
-std::int64_t PriceOfE10(std::int64_t amountE6, std::int64_t units) {
-    return units == 0 ? kNoInt64 : Share(amountE6, kE4, units);
-}
 
 std::int64_t Position::Apply(bool buy, std::int64_t priceE10, std::int64_t quantity) {
     const std::int64_t multiplier = book->TheInstrument().multiplier;
@@ -75,16 +47,15 @@ std::int64_t Position::Apply(bool buy, std::int64_t priceE10, std::int64_t quant
     return profit;
 }
 
-void Position::EndDay() {
+void Position::EndDay(std::int64_t modelGainE6) {
     const std::int64_t profit = DayProfitE6();
-    const std::int64_t modelGain = ModelGainE6(*this);
     day = {.carried = net,
            .carriedAtStart = net,
            .costE6 = ValueE6(),
            .marginAtStartE6 = MarginE6(),
-           .modelGainAtStartE6 = modelGain,
+           .modelGainAtStartE6 = modelGainE6,
            .previousE6 = profit,
-           .previousModelE6 = profit + modelGain - day.modelGainAtStartE6};
+           .previousModelE6 = profit + modelGainE6 - day.modelGainAtStartE6};
     earlierE6 += realisedE6;
     for (std::int64_t* figure : {&realisedE6, &commissionE6, &bought, &sold, &opened, &closed,
                                  &boughtE6, &soldE6, &openedE6, &closedE6})

@@ -50,8 +50,9 @@ struct Position {
     std::int64_t ProfitE6() const { return OpenProfitE6() + realisedE6 + earlierE6; }
     std::int64_t DayProfitE6() const { return OpenProfitByDateE6() + day.realisedE6; }
 
-    // What is held now is carried over; the figures of the day start anew.
-    void EndDay();
+    // What is held now is carried over; the figures of the day start anew. `modelGainE6` is what
+    // the model gives above the last price at that moment, see Risk.h.
+    void EndDay(std::int64_t modelGainE6);
 
     // What must be there to hold the position. A long stock or option is paid for: nothing. Stocks
     // held short need their value and a share on top, options held short their value and a share of
@@ -69,9 +70,6 @@ struct Position {
     std::int64_t LongFrozen() const { return std::min(LongQty(), workingSell); }
     std::int64_t ShortFrozen() const { return std::min(ShortQty(), workingBuy); }
 };
-
-// The price per unit, in units of 1e-10, that `units` had for an amount; kNoInt64 without any.
-std::int64_t PriceOfE10(std::int64_t amountE6, std::int64_t units);
 
 // What an order for the quantity has to hold back for the part that opens or enlarges the position,
 // given what other orders already would close. `priceE10` is what it may have to pay.

@@ -1,6 +1,7 @@
 #include "paper/base/Units.h"
 
 #include "foundation/support/Numbers.h"
+#include "tradeapi/Items.h"
 
 #include <algorithm>
 
@@ -9,6 +10,10 @@ namespace halvane::paper {
 std::int64_t AmountE10(std::int64_t amountE6) {
     constexpr std::int64_t kLargest = INT64_MAX / kE4;
     return std::clamp(amountE6, -kLargest, kLargest) * kE4;
+}
+
+std::int64_t PriceOfE10(std::int64_t amountE6, std::int64_t units) {
+    return units == 0 ? kNoInt64 : Share(amountE6, kE4, units);
 }
 
 std::int32_t Narrow(std::int64_t value) {

@@ -27,6 +27,9 @@ constexpr std::int64_t Share(std::int64_t value, std::int64_t factor, std::int64
 // An amount in the units of a price, as position rows carry it; the nearest limit when too large.
 std::int64_t AmountE10(std::int64_t amountE6);
 
+// The price per unit, in units of 1e-10, that `units` had for an amount; kNoInt64 without any.
+std::int64_t PriceOfE10(std::int64_t amountE6, std::int64_t units);
+
 // The nearest 32-bit value that does not mean "missing".
 std::int32_t Narrow(std::int64_t value);
 

@@ -23,6 +23,8 @@ class PaperParameters;
 
 namespace halvane::paper {
 
+struct CombinationCommand;
+
 // What has happened, for those who tell it on. Orders and fills live as long as the exchange.
 struct ReportNotice {
     const Order* order;

@@ -29,14 +29,6 @@ struct Tick {
         lastSize; // may be 0: then nothing traded, and the price is what it would have been
 };
 
-// What a future stands at when its driver stands at a value, between ticks or not; for an option
-// what its future does.
-std::int64_t WithCarry(const Instrument& instrument, std::int64_t driverE10);
-
-// What an instrument is worth then. Options: the intrinsic value and the time value of the normal
-// model, alike for call and put, with `leftMs` as TimeLeftMs counts it.
-std::int64_t FairValue(const Instrument& instrument, std::int64_t driverE10, std::int64_t leftMs);
-
 // The seeded process behind all prices. It draws the same numbers whatever the clients do, from
 // arithmetic that is exact everywhere, so that a seed gives the same day on every system and
 // compiler.

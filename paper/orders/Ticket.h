@@ -1,6 +1,6 @@
 #pragma once
 
-#include "paper/market/Market.h"
+#include "paper/market/Instrument.h"
 #include "tradeapi/Items.h"
 
 #include <cstdint>

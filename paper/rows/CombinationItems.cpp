@@ -2,7 +2,7 @@
 
 #include "foundation/support/Numbers.h"
 #include "paper/accounts/Account.h"
-#include "paper/accounts/Combinations.h"
+#include "paper/accounts/CombinationRows.h"
 #include "paper/base/Codes.h"
 #include "paper/base/PaperItem.h"
 #include "paper/base/Units.h"

@@ -1,6 +1,8 @@
 #include "paper/base/BlackScholes.h"
 #include "paper/base/Calendar.h"
 #include "paper/base/Units.h"
+#include "paper/market/FairValue.h"
+#include "paper/market/Market.h"
 #include "paper/market/PriceProcess.h"
 
 #include <gtest/gtest.h>

@@ -1,0 +1,39 @@
+#include "foundation/support/Numbers.h"
+#include "paper/base/Codes.h"
+#include "paper/base/PaperItem.h"
+#include "paper/exchange/Exchange.h"
+
+#include <benchmark/benchmark.h>
+
+namespace halvane::paper {
+namespace {
+
+// Far below the price of one of the stocks.
+void Rest(Exchange& exchange, std::int64_t orders) {
+    const Instrument& stock = exchange.Books().front().TheInstrument();
+    for (std::int64_t order = 0; order < orders; ++order) {
+        PaperParameters parameters;
+        parameters.PutText(1, L"PAPER");
+        parameters.PutText(2, L"1000001");
+        parameters.PutText(17, stock.symbol);
+        parameters.PutText(6, DecimalText(stock.lowerE10 + order % 40 * stock.tickE10));
+        parameters.PutInt(7, kBuy);
+        parameters.PutInt(10, kLimit);
+        parameters.PutInt(9, kDay);
+        parameters.PutInt(11, 1);
+        exchange.NewOrder(kStockOrder, parameters);
+    }
+}
+
+void MarketTick(benchmark::State& state) {
+    Exchange exchange(BuildMarket(BuiltInPlan(), Today()));
+    Rest(exchange, state.range(0));
+    for ([[maybe_unused]] auto tick : state) {
+        exchange.Tick();
+        exchange.TakeNotices();
+    }
+}
+BENCHMARK(MarketTick)->Arg(0)->Arg(100)->Arg(10'000);
+
+} // namespace
+} // namespace halvane::paper
