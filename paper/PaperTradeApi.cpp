@@ -17,6 +17,7 @@
 #include "paper/rows/CombinationItems.h"
 #include "paper/rows/ContractFiles.h"
 #include "paper/rows/InstrumentInfo.h"
+#include "paper/rows/Parameters.h"
 #include "paper/rows/ReportItems.h"
 #include "paper/rows/ShownReports.h"
 #include "paper/rows/Tracker.h"
@@ -199,7 +200,7 @@ void PaperTradeApi::Delay() {
     if (delayMs != 0) TheClock().Sleep(delayMs);
 }
 
-bool PaperTradeApi::IsUp() const { return exchange_ && exchange_->IsConnected(); }
+bool PaperTradeApi::IsUp() const { return exchange_ && exchange_->Hours().IsConnected(); }
 
 bool PaperTradeApi::RefusesRow() {
     return exchange_->TheIncidents().Strikes(IncidentKind::RefuseRows);
@@ -295,13 +296,16 @@ template <typename Call> std::int32_t PaperTradeApi::Change(Call call) {
 std::int32_t PaperTradeApi::NewOrder(std::int32_t kind, OrderParameters& parameters) {
     const auto* paperParameters = dynamic_cast<PaperParameters*>(&parameters);
     if (paperParameters == nullptr) return kForeignObject;
-    return Change([&](Exchange& exchange) { return exchange.NewOrder(kind, *paperParameters); });
+    return Change(
+        [&](Exchange& exchange) { return exchange.NewOrder(ReadTicket(kind, *paperParameters)); });
 }
 
 std::int32_t PaperTradeApi::ReplaceOrder(OrderParameters& parameters) {
     const auto* paperParameters = dynamic_cast<PaperParameters*>(&parameters);
     if (paperParameters == nullptr) return kForeignObject;
-    return Change([&](Exchange& exchange) { return exchange.ReplaceOrder(*paperParameters); });
+    return Change([&](Exchange& exchange) {
+        return exchange.ReplaceOrder(ReadReplacement(*paperParameters));
+    });
 }
 
 std::int32_t PaperTradeApi::CancelOrder(TextView reportId, TextView) {

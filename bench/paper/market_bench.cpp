@@ -2,6 +2,7 @@
 #include "paper/base/Codes.h"
 #include "paper/base/PaperItem.h"
 #include "paper/exchange/Exchange.h"
+#include "paper/rows/Parameters.h"
 
 #include <benchmark/benchmark.h>
 
@@ -21,7 +22,7 @@ void Rest(Exchange& exchange, std::int64_t orders) {
         parameters.PutInt(10, kLimit);
         parameters.PutInt(9, kDay);
         parameters.PutInt(11, 1);
-        exchange.NewOrder(kStockOrder, parameters);
+        exchange.NewOrder(ReadTicket(kStockOrder, parameters));
     }
 }
 

@@ -1,9 +1,7 @@
 #include "paper/exchange/Exchange.h"
 
-#include "foundation/support/Clock.h"
 #include "foundation/support/Numbers.h"
 #include "paper/base/Codes.h"
-#include "paper/base/PaperItem.h"
 #include "paper/base/Units.h"
 #include "paper/orders/Spread.h"
 
@@ -13,9 +11,6 @@
 
 namespace halvane::paper {
 namespace {
-
-// The ids of the replace parameters.
-enum : std::int32_t { kReplaceReportId = 1, kReplaceQty = 3, kReplacePrice = 4, kReplaceStop = 5 };
 
 bool IsWithinLimits(const Terms& terms, std::int64_t priceE10) {
     if (priceE10 == kNoInt64) return true;
@@ -37,10 +32,10 @@ std::int64_t LegPriceToFund(const Book& book, bool buy) {
     return buy ? std::max(book.CurrentQuote().askE10, book.LastE10()) : book.LastE10();
 }
 
-std::int32_t ReadPrice(const PaperValue* value, const Order& order, bool allowed,
+std::int32_t TakePrice(std::optional<std::int64_t> wantedE10, const Order& order, bool allowed,
                        std::int32_t refusal, std::int64_t& priceE10) {
-    if (value == nullptr) return kAccepted;
-    priceE10 = AsInt64(value);
+    if (!wantedE10) return kAccepted;
+    priceE10 = *wantedE10;
     if (!allowed || priceE10 == kNoInt64) return refusal;
     if (!order.terms.net && priceE10 <= 0) return refusal;
     if (!IsWithinLimits(order.terms, priceE10)) return kOutsidePriceLimits;
@@ -50,12 +45,11 @@ std::int32_t ReadPrice(const PaperValue* value, const Order& order, bool allowed
 } // namespace
 
 Exchange::Exchange(Market market)
-    : market_(std::move(market)), clock_(market_.plan.start),
-      incidents_(market_.plan.incidents, clock_.Begun()), today_(clock_.Today()),
-      idStem_(DecimalText(TheClock().UnixTimeMs())), prices_(market_.drivers, market_.plan.seed) {
+    : market_(std::move(market)), hours_(market_.plan),
+      prices_(market_.drivers, market_.plan.seed) {
     for (const Instrument& instrument : market_.instruments) {
-        Book& book = books_.emplace_back(instrument, clock_);
-        book.SetTick(prices_.NextTick(instrument, clock_.LocalNow()));
+        Book& book = books_.emplace_back(instrument, Clock());
+        book.SetTick(prices_.NextTick(instrument, Clock().LocalNow()));
         bySymbol_.emplace(instrument.symbol, &book);
     }
     LinkOptions();
@@ -64,11 +58,11 @@ Exchange::Exchange(Market market)
     }
 }
 
-std::int32_t Exchange::NewOrder(std::int32_t kind, const PaperParameters& parameters) {
-    if (kind != kStockOrder && kind != kFutOptOrder) return kUnknownOrderKind;
-    Draft draft{.ticket = ReadTicket(kind, parameters)};
+std::int32_t Exchange::NewOrder(Ticket ticket) {
+    if (ticket.kind != kStockOrder && ticket.kind != kFutOptOrder) return kUnknownOrderKind;
+    Draft draft{.ticket = std::move(ticket)};
     const std::int32_t result = Check(draft);
-    if (result == kAccepted) PlaceFirstPart(std::move(draft));
+    if (result == kAccepted) PlaceParts(std::move(draft));
     return result;
 }
 
@@ -86,7 +80,7 @@ std::int32_t Exchange::FindBooks(Draft& draft) {
     if (book == bySymbol_.end()) return kUnknownSymbol;
     draft.book = book->second;
     draft.terms = TermsOf(draft.book->TheInstrument());
-    return HasExpired(*draft.book) ? kContractExpired : kAccepted;
+    return hours_.HasExpired(*draft.book) ? kContractExpired : kAccepted;
 }
 
 void Exchange::Place(Order& order) {
@@ -109,38 +103,17 @@ void Exchange::Reject(Order& order, std::int32_t errorCode) {
 }
 
 Order& Exchange::Enter(Draft draft) {
-    const OrderState state{.quantity = draft.ticket.quantity,
-                           .leaves = draft.ticket.quantity,
-                           .priceE10 = draft.prices.limitE10,
-                           .stopE10 = draft.prices.stopE10};
-    const auto trigger = draft.prices.trigger;
-    Order& order = orders_.emplace_back(Order{.reportId = NextId(L"R"),
-                                              .orderId = NextId(L"O"),
-                                              .ticket = std::move(draft.ticket),
-                                              .tradeDate = clock_.Now().date,
-                                              .account = *draft.account,
-                                              .book = *draft.book,
-                                              .second = {},
-                                              .terms = draft.terms,
-                                              .state = state,
-                                              .fills = {},
-                                              .frozen = {},
-                                              .trigger = trigger,
-                                              .slice = draft.slice,
-                                              .place = ++lastPlace_,
-                                              .waiting = trigger.has_value()});
-    if (draft.second) order.second.emplace(*draft.second);
-    if (trigger) order.book.Trail(order);
-    byReportId_.emplace(order.reportId, &order);
+    Order& order = registry_.Enter(std::move(draft), Clock().Now().date);
+    if (order.trigger) order.book.Trail(order);
     return order;
 }
 
-std::int32_t Exchange::ReplaceOrder(const PaperParameters& parameters) {
-    const auto found = byReportId_.find(AsText(parameters.Value(kReplaceReportId)));
-    if (found == byReportId_.end()) return kUnknownReport;
-    Order& order = *found->second;
+std::int32_t Exchange::ReplaceOrder(const Replacement& replacement) {
+    Order* found = registry_.FindOrder(replacement.reportId);
+    if (found == nullptr) return kUnknownReport;
+    Order& order = *found;
     OrderState wanted = order.state;
-    const std::int32_t result = ReadReplacement(order, parameters, wanted);
+    const std::int32_t result = CheckReplacement(order, replacement, wanted);
     if (result != kAccepted) return result;
 
     const bool moved = wanted.priceE10 != order.state.priceE10 ||
@@ -161,7 +134,7 @@ std::int32_t Exchange::ReplaceOrder(const PaperParameters& parameters) {
     }
     order.account.Freeze(order, need);
     if (moved) {
-        order.place = ++lastPlace_;
+        order.place = registry_.NextPlace();
         order.ahead = Order::kUnknown;
     }
     Report(order, kReplaced);
@@ -175,39 +148,35 @@ std::int32_t Exchange::ReplaceOrder(const PaperParameters& parameters) {
     return kAccepted;
 }
 
-std::int32_t Exchange::ReadReplacement(const Order& order, const PaperParameters& parameters,
-                                       OrderState& wanted) const {
+std::int32_t Exchange::CheckReplacement(const Order& order, const Replacement& replacement,
+                                        OrderState& wanted) const {
     if (!order.IsWorking()) return kNotWorking;
     if (!IsOpenTo(order)) return kMarketClosed;
-    const PaperValue* value = parameters.Value(kReplaceQty);
-    const std::int32_t quantity = value == nullptr ? 0 : AsInt(value);
-    if (quantity != 0) {
-        if (quantity <= order.state.filled) return kBadQuantity;
-        if (quantity > order.terms.maxQuantity) return kBadQuantity;
-        wanted.quantity = quantity;
-        wanted.leaves = quantity - order.state.filled;
+    if (replacement.quantity != 0) {
+        if (replacement.quantity <= order.state.filled) return kBadQuantity;
+        if (replacement.quantity > order.terms.maxQuantity) return kBadQuantity;
+        wanted.quantity = replacement.quantity;
+        wanted.leaves = replacement.quantity - order.state.filled;
     }
+    const bool limited = order.state.priceE10 != kNoInt64;
     const std::int32_t result =
-        ReadPrice(parameters.Value(kReplacePrice), order, order.state.priceE10 != kNoInt64,
-                  kBadPrice, wanted.priceE10);
+        TakePrice(replacement.priceE10, order, limited, kBadPrice, wanted.priceE10);
     if (result != kAccepted) return result;
     const bool stops = order.waiting && order.state.stopE10 != kNoInt64;
-    return ReadPrice(parameters.Value(kReplaceStop), order, stops, kBadStopPrice, wanted.stopE10);
+    return TakePrice(replacement.stopE10, order, stops, kBadStopPrice, wanted.stopE10);
 }
 
 std::int32_t Exchange::CancelOrder(TextView reportId) {
-    const auto found = byReportId_.find(reportId);
-    if (found == byReportId_.end()) return kUnknownReport;
-    Order& order = *found->second;
-    if (!order.IsWorking()) return kNotWorking;
-    Remove(order);
-    End(order, kCancelled);
+    Order* order = registry_.FindOrder(reportId);
+    if (order == nullptr) return kUnknownReport;
+    if (!order->IsWorking()) return kNotWorking;
+    Remove(*order);
+    End(*order, kCancelled);
     return kAccepted;
 }
 
 void Exchange::Tick() {
-    clock_.Advance(market_.plan.tickMs);
-    StepIncidents();
+    StepTime();
     EndDayIfOver();
     StepPrices();
     SweepSpreads();
@@ -218,12 +187,12 @@ void Exchange::Tick() {
 
 void Exchange::StepPrices() {
     prices_.Step();
-    const LocalMs now = clock_.LocalNow();
+    const LocalMs now = Clock().LocalNow();
     for (Book& book : books_) {
         const Instrument& instrument = book.TheInstrument();
         // Drawn in any case, so that no price depends on what is open.
         const auto tick = prices_.NextTick(instrument, now);
-        if (HasExpired(book) || !IsOpen(book)) continue;
+        if (hours_.HasExpired(book) || !hours_.IsOpen(book)) continue;
         book.SetTick(tick);
         Serve(book, tick);
         Sweep(book);
@@ -247,19 +216,10 @@ const Book* Exchange::FindBook(TextView symbol) const {
     return found == bySymbol_.end() ? nullptr : found->second;
 }
 
-const Fill* Exchange::FindFill(TextView fillId) const {
-    const auto found = byFillId_.find(fillId);
-    return found == byFillId_.end() ? nullptr : found->second;
-}
-
 Account* Exchange::AccountOf(TextView mask) const {
     const auto found = std::find_if(accounts_.begin(), accounts_.end(),
                                     [&](const auto& account) { return account->Mask() == mask; });
     return found == accounts_.end() ? nullptr : found->get();
-}
-
-Text Exchange::NextId(const wchar_t* kind) {
-    return kind + idStem_ + L"-" + DecimalText(static_cast<std::int64_t>(++lastId_));
 }
 
 Needs Exchange::NeedNow(const Order& order) const {
@@ -282,7 +242,7 @@ bool Exchange::BreaksCombination(const Order& order) const {
 }
 
 bool Exchange::IsOpenTo(const Order& order) const {
-    return IsOpen(order.book) && (!order.second || IsOpen(order.second->book));
+    return hours_.IsOpen(order.book) && (!order.second || hours_.IsOpen(order.second->book));
 }
 
 bool Exchange::IsPermitted(const Order& order) {
@@ -297,7 +257,7 @@ bool Exchange::IsPermitted(const Order& order) {
 std::int32_t Exchange::CheckMarket(const Order& order) {
     if (!IsPermitted(order)) return kNotPermitted;
     if (!IsOpenTo(order)) return kMarketClosed;
-    if (incidents_.Strikes(IncidentKind::RejectOrders)) return kRejectedOnDemand;
+    if (TheIncidents().Strikes(IncidentKind::RejectOrders)) return kRejectedOnDemand;
     if (!IsWithinLimits(order.terms, order.state.priceE10)) return kOutsidePriceLimits;
     const std::int64_t waitsFor = order.trigger ? order.trigger->touchE10 : kNoInt64;
     for (const std::int64_t price : {order.state.stopE10, waitsFor}) {
@@ -361,18 +321,10 @@ void Exchange::AddFills(Order& order, std::span<const LegFill> legs, std::int64_
                         std::int32_t quantity) {
     order.account.Release(order);
     for (const LegFill& leg : legs) {
-        const Fill& fill = fills_.emplace_back(Fill{.fillId = NextId(L"F"),
-                                                    .order = order,
-                                                    .book = leg.book,
-                                                    .side = leg.side,
-                                                    .priceE10 = leg.priceE10,
-                                                    .quantity = quantity,
-                                                    .stamp = clock_.Now()});
-        byFillId_.emplace(fill.fillId, &fill);
-        order.fills.push_back(&fill);
+        const Fill& fill =
+            registry_.Add(order, leg.book, leg.side, leg.priceE10, quantity, Clock().Now());
         order.account.Apply(fill);
     }
-    order.state.fillCount = order.fills.size();
     order.state.filled += quantity;
     order.state.leaves -= quantity;
     order.state.paidE6 += AmountE6(priceE10, quantity);
@@ -380,14 +332,14 @@ void Exchange::AddFills(Order& order, std::span<const LegFill> legs, std::int64_
     Report(order, order.IsWorking() ? kPartlyFilled : kFilled);
     for (auto fill = order.fills.end() - std::ssize(legs); fill != order.fills.end(); ++fill)
         notices_.emplace_back(FillNotice{*fill});
-    if (!order.IsWorking() && hidden_.contains(&order)) filledParts_.push_back(&order);
+    if (!order.IsWorking()) slices_.OnFilled(order);
     traded_.push_back(&order.account);
 }
 
 void Exchange::Trigger(Order& order) {
     order.book.Remove(order);
     order.waiting = false;
-    order.place = ++lastPlace_;
+    order.place = registry_.NextPlace();
     order.state.triggeredE10 = order.book.TriggerPriceOf(order);
     Report(order, kTriggered);
     Work(order);
@@ -397,14 +349,14 @@ void Exchange::End(Order& order, std::int32_t execType) {
     order.account.Release(order);
     order.state.leaves = 0;
     order.waiting = false;
-    hidden_.erase(&order);
+    slices_.Forget(order);
     Report(order, execType);
 }
 
 void Exchange::Report(Order& order, std::int32_t execType) {
     OrderState& state = order.state;
     state.execType = execType;
-    state.stamp = clock_.Now();
+    state.stamp = Clock().Now();
     if (!state.history.empty()) state.history += L';';
     state.history += DecimalText(execType);
     Count(order);

@@ -1,57 +1,23 @@
 #pragma once
 
 #include "paper/accounts/Account.h"
-#include "paper/market/Incidents.h"
+#include "paper/exchange/Notices.h"
+#include "paper/exchange/OrderRegistry.h"
+#include "paper/exchange/Slices.h"
+#include "paper/exchange/TradingHours.h"
 #include "paper/market/Market.h"
-#include "paper/market/MarketClock.h"
 #include "paper/market/PriceProcess.h"
 #include "paper/orders/Book.h"
-#include "paper/orders/Order.h"
 
 #include <deque>
-#include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <span>
-#include <variant>
 #include <vector>
-
-namespace halvane {
-class PaperParameters;
-}
 
 namespace halvane::paper {
 
 struct CombinationCommand;
-
-// What has happened, for those who tell it on. Orders and fills live as long as the exchange.
-struct ReportNotice {
-    const Order* order;
-    OrderState state;
-};
-struct FillNotice {
-    const Fill* fill;
-};
-struct CountsNotice {
-    const Account* account;
-    std::size_t positions;
-};
-struct CombinationNotice {
-    const Account* account;
-    std::size_t positions, combinations, actions;
-};
-struct ResetNotice {
-    bool newDay; // the reports so far are those of the day before; otherwise they stay
-};
-struct ConnectionNotice {
-    bool isUp;
-};
-struct ClearNotice {
-    const Book* book; // whose contract has expired
-};
-using Notice = std::variant<ReportNotice, FillNotice, CountsNotice, CombinationNotice, ResetNotice,
-                            ClearNotice, ConnectionNotice>;
 
 // The paper market at work: takes orders, matches them, keeps the accounts. It has no thread and no
 // lock; whoever owns it calls Tick and does the locking. With the same market, clock and calls it
@@ -60,11 +26,10 @@ class Exchange {
   public:
     explicit Exchange(Market market);
 
-    // ResultCodes. `kind` is one of OrderKind.
-    std::int32_t NewOrder(std::int32_t kind, const PaperParameters& parameters);
-    // The new quantity counts what is filled already; 0 and prices that were not put leave as it
-    // is. A smaller quantity alone keeps the place in the queue.
-    std::int32_t ReplaceOrder(const PaperParameters& parameters);
+    // ResultCodes.
+    std::int32_t NewOrder(Ticket ticket);
+    // A smaller quantity alone keeps the place in the queue.
+    std::int32_t ReplaceOrder(const Replacement& replacement);
     std::int32_t CancelOrder(TextView reportId);
 
     // A strategy order, see Strategy.h. What is wrong with it shows in a rejected report, if its
@@ -92,32 +57,15 @@ class Exchange {
     const std::vector<std::unique_ptr<Account>>& Accounts() const { return accounts_; }
     const Account* FindAccount(TextView mask) const;
     const Book* FindBook(TextView symbol) const;
-    const Fill* FindFill(TextView fillId) const;
+    const Fill* FindFill(TextView fillId) const { return registry_.FindFill(fillId); }
     const std::deque<Book>& Books() const { return books_; }
-    // No more orders are taken in it and its price stands still.
-    bool HasExpired(const Book& book) const;
-    // Cancellations are taken at all times, orders and replacements only when it is open.
-    bool IsOpen(const Book& book) const;
 
-    const MarketClock& Clock() const { return clock_; }
-    Incidents& TheIncidents() { return incidents_; }
-    // Is the platform there? An incident takes it away; the market goes on.
-    bool IsConnected() const { return connected_; }
+    const TradingHours& Hours() const { return hours_; }
+    const MarketClock& Clock() const { return hours_.Clock(); }
+    Incidents& TheIncidents() { return hours_.TheIncidents(); }
 
   private:
     Account* AccountOf(TextView mask) const;
-    Text NextId(const wchar_t* kind);
-
-    // An order before it is taken; what cannot be found stays null.
-    struct Draft {
-        Ticket ticket{};
-        Account* account = nullptr;
-        Book* book = nullptr;
-        std::optional<Leg> second{};
-        Terms terms{};
-        TicketPrices prices{};
-        std::int32_t slice = 0;
-    };
     // Finds what the ticket names, and a ResultCode.
     std::int32_t Check(Draft& draft);
     std::int32_t FindBooks(Draft& draft);
@@ -125,8 +73,8 @@ class Exchange {
     Order& Enter(Draft draft);
     void Place(Order& order);
     void Reject(Order& order, std::int32_t errorCode);
-    void PlaceFirstPart(Draft draft);
-    void PlacePart(Draft draft, std::int32_t left);
+    void PlaceParts(Draft whole);
+    void PlacePart(Slices::Part part);
     void PlaceNextParts();
 
     Needs NeedNow(const Order& order) const;
@@ -134,8 +82,8 @@ class Exchange {
     bool IsOpenTo(const Order& order) const;
     static bool IsPermitted(const Order& order);
     std::int32_t CheckMarket(const Order& order); // 0 or the ErrorCode of a rejection
-    std::int32_t ReadReplacement(const Order& order, const PaperParameters& parameters,
-                                 OrderState& wanted) const;
+    std::int32_t CheckReplacement(const Order& order, const Replacement& replacement,
+                                  OrderState& wanted) const;
 
     // Trades what can be traded now; the rest stays in the book or ends, as the order wants it.
     void Work(Order& order);
@@ -165,7 +113,7 @@ class Exchange {
 
     bool CombineIn(Account& account, const CombinationCommand& command, const Text& newId);
 
-    void StepIncidents();
+    void StepTime();
     void StepPrices();
     void LinkOptions();
     void EndDay(Day next);
@@ -173,24 +121,14 @@ class Exchange {
     void Expire(const Book& book);
 
     Market market_;
-    MarketClock clock_;
-    Incidents incidents_;
-    bool connected_ = true;
-    Day today_;
-    Text idStem_;
-    std::uint64_t lastId_ = 0;
-    std::uint64_t lastPlace_ = 0;
+    TradingHours hours_;
+    OrderRegistry registry_;
+    Slices slices_;
     PriceProcess prices_;
     std::deque<Book> books_;
-    std::vector<std::unique_ptr<Account>> accounts_;
-    std::deque<Order> orders_;
-    std::deque<Fill> fills_;
-    std::vector<Order*> spreads_;                 // that rest
-    std::map<const Order*, std::int32_t> hidden_; // of a strategy, behind the part that works
-    std::vector<const Order*> filledParts_;       // that have a hidden part
-    std::map<Text, Order*, std::less<>> byReportId_;
-    std::map<Text, const Fill*, std::less<>> byFillId_;
     std::map<TextView, Book*> bySymbol_;
+    std::vector<std::unique_ptr<Account>> accounts_;
+    std::vector<Order*> spreads_; // that rest
     std::vector<Notice> notices_;
     std::vector<const Account*> traded_;
 };

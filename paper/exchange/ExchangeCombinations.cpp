@@ -8,11 +8,11 @@ void Exchange::ActOnCombination(TextView mask, TextView text) {
     Account* account = AccountOf(mask);
     if (account == nullptr) return;
     CombinationCommand command(text);
-    const Text orderId = NextId(L"O");
+    const Text orderId = registry_.NextId(L"O");
     const bool done = command.Combines() ? CombineIn(*account, command, orderId)
                                          : command.Splits() && Split(*account, command);
     account->Combinations().actions.push_back({.orderId = orderId,
-                                               .filledId = done ? NextId(L"F") : Text(),
+                                               .filledId = done ? registry_.NextId(L"F") : Text(),
                                                .symbol = command.symbol,
                                                .quantity = command.volume,
                                                .code = command.code,
@@ -29,7 +29,7 @@ bool Exchange::CombineIn(Account& account, const CombinationCommand& command, co
     const Book* first = FindBook(command.symbolA);
     const Book* second = FindBook(command.symbolB);
     for (const Book* book : {first, second}) {
-        if (book != nullptr && HasExpired(*book)) return false;
+        if (book != nullptr && hours_.HasExpired(*book)) return false;
     }
     return Combine(account, command, first, second, newId);
 }

@@ -21,11 +21,6 @@ void Exchange::LinkOptions() {
     }
 }
 
-bool Exchange::HasExpired(const Book& book) const {
-    const Day expiry = book.TheInstrument().expiry;
-    return expiry.ok() && expiry < today_;
-}
-
 void Exchange::Count(Order& order) {
     const auto count = [&](const Book& book) {
         PositionDay& day = order.account.PositionIn(book).day;
@@ -36,47 +31,30 @@ void Exchange::Count(Order& order) {
     if (order.second) count(order.second->book);
 }
 
-void Exchange::EndDayIfOver() {
-    if (const Day now = clock_.Today(); now > today_) EndDay(now);
-}
-
-// By the market's clock; an exchange with sessions has none at the weekend.
-bool Exchange::IsOpen(const Book& book) const {
-    const Text& code = book.TheInstrument().exchange;
-    if (incidents_.Closes(code)) return false;
-    const auto plan = std::find_if(market_.plan.exchanges.begin(), market_.plan.exchanges.end(),
-                                   [&](const ExchangePlan& each) { return each.exchange == code; });
-    if (plan == market_.plan.exchanges.end() || plan->sessions.empty()) return true;
-    const LocalMs now = clock_.LocalNow();
-    const std::int32_t time = TimeOfDayMs(now);
-    return std::chrono::weekday(std::chrono::local_days(DayOf(now))).iso_encoding() <= 5 &&
-           std::any_of(plan->sessions.begin(), plan->sessions.end(), [&](const Session& each) {
-               return time >= each.opensMs && time < each.closesMs;
-           });
-}
-
-void Exchange::StepIncidents() {
-    for (const IncidentKind kind : incidents_.Step(clock_.LocalNow(), clock_.ElapsedMs())) {
-        if (kind == IncidentKind::RollDay) clock_.SkipToMidnight();
+void Exchange::StepTime() {
+    const bool connected = hours_.IsConnected();
+    for (const IncidentKind kind : hours_.Step()) {
         if (kind == IncidentKind::ResetReports) notices_.emplace_back(ResetNotice{false});
     }
-    const bool connected = incidents_.Active(IncidentKind::Disconnect) == nullptr;
-    if (std::exchange(connected_, connected) != connected)
-        notices_.emplace_back(ConnectionNotice{connected});
+    if (hours_.IsConnected() != connected) notices_.emplace_back(ConnectionNotice{!connected});
+}
+
+void Exchange::EndDayIfOver() {
+    if (const Day now = Clock().Today(); now > hours_.TradingDay()) EndDay(now);
 }
 
 void Exchange::EndDay(Day next) {
-    for (Order& order : orders_) {
+    for (Order& order : registry_.Orders()) {
         if (!order.IsWorking()) continue;
         Remove(order);
         End(order, kExpired);
     }
     notices_.emplace_back(ResetNotice{true});
-    const Day last = today_;
-    today_ = next;
+    const Day last = hours_.TradingDay();
+    hours_.BeginDay(next);
     for (Book& book : books_) {
         const Day expiry = book.TheInstrument().expiry;
-        if (HasExpired(book) && expiry >= last) Expire(book);
+        if (hours_.HasExpired(book) && expiry >= last) Expire(book);
         book.EndDay();
     }
     for (const auto& account : accounts_)
@@ -89,7 +67,7 @@ void Exchange::EndDay(Day next) {
 void Exchange::SetReferences() {
     for (Instrument& instrument : market_.instruments) {
         const Book& book = *bySymbol_.at(instrument.symbol);
-        if (!HasExpired(book))
+        if (!hours_.HasExpired(book))
             SetReference(instrument, book.LastE10(), book.Underlying().LastE10());
     }
 }

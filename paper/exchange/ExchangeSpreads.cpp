@@ -16,7 +16,8 @@ std::int32_t Exchange::FindLegs(Draft& draft) {
     if (first == bySymbol_.end() || second == bySymbol_.end()) return kUnknownSymbol;
     draft.book = first->second;
     draft.ticket.symbol = CombineSymbols(legs->first, legs->second);
-    if (HasExpired(*first->second) || HasExpired(*second->second)) return kContractExpired;
+    if (hours_.HasExpired(*first->second) || hours_.HasExpired(*second->second))
+        return kContractExpired;
     const auto side = SecondSide(draft.ticket);
     if (!side) return kBadSide;
     const auto terms = TermsOfSpread(*first->second, *second->second, *side == draft.ticket.side);

@@ -1,9 +1,7 @@
-#include "foundation/support/Numbers.h"
 #include "paper/base/Codes.h"
 #include "paper/exchange/Exchange.h"
 #include "paper/orders/Strategy.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace halvane::paper {
@@ -16,46 +14,30 @@ void Exchange::NewStrategyOrder(TextView json) {
     if (draft.account == nullptr || draft.book == nullptr) return;
     if (result == kAccepted) result = strategy->result;
     if (result == kAccepted) {
-        PlaceFirstPart(std::move(draft));
+        PlaceParts(std::move(draft));
     } else {
         Reject(Enter(std::move(draft)), result);
     }
 }
 
-// All of it when it is not sliced.
-void Exchange::PlaceFirstPart(Draft draft) {
-    const std::int32_t left = draft.ticket.quantity - ShownQuantity(draft.ticket);
-    draft.ticket.quantity -= left;
-    if (draft.ticket.slicedType != 0) draft.slice = 1;
-    PlacePart(std::move(draft), left);
+void Exchange::PlaceParts(Draft whole) {
+    PlacePart(Slices::FirstPart(std::move(whole)));
     PlaceNextParts();
 }
 
 // It may be filled at once, so what follows it has to be known before it trades.
-void Exchange::PlacePart(Draft draft, std::int32_t left) {
-    Order& order = Enter(std::move(draft));
-    if (left > 0) hidden_.emplace(&order, left);
+void Exchange::PlacePart(Slices::Part part) {
+    Ticket ticket = part.left > 0 ? part.draft.ticket : Ticket();
+    Order& order = Enter(std::move(part.draft));
+    if (part.left > 0) slices_.Hide(order, std::move(ticket), part.left);
     Place(order);
-    if (!order.IsWorking() && order.state.execType != kFilled) hidden_.erase(&order);
+    if (!order.IsWorking() && order.state.execType != kFilled) slices_.Forget(order);
 }
 
 // Parts that are filled at once have the next one follow at once.
 void Exchange::PlaceNextParts() {
-    while (!filledParts_.empty()) {
-        const Order& order = *filledParts_.back();
-        filledParts_.pop_back();
-        const std::int32_t left = hidden_.extract(&order).mapped();
-        Draft draft{.ticket = order.ticket,
-                    .account = &order.account,
-                    .book = &order.book,
-                    .terms = order.terms,
-                    .prices = {.limitE10 = order.state.priceE10},
-                    .slice = order.slice + 1};
-        if (order.second) draft.second.emplace(*order.second);
-        draft.ticket.quantity = std::min(order.ticket.quantity, left);
-        draft.ticket.price = DecimalText(order.state.priceE10);
-        PlacePart(std::move(draft), left - draft.ticket.quantity);
-    }
+    while (std::optional<Slices::Part> part = slices_.TakeNext())
+        PlacePart(*std::move(part));
 }
 
 } // namespace halvane::paper

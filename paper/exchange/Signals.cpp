@@ -50,7 +50,8 @@ std::vector<Signal> Signals::Step(const Exchange& exchange) {
     std::int32_t sum = 0;
     for (const Book& book : exchange.Books()) {
         const Instrument& instrument = book.TheInstrument();
-        if (instrument.kind == InstrumentKind::Option || exchange.HasExpired(book)) continue;
+        if (instrument.kind == InstrumentKind::Option || exchange.Hours().HasExpired(book))
+            continue;
         Series& series = series_[&book];
         series.Add(book.LastE10());
         const std::int32_t change = series.Judge(instrument.tickE10);

@@ -6,10 +6,6 @@
 #include <cstdint>
 #include <optional>
 
-namespace halvane {
-class PaperParameters;
-}
-
 namespace halvane::paper {
 
 // What a client asks for with a new order, as it was put into the parameters object. Texts that
@@ -42,8 +38,13 @@ struct Trigger {
     std::int64_t trailE10 = 0;        // 0: it stands still
 };
 
-// `kind` is one of OrderKind.
-Ticket ReadTicket(std::int32_t kind, const PaperParameters& parameters);
+// What a client asks for with a replacement. The new quantity counts what is filled already; 0 and
+// prices that were not put leave as it is.
+struct Replacement {
+    Text reportId;
+    std::int32_t quantity = 0;
+    std::optional<std::int64_t> priceE10{}, stopE10{};
+};
 
 // The prices of a ticket as numbers, kNoInt64 where the order type has none.
 struct TicketPrices {

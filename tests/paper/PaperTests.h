@@ -5,6 +5,7 @@
 #include "paper/base/PaperItem.h"
 #include "paper/base/Units.h"
 #include "paper/exchange/Exchange.h"
+#include "paper/rows/Parameters.h"
 #include "tests/JumpingClock.h"
 
 #include <gtest/gtest.h>
@@ -64,7 +65,7 @@ inline void PutWish(OrderParameters& parameters, const Wish& wish) {
 inline std::int32_t Send(Exchange& exchange, const Wish& wish) {
     PaperParameters parameters;
     PutWish(parameters, wish);
-    return exchange.NewOrder(KindOf(wish), parameters);
+    return exchange.NewOrder(ReadTicket(KindOf(wish), parameters));
 }
 
 // A market of one stock and one future whose prices stand still at 100 and 1000, with one piece at

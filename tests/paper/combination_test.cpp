@@ -157,7 +157,7 @@ TEST_F(CombinationTest, WhatIsCombinedCannotBeClosed) {
     PaperParameters replacement;
     replacement.PutText(1, working);
     replacement.PutInt(3, 3);
-    EXPECT_EQ(exchange_.ReplaceOrder(replacement), kPositionCombined);
+    EXPECT_EQ(exchange_.ReplaceOrder(ReadReplacement(replacement)), kPositionCombined);
     EXPECT_EQ(Act(kLegs + L"VOLUME=1&ACTIONTYPE=1&SIDEA=1&SIDEB=2").execType, kRejected);
     exchange_.CancelOrder(working);
     EXPECT_EQ(Act(kLegs + L"VOLUME=1&ACTIONTYPE=1&SIDEA=1&SIDEB=2").execType, kFilled);
@@ -168,7 +168,7 @@ TEST_F(CombinationTest, WhatIsCombinedCannotBeClosed) {
 
 TEST_F(CombinationTest, EndsWithItsContract) {
     Act(kLegs + L"VOLUME=3&ACTIONTYPE=1&SIDEA=1&SIDEB=2");
-    while (!exchange_.HasExpired(*exchange_.FindBook(kCall))) {
+    while (!exchange_.Hours().HasExpired(*exchange_.FindBook(kCall))) {
         clock_.Advance(24 * 3600 * 1000);
         exchange_.EndDayIfOver();
     }

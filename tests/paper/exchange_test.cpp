@@ -112,10 +112,10 @@ TEST_F(ExchangeTest, UnfitOrdersAreRefusedAtTheDoor) {
         PaperParameters parameters;
         PutWish(parameters, {kStock, kBuy, kLimit, kDay, 1, 100 * kE10});
         each.put(parameters);
-        EXPECT_EQ(exchange_.NewOrder(kStockOrder, parameters), each.result);
+        EXPECT_EQ(exchange_.NewOrder(ReadTicket(kStockOrder, parameters)), each.result);
     }
-    EXPECT_EQ(exchange_.NewOrder(7, PaperParameters()), kUnknownOrderKind);
-    EXPECT_EQ(exchange_.NewOrder(kStockOrder, PaperParameters()), kUnknownSymbol);
+    EXPECT_EQ(exchange_.NewOrder(ReadTicket(7, PaperParameters())), kUnknownOrderKind);
+    EXPECT_EQ(exchange_.NewOrder(ReadTicket(kStockOrder, PaperParameters())), kUnknownSymbol);
     EXPECT_TRUE(exchange_.TakeNotices().empty());
 }
 

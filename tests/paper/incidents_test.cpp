@@ -77,7 +77,8 @@ TEST_F(RulesTest, WhileItIsClosedNothingTradesAndOrdersCanBeTakenBack) {
     PaperParameters change;
     change.PutText(1, order.reportId);
     change.PutInt(3, 5);
-    EXPECT_EQ(exchange_.ReplaceOrder(change), order.IsWorking() ? kMarketClosed : kNotWorking);
+    EXPECT_EQ(exchange_.ReplaceOrder(ReadReplacement(change)),
+              order.IsWorking() ? kMarketClosed : kNotWorking);
     EXPECT_EQ(exchange_.CancelOrder(waiting.reportId), kAccepted);
 }
 
@@ -226,9 +227,9 @@ TEST_F(IncidentsTest, HitTheExchange) {
     EXPECT_EQ(Try(kFuture), 0);
     exchange_.Tick();
     EXPECT_TRUE(Told(connection(false)));
-    EXPECT_FALSE(exchange_.IsConnected());
+    EXPECT_FALSE(exchange_.Hours().IsConnected());
     exchange_.Tick();
-    EXPECT_FALSE(exchange_.IsConnected());
+    EXPECT_FALSE(exchange_.Hours().IsConnected());
     exchange_.Tick();
     EXPECT_TRUE(Told(connection(true)));
     const Order& order = Enter({kStock, kBuy, kLimit, kDay, 1, 95 * kE10});

@@ -38,7 +38,7 @@ TEST_F(ExchangeTest, ReportsAndFillsCarryWhatTheClientSent) {
     parameters.PutText(23, L"swing");
     parameters.PutText(22, L"HedgeFlag=3;DelayTransPosition=1");
     parameters.PutInt(17, 1);
-    ASSERT_EQ(exchange_.NewOrder(kFutOptOrder, parameters), kAccepted);
+    ASSERT_EQ(exchange_.NewOrder(ReadTicket(kFutOptOrder, parameters)), kAccepted);
     Trace();
     const Order& order = *lastReport_.order;
     PaperItem report(ItemClass::ExecutionReport);

@@ -129,7 +129,7 @@ class Crowd {
                              Draw(2) == 0 ? kMarket : kLimit, static_cast<std::int32_t>(Draw(4)),
                              static_cast<std::int32_t>(1 + Draw(40)),
                              -(10 + static_cast<std::int64_t>(Draw(20))) * kE10});
-        return exchange_.NewOrder(kFutOptOrder, parameters);
+        return exchange_.NewOrder(ReadTicket(kFutOptOrder, parameters));
     }
 
     void Disturb(const Text& reportId) {
@@ -140,7 +140,7 @@ class Crowd {
         PaperParameters parameters;
         parameters.PutText(1, reportId);
         parameters.PutInt(3, static_cast<std::int32_t>(Draw(80)));
-        exchange_.ReplaceOrder(parameters);
+        exchange_.ReplaceOrder(ReadReplacement(parameters));
     }
 
     std::size_t Draw(std::size_t below) { return static_cast<std::size_t>(random_() % below); }

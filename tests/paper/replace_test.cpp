@@ -13,7 +13,7 @@ class ReplaceTest : public ExchangeTest {
         parameters.PutInt(3, quantity);
         if (priceE10 != kNoInt64) parameters.PutInt64(4, priceE10);
         if (stopE10 != kNoInt64) parameters.PutInt64(5, stopE10);
-        return exchange_.ReplaceOrder(parameters);
+        return exchange_.ReplaceOrder(ReadReplacement(parameters));
     }
 
     // Who of two is served first by a sale; both stand at the bid.

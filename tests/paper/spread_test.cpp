@@ -30,7 +30,7 @@ class SpreadTest : public ExchangeTest {
         parameters.PutInt(38, wish.side1);
         parameters.PutInt(6, wish.side2);
         parameters.PutText(4, wish.priceE10 ? DecimalText(*wish.priceE10) : Text());
-        return exchange_.NewOrder(kFutOptOrder, parameters);
+        return exchange_.NewOrder(ReadTicket(kFutOptOrder, parameters));
     }
 
     // What the background asks for the calendar, or bids when `side` sells.
@@ -196,7 +196,7 @@ TEST_F(SpreadTest, ReplaceAndCancel) {
         parameters.PutText(1, id);
         parameters.PutInt(3, quantity);
         if (priceE10) parameters.PutInt64(4, *priceE10);
-        return exchange_.ReplaceOrder(parameters);
+        return exchange_.ReplaceOrder(ReadReplacement(parameters));
     };
     EXPECT_EQ(replace(0, askE10 + 1), kOffTick);
     EXPECT_EQ(replace(0, INT64_MIN), kBadPrice);

@@ -389,7 +389,7 @@ class Referee {
     }
 
     bool MayTrade(const Book& book) const {
-        return exchange_.IsOpen(book) && !gone_.contains(&book);
+        return exchange_.Hours().IsOpen(book) && !gone_.contains(&book);
     }
 
     Exchange& exchange_;
@@ -481,7 +481,7 @@ class Storm {
     const Referee& Rage(int orders) {
         for (int sent = 0; sent < orders && referee_.broken.empty();) {
             referee_.Watch(true, [&] { return exchange_.Tick(), kAccepted; });
-            const bool open = exchange_.IsOpen(exchange_.Books().back());
+            const bool open = exchange_.Hours().IsOpen(exchange_.Books().back());
             for (auto left = Upto(open ? orders / 3'500 + 1 : 1); left > 0; --left, ++sent) {
                 Send(Upto(7));
                 if (Upto(3) == 0 && !referee_.working.empty()) Change();
@@ -530,7 +530,8 @@ class Storm {
         PaperParameters parameters;
         if (client.habit == Habit::Pairs) parameters.PutInt(6, Pair(wish)); // the second side
         PutWish(parameters, wish);
-        referee_.Watch(false, [&] { return exchange_.NewOrder(KindOf(wish), parameters); });
+        referee_.Watch(false,
+                       [&] { return exchange_.NewOrder(ReadTicket(KindOf(wish), parameters)); });
     }
 
     // A whole position, or anything; what has expired now and then.
@@ -538,7 +539,7 @@ class Storm {
         const auto& held = exchange_.FindAccount(L"PAPER-" + wish.account)->Held();
         const Position* position = closes && !held.empty() ? AnyOf(held) : nullptr;
         const Book* book = position != nullptr ? position->book : &AnyOf(exchange_.Books());
-        while (position == nullptr && exchange_.HasExpired(*book) && Upto(9) != 0)
+        while (position == nullptr && exchange_.Hours().HasExpired(*book) && Upto(9) != 0)
             book = &AnyOf(exchange_.Books());
         wish.symbol = book->TheInstrument().symbol;
         const std::int64_t net = position != nullptr ? position->net : 0;
@@ -568,7 +569,7 @@ class Storm {
         if (Upto(1) == 0) changes.PutInt(3, Upto(2 * order.state.quantity));
         if (Upto(1) == 0) changes.PutInt64(4, Near(order.book, side, Within(-2, 2)));
         if (Upto(1) == 0) changes.PutInt64(5, Near(order.book, side, Upto(6)));
-        referee_.Watch(false, [&] { return exchange_.ReplaceOrder(changes); });
+        referee_.Watch(false, [&] { return exchange_.ReplaceOrder(ReadReplacement(changes)); });
     }
 
     JumpingClock clock_;

@@ -107,7 +107,7 @@ TEST_F(StrategyTest, WhoCancelsThePartThatWorksEndsTheStrategy) {
     PaperParameters replacement;
     replacement.PutText(1, lastReport_.order->reportId);
     replacement.PutInt64(4, 98 * kE10);
-    EXPECT_EQ(exchange_.ReplaceOrder(replacement), kAccepted);
+    EXPECT_EQ(exchange_.ReplaceOrder(ReadReplacement(replacement)), kAccepted);
     Send(exchange_, {kStock, kSell, kLimit, kDay, 3, 98 * kE10, kNoInt64, L"1000002"});
     // The bid serves the sale first, then the part, then the part after it at the part's new price.
     Trace();
@@ -130,9 +130,9 @@ TEST_F(StrategyTest, AnOrderCanBeSliced) {
     wish.timeInForce = kImmediateOrCancel;
     PaperParameters parameters;
     PutWish(parameters, wish);
-    EXPECT_EQ(exchange_.NewOrder(kFutOptOrder, parameters), kBadStrategy);
+    EXPECT_EQ(exchange_.NewOrder(ReadTicket(kFutOptOrder, parameters)), kBadStrategy);
     parameters.PutInt(42, 1); // slices by time
-    EXPECT_EQ(exchange_.NewOrder(kFutOptOrder, parameters), kFeatureUnsupported);
+    EXPECT_EQ(exchange_.NewOrder(ReadTicket(kFutOptOrder, parameters)), kFeatureUnsupported);
 }
 
 } // namespace
