@@ -1,32 +1,27 @@
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
 #include "foundation/support/Guarded.h"
-#include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Utf.h"
-#include "paper/EventQueue.h"
+#include "paper/Announcer.h"
 #include "paper/Outbox.h"
 #include "paper/Paper.h"
+#include "paper/Topics.h"
 #include "paper/base/Codes.h"
 #include "paper/base/PaperItem.h"
 #include "paper/exchange/Exchange.h"
-#include "paper/exchange/Signals.h"
 #include "paper/file/MarketChoice.h"
 #include "paper/market/Pacer.h"
 #include "paper/rows/AccountItems.h"
-#include "paper/rows/CombinationItems.h"
+#include "paper/rows/AccountLists.h"
 #include "paper/rows/ContractFiles.h"
 #include "paper/rows/InstrumentInfo.h"
 #include "paper/rows/Parameters.h"
 #include "paper/rows/ReportItems.h"
-#include "paper/rows/ShownReports.h"
 #include "paper/rows/Tracker.h"
-#include "tradeapi/TradeEvents.h"
 
 #include <mutex>
-#include <set>
 #include <thread>
-#include <type_traits>
 #include <utility>
 
 namespace halvane {
@@ -39,12 +34,7 @@ constexpr std::int32_t kConnected = 1;
 constexpr std::int32_t kRefused = 0;
 constexpr std::int32_t kRead = 1;
 constexpr std::int32_t kNothingRead = 0;
-constexpr std::int32_t kServiceCommand = 2, kServiceStarts = 1, kSymbolClear = 5;
 constexpr std::int32_t kCheckKeyCommand = 3;
-constexpr TextView kRecoverTopic = L"VANTOR.RECOVER";
-constexpr TextView kReturnTopic = L"VANTOR.RETURN";
-constexpr TextView kSignalTopic = L"Corvinta";
-constexpr TextView kLineTopic = L"MSG2LINE.UD";
 constexpr std::int32_t kLineMessage = 1, kCombinationRequest = 1;
 
 // The calls and the threads around an Exchange. One lock guards all state; the event queue's own
@@ -92,37 +82,12 @@ class PaperTradeApi : public TradeApi {
     std::int32_t PutOneReport(TextView id, PaperItem& item);
     const ServiceKey* FindKey(TextView key) const;
 
-    // These post events and want the lock held.
-    void GreetHost();
-    void GreetTrader();
-    void PostNotices();
-    void PostNotice(const ReportNotice& notice);
-    void PostNotice(const FillNotice& notice);
-    void PostNotice(const CountsNotice& notice);
-    void PostNotice(const CombinationNotice& notice);
-    void PostNotice(const ResetNotice& notice);
-    void PostNotice(const ClearNotice& notice);
-    void PostNotice(const ConnectionNotice& notice);
-    void PostTracker();
-    void PostSignals();
-    void PostCounts();
-    void PostCount(std::int32_t kind, Text key, std::size_t count);
-
-    template <typename Call> void CallTrader(Call call);
-
     Outbox outbox_{ToPath(ExecutableFolder() + L"PaperOutbox.log")}; // has a lock of its own
     std::mutex lock_;
     std::optional<Exchange> exchange_ GUARDED_BY(lock_); // from Connect on
     std::vector<ServiceKey> keys_ GUARDED_BY(lock_);
-    ShownReports shown_ GUARDED_BY(lock_);
-    Signals signals_ GUARDED_BY(lock_);
-    bool trackerMoved_ GUARDED_BY(lock_) = false; // since its last event
-    std::set<Text, std::less<>> topics_ GUARDED_BY(lock_);
-    std::int32_t mode_ GUARDED_BY(lock_) = 0;
-    HostEvents* host_ GUARDED_BY(lock_) = nullptr;
-    TradeEvents* trader_ GUARDED_BY(lock_) = nullptr;
-    EventQueue events_;   // ends before what its events use
-    std::jthread market_; // ends before the queue that it posts to
+    Announcer announcer_{lock_}; // guarded by it as well; ends before what it tells of
+    std::jthread market_;        // ends before the queue that it posts to
 };
 
 std::unique_ptr<Item> PaperTradeApi::CreateItem(ItemClass itemClass) {
@@ -139,18 +104,12 @@ std::unique_ptr<PositionTracker> PaperTradeApi::CreatePositionTracker() {
 
 bool PaperTradeApi::Advise(HostEvents& sink) {
     const std::lock_guard guard(lock_);
-    if (host_ != nullptr) return false;
-    host_ = &sink;
-    if (exchange_) GreetHost();
-    return true;
+    return announcer_.Advise(sink);
 }
 
 bool PaperTradeApi::Advise(TradeEvents& sink) {
     const std::lock_guard guard(lock_);
-    if (trader_ != nullptr) return false;
-    trader_ = &sink;
-    if (exchange_) GreetTrader();
-    return true;
+    return announcer_.Advise(sink);
 }
 
 std::int32_t PaperTradeApi::Connect(TextView hostAddress, TextView systemName, TextView serviceKey,
@@ -167,8 +126,7 @@ std::int32_t PaperTradeApi::Connect(TextView hostAddress, TextView systemName, T
     WriteContractLists(ExecutableFolder(), market, today);
     exchange_.emplace(std::move(market));
     market_ = std::jthread([this, pacer](std::stop_token stop) { RunMarket(stop, pacer); });
-    if (host_ != nullptr) GreetHost();
-    if (trader_ != nullptr) GreetTrader();
+    announcer_.Start(*exchange_);
     return kConnected;
 }
 
@@ -183,9 +141,8 @@ void PaperTradeApi::RunMarket(const std::stop_token& stop, Pacer pacer) {
 
 void PaperTradeApi::StepMarket() {
     exchange_->Tick();
-    PostNotices();
-    PostTracker();
-    PostSignals();
+    announcer_.Tell(exchange_->TakeNotices());
+    announcer_.TellTick();
 }
 
 // In our time, and without the lock: others are served meanwhile.
@@ -204,27 +161,6 @@ bool PaperTradeApi::IsUp() const { return exchange_ && exchange_->Hours().IsConn
 
 bool PaperTradeApi::RefusesRow() {
     return exchange_->TheIncidents().Strikes(IncidentKind::RefuseRows);
-}
-
-void PaperTradeApi::GreetHost() {
-    HostEvents& host = *host_;
-    events_.Post([&host] { host.OnGeneralServiceUpdate(); });
-    events_.Post([&host] { host.OnCommandMsg(kServiceCommand, kServiceStarts, L""); });
-}
-
-void PaperTradeApi::GreetTrader() {
-    PostCounts();
-    PostCount(kTradeDataLoaded, {}, 1);
-}
-
-void PaperTradeApi::PostCounts() {
-    PostCount(kAccounts, {}, exchange_->Accounts().size());
-    for (const auto& account : exchange_->Accounts()) {
-        PostCount(kPositions, account->Mask(), account->Held().size());
-        PostCount(kMargins, account->Mask(), 1);
-        PostCount(kDetailPositions, account->Mask(), account->Combinations().held.size());
-        PostCount(kCombinationOrders, account->Mask(), account->Combinations().actions.size());
-    }
 }
 
 const ServiceKey* PaperTradeApi::FindKey(TextView key) const {
@@ -262,25 +198,8 @@ std::int32_t PaperTradeApi::PutRow(std::int32_t kind, std::int32_t index, TextVi
     }
     const Account* account = exchange_->FindAccount(mask);
     if (account == nullptr) return kNothingRead;
-    const Text& currency = exchange_->TheMarket().plan.currency;
-    if (kind == kMargins && at == 0) {
-        PutMargin(item, *account, currency, exchange_->Clock().Now());
-        return kRead;
-    }
-    if (kind == kPositions && at < account->Held().size()) {
-        PutPosition(item, *account, *account->Held()[at], currency);
-        return kRead;
-    }
-    const CombinationRows& rows = account->Combinations();
-    if (kind == kDetailPositions && at < rows.held.size()) {
-        PutCombination(item, *account, rows.held[at], currency);
-        return kRead;
-    }
-    if (kind == kCombinationOrders && at < rows.actions.size()) {
-        PutCombinationAction(item, *account, rows.actions[at]);
-        return kRead;
-    }
-    return kNothingRead;
+    const RowSetting setting{exchange_->TheMarket().plan.currency, exchange_->Clock()};
+    return PutAccountRow(item, kind, *account, at, setting) ? kRead : kNothingRead;
 }
 
 template <typename Call> std::int32_t PaperTradeApi::Change(Call call) {
@@ -289,7 +208,7 @@ template <typename Call> std::int32_t PaperTradeApi::Change(Call call) {
     if (!IsUp()) return kNotConnected;
     exchange_->EndDayIfOver();
     const std::int32_t result = call(*exchange_);
-    PostNotices();
+    announcer_.Tell(exchange_->TakeNotices());
     return result;
 }
 
@@ -321,13 +240,13 @@ std::int32_t PaperTradeApi::QueryReport(std::int32_t kind, TextView id, Item& it
     if (kind == kOneReport) return PutOneReport(id, *paperItem);
     if (!IsUp() || (kind != kReports && kind != kReportsWithFills)) return kNothingRead;
     if (paperItem->Class() != ItemClass::ReportList) return kNothingRead;
-    PutReportList(*paperItem, shown_.Ids(kind == kReportsWithFills));
+    PutReportList(*paperItem, announcer_.Shown().Ids(kind == kReportsWithFills));
     return kRead;
 }
 
 std::int32_t PaperTradeApi::PutOneReport(TextView id, PaperItem& item) {
     if (item.Class() == ItemClass::ExecutionReport) {
-        const ShownReports::Row* row = shown_.Find(id);
+        const ShownReports::Row* row = announcer_.Shown().Find(id);
         if (row == nullptr) return kNothingRead;
         PutReport(item, *row->order, row->state);
         return kRead;
@@ -341,24 +260,17 @@ std::int32_t PaperTradeApi::PutOneReport(TextView id, PaperItem& item) {
 Text PaperTradeApi::GetPlatformValue(TextView name) {
     if (name == L"PERMISSIONS.General.LoginType") return L"1";
     if (name == L"ModulePath") return ExecutableFolder();
-    if (name == L"Mode") {
-        const std::lock_guard guard(lock_);
-        return DecimalText(mode_);
-    }
     return {};
 }
 
-void PaperTradeApi::SetMode(std::int32_t mode) {
-    const std::lock_guard guard(lock_);
-    mode_ = mode;
-}
+// The modes of a connection are alike on paper.
+void PaperTradeApi::SetMode(std::int32_t) {}
 
 void PaperTradeApi::SubscribeTopic(TextView topic) {
     const std::lock_guard guard(lock_);
-    topics_.emplace(topic);
+    announcer_.Subscribe(topic);
 }
 
-// The answer names no file when there is no such list.
 void PaperTradeApi::SendTopicCommand(TextView topic, std::int32_t value, TextView text,
                                      std::optional<Text> data) {
     if (topic == kLineTopic) {
@@ -366,13 +278,8 @@ void PaperTradeApi::SendTopicCommand(TextView topic, std::int32_t value, TextVie
         return;
     }
     const std::lock_guard guard(lock_);
-    if (topic != kRecoverTopic || !exchange_ || !topics_.contains(kReturnTopic)) return;
-    events_.Post([this, value, alias = Text(text), &plan = exchange_->TheMarket().plan,
-                  today = exchange_->Clock().Today()] {
-        const Text path = RecoverContractList(ExecutableFolder(), alias, value, plan, today);
-        CallTrader(
-            [&](TradeEvents& trader) { trader.OnSetTopic(kReturnTopic, value, alias, path); });
-    });
+    if (topic == kRecoverTopic && exchange_ && announcer_.IsSubscribed(kReturnTopic))
+        announcer_.TellRecovered(text, value);
 }
 
 void PaperTradeApi::SendRequest(std::int32_t kind, TextView name, TextView command, std::int32_t,
@@ -421,109 +328,6 @@ void PaperTradeApi::AttachPositionTracker(PositionTracker& tracker) {
     paperTracker->Clear();
     for (const auto& account : exchange_->Accounts())
         paperTracker->Add(*account);
-}
-
-void PaperTradeApi::PostNotices() {
-    for (const Notice& notice : exchange_->TakeNotices()) {
-        std::visit([this](const auto& each) { PostNotice(each); }, notice);
-    }
-}
-
-void PaperTradeApi::PostNotice(const ReportNotice& notice) {
-    events_.Post([this, notice] {
-        {
-            const std::lock_guard guard(lock_);
-            shown_.Show(*notice.order, notice.state);
-        }
-        CallTrader([&](TradeEvents& trader) { trader.OnExecutionReport(notice.order->reportId); });
-    });
-}
-
-void PaperTradeApi::PostNotice(const FillNotice& notice) {
-    trackerMoved_ = true;
-    events_.Post([this, notice] {
-        CallTrader([&](TradeEvents& trader) { trader.OnFilledReport(notice.fill->fillId); });
-    });
-}
-
-void PaperTradeApi::PostNotice(const CountsNotice& notice) {
-    PostCount(kMargins, notice.account->Mask(), 1);
-    PostCount(kPositions, notice.account->Mask(), notice.positions);
-}
-
-void PaperTradeApi::PostNotice(const CombinationNotice& notice) {
-    PostCount(kPositions, notice.account->Mask(), notice.positions);
-    PostCount(kDetailPositions, notice.account->Mask(), notice.combinations);
-    PostCount(kCombinationOrders, notice.account->Mask(), notice.actions);
-}
-
-// The lists are written without the lock, by the market as it always was.
-void PaperTradeApi::PostNotice(const ResetNotice& notice) {
-    events_.Post([this, notice] {
-        if (notice.newDay) {
-            const std::lock_guard guard(lock_);
-            shown_ = {};
-        }
-        CallTrader([](TradeEvents& trader) { trader.OnReportReset(); });
-    });
-    if (!notice.newDay) return;
-    trackerMoved_ = true;
-    PostCounts();
-    events_.Post([&market = exchange_->TheMarket(), today = exchange_->Clock().Today()] {
-        WriteContractLists(ExecutableFolder(), market, today);
-    });
-}
-
-void PaperTradeApi::PostNotice(const ConnectionNotice& notice) {
-    if (!notice.isUp) return events_.Hold();
-    events_.Release();
-    if (host_ != nullptr) GreetHost();
-    if (trader_ != nullptr) GreetTrader();
-}
-
-void PaperTradeApi::PostNotice(const ClearNotice& notice) {
-    events_.Post([this, &symbol = notice.book->TheInstrument().symbol] {
-        CallTrader([&](TradeEvents& trader) {
-            trader.OnCommandMsg(kServiceCommand, kSymbolClear, symbol);
-        });
-    });
-}
-
-// However many fills there were, once a tick.
-void PaperTradeApi::PostTracker() {
-    if (!std::exchange(trackerMoved_, false)) return;
-    events_.Post([this] { CallTrader([](TradeEvents& trader) { trader.OnPositionTracker(); }); });
-}
-
-void PaperTradeApi::PostSignals() {
-    const std::vector<Signal> signals = signals_.Step(*exchange_);
-    if (!topics_.contains(kSignalTopic)) return;
-    for (const Signal& signal : signals) {
-        for (const auto& account : exchange_->Accounts()) {
-            events_.Post([this, text = SignalText(signal, *account)] {
-                CallTrader([&](TradeEvents& trader) {
-                    trader.OnSetTopic(kSignalTopic, 0, text, std::nullopt);
-                });
-            });
-        }
-    }
-}
-
-void PaperTradeApi::PostCount(std::int32_t kind, Text key, std::size_t count) {
-    events_.Post([this, kind, key = std::move(key), count] {
-        CallTrader([&](TradeEvents& trader) {
-            trader.OnAccountUpdate(kind, key, static_cast<std::int32_t>(count));
-        });
-    });
-}
-
-template <typename Call> void PaperTradeApi::CallTrader(Call call) {
-    TradeEvents* trader = nullptr;
-    {
-        const std::lock_guard guard(lock_);
-        trader = trader_;
-    }
-    if (trader != nullptr) call(*trader);
 }
 
 } // namespace

@@ -205,8 +205,6 @@ TEST_F(PlatformTest, AnswersBeforeItIsConnectedAndForWhatItLacks) {
     EXPECT_EQ(api_->QueryReport(kOneReport, L"R1", *account), 0);
     EXPECT_EQ(api_->QueryReport(kReports, L"", *account), 0);
     EXPECT_EQ(api_->GetPlatformValue(L"nothing"), L"");
-    api_->SetMode(3);
-    EXPECT_EQ(api_->GetPlatformValue(L"Mode"), L"3");
 }
 
 TEST_F(PlatformTest, DescribesInstruments) {
