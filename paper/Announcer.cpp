@@ -130,7 +130,7 @@ void Announcer::Post(const ClearNotice& notice) {
     });
 }
 
-void Announcer::TellTick() {
+void Announcer::TellStep() {
     if (std::exchange(trackerMoved_, false))
         PostToTrader([](TradeEvents& trader) { trader.OnPositionTracker(); });
     PostSignals();

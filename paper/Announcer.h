@@ -35,8 +35,8 @@ class Announcer {
     bool IsSubscribed(TextView topic) const { return topics_.contains(topic); }
 
     void Tell(const std::vector<Notice>& notices);
-    // What comes once a tick, however much has happened in it.
-    void TellTick();
+    // What comes once a step, however much has happened in it.
+    void TellStep();
     // Writes a contract list as it was on that day and tells where. The answer names no file when
     // there is no such list.
     void TellRecovered(TextView alias, std::int32_t date);

@@ -119,7 +119,7 @@ std::int32_t PaperTradeApi::Connect(TextView hostAddress, TextView systemName, T
     if (exchange_) return kConnected;
     std::optional<MarketPlan> plan = ChooseMarket(hostAddress);
     if (!plan) return kRefused;
-    const Pacer pacer(plan->tickMs, plan->speed);
+    const Pacer pacer(plan->stepMs, plan->speed);
     keys_.insert(keys_.end(), plan->serviceKeys.begin(), plan->serviceKeys.end());
     const Day today = plan->start ? DayOf(*plan->start) : Today();
     Market market = BuildMarket(*std::move(plan), today);
@@ -140,9 +140,9 @@ void PaperTradeApi::RunMarket(const std::stop_token& stop, Pacer pacer) {
 }
 
 void PaperTradeApi::StepMarket() {
-    exchange_->Tick();
+    exchange_->Step();
     announcer_.Tell(exchange_->TakeNotices());
-    announcer_.TellTick();
+    announcer_.TellStep();
 }
 
 // In our time, and without the lock: others are served meanwhile.

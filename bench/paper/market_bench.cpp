@@ -30,7 +30,7 @@ void MarketTick(benchmark::State& state) {
     Exchange exchange(BuildMarket(BuiltInPlan(), Today()));
     Rest(exchange, state.range(0));
     for ([[maybe_unused]] auto tick : state) {
-        exchange.Tick();
+        exchange.Step();
         exchange.TakeNotices();
     }
 }

@@ -26,7 +26,7 @@ std::int32_t SideOf(const Text& text) {
 }
 
 TextView ValueOf(TextView command, TextView name) {
-    for (const TextView part : halvane::Split(command, L'&')) {
+    for (const TextView part : Split(command, L'&')) {
         const std::size_t equals = part.find(L'=');
         if (equals != TextView::npos && part.substr(0, equals) == name) {
             return part.substr(equals + 1);
@@ -96,7 +96,7 @@ bool Combine(Account& account, const CombinationCommand& command, const Book* fi
     return true;
 }
 
-bool Split(Account& account, CombinationCommand& command) {
+bool Separate(Account& account, CombinationCommand& command) {
     const std::int32_t quantity = command.Quantity();
     if (quantity == 0) return false;
     for (Combination& each : account.Combinations().held) {

@@ -24,15 +24,15 @@ struct CombinationCommand {
     Text side, sideB, code, id, volume;
 
     bool Combines() const { return action == L"1"; }
-    bool Splits() const { return action == L"2"; }
+    bool Separates() const { return action == L"2"; }
     std::int32_t Quantity() const; // 0: none that can be used
 };
 
-// Both change the account and tell whether they could. Splitting puts into the command what it has
+// Both change the account and tell whether they could. Separating puts into the command what it has
 // found.
 bool Combine(Account& account, const CombinationCommand& command, const Book* first,
              const Book* second, const Text& newId);
-bool Split(Account& account, CombinationCommand& command);
+bool Separate(Account& account, CombinationCommand& command);
 
 // Ends the combinations in a contract that is gone.
 void Dissolve(Account& account, const Book& book);

@@ -49,7 +49,7 @@ Exchange::Exchange(Market market)
       prices_(market_.drivers, market_.plan.seed) {
     for (const Instrument& instrument : market_.instruments) {
         Book& book = books_.emplace_back(instrument, Clock());
-        book.SetTick(prices_.NextTick(instrument, Clock().LocalNow()));
+        book.Follow(prices_.NextStep(instrument, Clock().LocalNow()));
         bySymbol_.emplace(instrument.symbol, &book);
     }
     LinkOptions();
@@ -62,7 +62,7 @@ std::int32_t Exchange::NewOrder(Ticket ticket) {
     if (ticket.kind != kStockOrder && ticket.kind != kFutOptOrder) return kUnknownOrderKind;
     Draft draft{.ticket = std::move(ticket)};
     const std::int32_t result = Check(draft);
-    if (result == kAccepted) PlaceParts(std::move(draft));
+    if (result == kAccepted) AdmitParts(std::move(draft));
     return result;
 }
 
@@ -83,7 +83,7 @@ std::int32_t Exchange::FindBooks(Draft& draft) {
     return hours_.HasExpired(*draft.book) ? kContractExpired : kAccepted;
 }
 
-void Exchange::Place(Order& order) {
+void Exchange::Admit(Order& order) {
     if (const std::int32_t error = CheckMarket(order); error != 0) return Reject(order, error);
     order.account.Freeze(order, NeedNow(order));
     Report(order, kNew);
@@ -144,7 +144,7 @@ std::int32_t Exchange::ReplaceOrder(const Replacement& replacement) {
         Rest(order);
     }
     Sweep(order.book);
-    PlaceNextParts();
+    AdmitNextParts();
     return kAccepted;
 }
 
@@ -175,26 +175,26 @@ std::int32_t Exchange::CancelOrder(TextView reportId) {
     return kAccepted;
 }
 
-void Exchange::Tick() {
+void Exchange::Step() {
     StepTime();
     EndDayIfOver();
     StepPrices();
     SweepSpreads();
-    PlaceNextParts();
+    AdmitNextParts();
     assert(std::all_of(accounts_.begin(), accounts_.end(),
                        [](const auto& account) { return account->Balances(); }));
 }
 
 void Exchange::StepPrices() {
-    prices_.Step();
+    prices_.Advance();
     const LocalMs now = Clock().LocalNow();
     for (Book& book : books_) {
         const Instrument& instrument = book.TheInstrument();
         // Drawn in any case, so that no price depends on what is open.
-        const auto tick = prices_.NextTick(instrument, now);
+        const PriceStep step = prices_.NextStep(instrument, now);
         if (hours_.HasExpired(book) || !hours_.IsOpen(book)) continue;
-        book.SetTick(tick);
-        Serve(book, tick);
+        book.Follow(step);
+        Serve(book, step);
         Sweep(book);
     }
 }
@@ -304,8 +304,8 @@ void Exchange::Trade(Order& taker, const Match& match) {
     }
 }
 
-void Exchange::Serve(Book& book, const halvane::paper::Tick& tick) {
-    for (const auto& [order, match] : book.Serve(tick)) {
+void Exchange::Serve(Book& book, const PriceStep& step) {
+    for (const auto& [order, match] : book.Serve(step)) {
         book.SetLast(match.priceE10);
         AddFill(*order, match.priceE10, match.quantity);
         if (!order->IsWorking()) book.Remove(*order);

@@ -20,7 +20,7 @@ namespace halvane::paper {
 struct CombinationCommand;
 
 // The paper market at work: takes orders, matches them, keeps the accounts. It has no thread and no
-// lock; whoever owns it calls Tick and does the locking. With the same market, clock and calls it
+// lock; whoever owns it calls Step and does the locking. With the same market, clock and calls it
 // does the same, to the unit.
 class Exchange {
   public:
@@ -46,7 +46,7 @@ class Exchange {
 
     // Time and prices move by one step, in a new day if it is time; resting orders that they reach
     // are filled. What stands still: contracts that have expired and exchanges that are closed.
-    void Tick();
+    void Step();
 
     // What has happened since the last call: for each order its report before its fill, and the
     // counts of the accounts that traded at the end. A day ends with the reports of the orders that
@@ -71,11 +71,11 @@ class Exchange {
     std::int32_t FindBooks(Draft& draft);
     std::int32_t FindLegs(Draft& draft);
     Order& Enter(Draft draft);
-    void Place(Order& order);
+    void Admit(Order& order);
     void Reject(Order& order, std::int32_t errorCode);
-    void PlaceParts(Draft whole);
-    void PlacePart(Slices::Part part);
-    void PlaceNextParts();
+    void AdmitParts(Draft whole);
+    void AdmitPart(Slices::Part part);
+    void AdmitNextParts();
 
     Needs NeedNow(const Order& order) const;
     bool BreaksCombination(const Order& order) const;
@@ -91,7 +91,7 @@ class Exchange {
     bool TradeOnce(Order& order);
     bool TradeSpread(Order& order);
     void Trade(Order& taker, const Match& match);
-    void Serve(Book& book, const halvane::paper::Tick& tick);
+    void Serve(Book& book, const PriceStep& step);
     struct LegFill {
         const Book& book;
         std::int32_t side;

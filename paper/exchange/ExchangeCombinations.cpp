@@ -10,7 +10,7 @@ void Exchange::ActOnCombination(TextView mask, TextView text) {
     CombinationCommand command(text);
     const Text orderId = registry_.NextId(L"O");
     const bool done = command.Combines() ? CombineIn(*account, command, orderId)
-                                         : command.Splits() && Split(*account, command);
+                                         : command.Separates() && Separate(*account, command);
     account->Combinations().actions.push_back({.orderId = orderId,
                                                .filledId = done ? registry_.NextId(L"F") : Text(),
                                                .symbol = command.symbol,

@@ -14,30 +14,30 @@ void Exchange::NewStrategyOrder(TextView json) {
     if (draft.account == nullptr || draft.book == nullptr) return;
     if (result == kAccepted) result = strategy->result;
     if (result == kAccepted) {
-        PlaceParts(std::move(draft));
+        AdmitParts(std::move(draft));
     } else {
         Reject(Enter(std::move(draft)), result);
     }
 }
 
-void Exchange::PlaceParts(Draft whole) {
-    PlacePart(Slices::FirstPart(std::move(whole)));
-    PlaceNextParts();
+void Exchange::AdmitParts(Draft whole) {
+    AdmitPart(Slices::FirstPart(std::move(whole)));
+    AdmitNextParts();
 }
 
 // It may be filled at once, so what follows it has to be known before it trades.
-void Exchange::PlacePart(Slices::Part part) {
+void Exchange::AdmitPart(Slices::Part part) {
     Ticket ticket = part.left > 0 ? part.draft.ticket : Ticket();
     Order& order = Enter(std::move(part.draft));
     if (part.left > 0) slices_.Hide(order, std::move(ticket), part.left);
-    Place(order);
+    Admit(order);
     if (!order.IsWorking() && order.state.execType != kFilled) slices_.Forget(order);
 }
 
 // Parts that are filled at once have the next one follow at once.
-void Exchange::PlaceNextParts() {
+void Exchange::AdmitNextParts() {
     while (std::optional<Slices::Part> part = slices_.TakeNext())
-        PlacePart(*std::move(part));
+        AdmitPart(*std::move(part));
 }
 
 } // namespace halvane::paper

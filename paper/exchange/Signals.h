@@ -13,7 +13,7 @@ class Book;
 class Exchange;
 
 // A trading signal of the market's own: the mean of an instrument's last 40 prices against that of
-// its last 240, one price a tick. The score is 1 when the first stands above the second by a tick
+// its last 240, one price a step. The score is 1 when the first stands above the second by a tick
 // of the price or more, -1 when below, and stays as it was in between. A signal tells that it has
 // changed.
 struct Signal {
@@ -35,7 +35,7 @@ Text SignalText(const Signal& signal, const Account& account);
 // Watches stocks and futures.
 class Signals {
   public:
-    // Takes the prices of one tick.
+    // Takes the prices of one step.
     std::vector<Signal> Step(const Exchange& exchange);
 
   private:

@@ -18,7 +18,7 @@ TradingHours::TradingHours(const MarketPlan& plan)
       today_(clock_.Today()) {}
 
 std::vector<IncidentKind> TradingHours::Step() {
-    clock_.Advance(plan_.tickMs);
+    clock_.Advance(plan_.stepMs);
     std::vector<IncidentKind> due = incidents_.Step(clock_.LocalNow(), clock_.ElapsedMs());
     for (const IncidentKind kind : due) {
         if (kind == IncidentKind::RollDay) clock_.SkipToMidnight();

@@ -12,17 +12,17 @@ namespace {
 
 constexpr std::int64_t kMostAmount = 1'000'000'000'000;
 
-// Calls the check with each object of a list and its place.
+// Calls the check with each object of a list and its passage.
 template <class Object, class Check>
-void ForEach(const Place& owner, TextView list, const std::vector<Object>& objects, Check check) {
-    const Place all = owner.At(list);
+void ForEach(const Passage& owner, TextView list, const std::vector<Object>& objects, Check check) {
+    const Passage all = owner.At(list);
     for (std::size_t i = 0; i < objects.size(); ++i) {
-        const Place place = all.Item(i);
-        if (place.value.kind == JsonKind::Object) check(place, objects[i]);
+        const Passage passage = all.Item(i);
+        if (passage.value.kind == JsonKind::Object) check(passage, objects[i]);
     }
 }
 
-bool IsEmpty(const Place& owner, TextView list) {
+bool IsEmpty(const Passage& owner, TextView list) {
     const LocatedValue* value = owner.value.Find(list);
     return value == nullptr || (value->kind == JsonKind::Array && value->items.empty());
 }
@@ -37,8 +37,8 @@ double Scaled(std::int64_t valueE6) { return static_cast<double>(valueE6) / kE6;
 // What may be there once only; "" is nothing.
 class Names {
   public:
-    void Add(const Place& place, const Text& name, const Text& mistake = L"is there already") {
-        if (!name.empty() && !names_.insert(name).second) place.Tell(mistake);
+    void Add(const Passage& passage, const Text& name, const Text& mistake = L"is there already") {
+        if (!name.empty() && !names_.insert(name).second) passage.Tell(mistake);
     }
     bool Has(const Text& name) const { return names_.contains(name); }
     bool None() const { return names_.empty(); }
@@ -49,14 +49,14 @@ class Names {
 
 class Checker {
   public:
-    Checker(const Place& root, const MarketPlan& plan, LocalMs now) : root_(root), plan_(plan) {
+    Checker(const Passage& root, const MarketPlan& plan, LocalMs now) : root_(root), plan_(plan) {
         if (plan.start || !root.Has(L"start")) firstDay_ = DayOf(plan.start.value_or(now));
     }
 
     void Check() {
         const auto with = [this](auto check) {
-            return [this, check](const Place& place, const auto& each) {
-                (this->*check)(place, each);
+            return [this, check](const Passage& passage, const auto& each) {
+                (this->*check)(passage, each);
             };
         };
         ForEach(root_, L"serviceKeys", plan_.serviceKeys, with(&Checker::CheckKey));
@@ -71,23 +71,23 @@ class Checker {
     }
 
   private:
-    void CheckKey(const Place& place, const ServiceKey& key) {
-        keys_.Add(place.At(L"key"), key.key);
+    void CheckKey(const Passage& passage, const ServiceKey& key) {
+        keys_.Add(passage.At(L"key"), key.key);
     }
 
-    void CheckAccount(const Place& place, const AccountSetup& account) {
+    void CheckAccount(const Passage& passage, const AccountSetup& account) {
         const bool named = !account.brokerId.empty() && !account.account.empty();
-        accounts_.Add(place.At(L"account"),
+        accounts_.Add(passage.At(L"account"),
                       named ? account.brokerId + L"-" + account.account : L"");
         rates_.commissionPpm = std::max(rates_.commissionPpm, account.rates.commissionPpm);
         rates_.marginPpm = std::max(rates_.marginPpm, account.rates.marginPpm);
     }
 
-    void CheckExchange(const Place& place, const ExchangePlan& exchange) {
-        exchanges_.Add(place.At(L"exchange"), exchange.exchange);
+    void CheckExchange(const Passage& passage, const ExchangePlan& exchange) {
+        exchanges_.Add(passage.At(L"exchange"), exchange.exchange);
         std::int32_t closedMs = 0;
-        ForEach(place, L"sessions", exchange.sessions,
-                [&](const Place& at, const Session& session) {
+        ForEach(passage, L"sessions", exchange.sessions,
+                [&](const Passage& at, const Session& session) {
                     if (session.opensMs >= 0 && session.opensMs < closedMs)
                         at.At(L"opens").Tell(L"is before the end of the session before");
                     if (session.closesMs >= 0 && session.closesMs <= session.opensMs)
@@ -96,26 +96,28 @@ class Checker {
                 });
     }
 
-    void CheckStock(const Place& place, const StockPlan& stock) { CheckPriced(place, stock, 1); }
-
-    void CheckFuture(const Place& place, const FuturePlan& future) {
-        CheckPriced(place, future, future.multiplier);
-        CheckExpiries(place, future);
-        const std::int64_t contracts = ContractsOf(future);
-        if (kE6 + contracts * future.carryPpm <= 0)
-            place.At(L"carry").Tell(L"leaves nothing of the price of contract " +
-                                    DecimalText(contracts));
+    void CheckStock(const Passage& passage, const StockPlan& stock) {
+        CheckPriced(passage, stock, 1);
     }
 
-    void CheckExpiries(const Place& place, const FuturePlan& future) {
-        if (place.Has(L"quarters") && place.Has(L"expiries"))
-            place.Tell(L"quarters and expiries are both given");
-        const Place list = place.At(L"expiries");
+    void CheckFuture(const Passage& passage, const FuturePlan& future) {
+        CheckPriced(passage, future, future.multiplier);
+        CheckExpiries(passage, future);
+        const std::int64_t contracts = ContractsOf(future);
+        if (kE6 + contracts * future.carryPpm <= 0)
+            passage.At(L"carry").Tell(L"leaves nothing of the price of contract " +
+                                      DecimalText(contracts));
+    }
+
+    void CheckExpiries(const Passage& passage, const FuturePlan& future) {
+        if (passage.Has(L"quarters") && passage.Has(L"expiries"))
+            passage.Tell(L"quarters and expiries are both given");
+        const Passage list = passage.At(L"expiries");
         Day before{};
         for (std::size_t i = 0; i < future.expiries.size(); ++i) {
             const Day day = future.expiries[i];
             if (!day.ok()) continue;
-            const Place at = list.Item(i);
+            const Passage at = list.Item(i);
             if (firstDay_ && day < *firstDay_) {
                 at.Tell(at.value.text + L" is before the market's first day");
             } else if (before.ok() && day <= before) {
@@ -127,10 +129,10 @@ class Checker {
         }
     }
 
-    void CheckChain(const Place& place, const OptionPlan& chain) {
-        const std::int64_t highest = CheckStrikes(place, chain);
+    void CheckChain(const Passage& passage, const OptionPlan& chain) {
+        const std::int64_t highest = CheckStrikes(passage, chain);
         const Text& name = chain.security;
-        const Place at = place.At(L"future");
+        const Passage at = passage.At(L"future");
         chains_.Add(at, name, name + L" has options already");
         const auto futures = std::ranges::count(plan_.futures, name, &FuturePlan::security);
         if (name.empty() || futures == 0) {
@@ -138,17 +140,17 @@ class Checker {
         } else if (futures > 1) {
             at.Tell(name + L" is on several exchanges");
         } else {
-            CheckChainOn(*std::ranges::find(plan_.futures, name, &FuturePlan::security), place,
+            CheckChainOn(*std::ranges::find(plan_.futures, name, &FuturePlan::security), passage,
                          chain, highest);
         }
     }
 
     // The highest strike.
-    std::int64_t CheckStrikes(const Place& place, const OptionPlan& chain) {
-        const Place list = place.At(L"strikes");
+    std::int64_t CheckStrikes(const Passage& passage, const OptionPlan& chain) {
+        const Passage list = passage.At(L"strikes");
         std::int64_t highest = 0;
         for (std::size_t i = 0; i < chain.strikes.size(); ++i) {
-            const Place at = list.Item(i);
+            const Passage at = list.Item(i);
             if (chain.strikes[i] != 0 && chain.strikes[i] <= highest)
                 at.Tell(at.value.text + L" is not above the one before");
             highest = std::max(highest, chain.strikes[i]);
@@ -156,65 +158,67 @@ class Checker {
         return highest;
     }
 
-    void CheckChainOn(const FuturePlan& future, const Place& place, const OptionPlan& chain,
+    void CheckChainOn(const FuturePlan& future, const Passage& passage, const OptionPlan& chain,
                       std::int64_t highestStrike) {
         const std::int64_t contracts = ContractsOf(future);
         if (contracts > 0 && chain.months > contracts)
-            place.At(L"months").Tell(
+            passage.At(L"months").Tell(
                 Format(L"%d is more than %s has contracts", chain.months, future.security.c_str()));
-        CheckLimit(place, chain, future.priceE10);
-        CheckAmounts(place, chain, std::max(future.priceE10, highestStrike * kE10),
+        CheckLimit(passage, chain, future.priceE10);
+        CheckAmounts(passage, chain, std::max(future.priceE10, highestStrike * kE10),
                      future.multiplier);
     }
 
-    void CheckIncident(const Place& place, const Incident& incident) {
-        if (place.Has(L"after") && place.Has(L"at")) place.Tell(L"after and at are both given");
-        if (!place.Has(L"after") && !place.Has(L"at")) place.Tell(L"after or at is missing");
-        const LocatedValue* kind = place.value.Find(L"kind");
+    void CheckIncident(const Passage& passage, const Incident& incident) {
+        if (passage.Has(L"after") && passage.Has(L"at"))
+            passage.Tell(L"after and at are both given");
+        if (!passage.Has(L"after") && !passage.Has(L"at")) passage.Tell(L"after or at is missing");
+        const LocatedValue* kind = passage.value.Find(L"kind");
         const auto row = std::ranges::find(kIncidentRows, kind == nullptr ? L"" : kind->text,
                                            &IncidentRow::name);
         if (row == std::end(kIncidentRows)) return;
-        const std::pair<Text, Need> kMembers[] = {{L"for", row->lasts},
-                                                  {L"delayMs", row->delay},
-                                                  {L"every", row->every},
-                                                  {L"exchange", row->exchange}};
-        for (const auto& [name, need] : kMembers) {
-            if (place.Has(name) && need == Need::Unfit)
-                place.At(name).Tell(Text(L"does not go with ").append(row->name));
-            if (!place.Has(name) && need == Need::Needed) place.Tell(name + L" is missing");
+        const std::pair<Text, Presence> kMembers[] = {{L"for", row->lasts},
+                                                      {L"delayMs", row->delay},
+                                                      {L"every", row->every},
+                                                      {L"exchange", row->exchange}};
+        for (const auto& [name, presence] : kMembers) {
+            if (passage.Has(name) && presence == kUnfit)
+                passage.At(name).Tell(Text(L"does not go with ").append(row->name));
+            if (!passage.Has(name) && presence == kRequired) passage.Tell(name + L" is missing");
         }
-        if (row->exchange != Need::Unfit) CheckKnown(place.At(L"exchange"), incident.exchange);
+        if (row->exchange != kUnfit) CheckKnown(passage.At(L"exchange"), incident.exchange);
     }
 
-    void CheckKnown(const Place& at, const Text& exchange) {
+    void CheckKnown(const Passage& at, const Text& exchange) {
         if (!exchange.empty() && !exchanges_.None() && !exchanges_.Has(exchange))
             at.Tell(exchange + L" is none of the exchanges");
     }
 
-    void CheckPriced(const Place& place, const StockPlan& plan, std::int64_t multiplier) {
-        CheckKnown(place.At(L"exchange"), plan.exchange);
+    void CheckPriced(const Passage& passage, const StockPlan& plan, std::int64_t multiplier) {
+        CheckKnown(passage.At(L"exchange"), plan.exchange);
         const bool named = !plan.security.empty() && !plan.exchange.empty();
         const Text name = plan.security + L" on " + plan.exchange;
-        products_.Add(place.At(L"security"), named ? name : L"", name + L" is there already");
+        products_.Add(passage.At(L"security"), named ? name : L"", name + L" is there already");
         if (plan.tickE10 > 0 && plan.priceE10 % plan.tickE10 != 0)
-            place.At(L"price").Tell(NumberText(plan.priceE10, kE10) +
-                                    L" is not a multiple of the tick " +
-                                    NumberText(plan.tickE10, kE10));
-        CheckLimit(place, plan, plan.priceE10);
-        CheckAmounts(place, plan, plan.priceE10, multiplier);
+            passage.At(L"price").Tell(NumberText(plan.priceE10, kE10) +
+                                      L" is not a multiple of the tick " +
+                                      NumberText(plan.tickE10, kE10));
+        CheckLimit(passage, plan, plan.priceE10);
+        CheckAmounts(passage, plan, plan.priceE10, multiplier);
     }
 
-    void CheckLimit(const Place& place, const ProductPlan& product, std::int64_t priceE10) {
+    void CheckLimit(const Passage& passage, const ProductPlan& product, std::int64_t priceE10) {
         const bool known = priceE10 > 0 && product.limitPpm > 0;
         if (known && Share(priceE10, product.limitPpm, kE6) < product.tickE10)
-            place.At(L"limit").Tell(L"the limit " + NumberText(product.limitPpm, kE6) +
-                                    L" of the price " + NumberText(priceE10, kE10) +
-                                    L" is less than the tick " + NumberText(product.tickE10, kE10));
+            passage.At(L"limit").Tell(L"the limit " + NumberText(product.limitPpm, kE6) +
+                                      L" of the price " + NumberText(priceE10, kE10) +
+                                      L" is less than the tick " +
+                                      NumberText(product.tickE10, kE10));
     }
 
     // What comes of the largest order has to leave room for sums in 64 bits, also when the price
     // has doubled. Doubles are exact enough.
-    void CheckAmounts(const Place& place, const ProductPlan& product, std::int64_t priceE10,
+    void CheckAmounts(const Passage& passage, const ProductPlan& product, std::int64_t priceE10,
                       std::int64_t multiplier) {
         const double quantity = product.maxQuantity;
         const double amount =
@@ -228,14 +232,14 @@ class Checker {
         };
         for (const auto& [value, name] : kFigures) {
             if (value <= kMostAmount) continue;
-            place.At(L"maxQuantity")
+            passage.At(L"maxQuantity")
                 .Tell(Format(L"an order of %d may come to %s above %lld", product.maxQuantity, name,
                              static_cast<long long>(kMostAmount)));
             return;
         }
     }
 
-    const Place& root_;
+    const Passage& root_;
     const MarketPlan& plan_;
     std::optional<Day> firstDay_; // nothing when the file says it, but not well
     Rates rates_{0, 0};           // the highest of all accounts
@@ -244,7 +248,7 @@ class Checker {
 
 } // namespace
 
-void CheckMarket(const Place& root, const MarketPlan& plan, LocalMs now) {
+void CheckMarket(const Passage& root, const MarketPlan& plan, LocalMs now) {
     if (root.value.kind == JsonKind::Object) Checker(root, plan, now).Check();
 }
 

@@ -20,8 +20,8 @@ constexpr std::size_t kMostBytes = std::size_t{16} * 1024 * 1024;
 // A member of an object of the file: how it is read into an object of the plan, by which rule.
 template <class Object> struct Row {
     TextView name;
-    Need need;
-    void (*read)(const Place& place, const Rule& rule, Object& object);
+    Presence presence;
+    void (*read)(const Passage& passage, const Rule& rule, Object& object);
     Rule rule{};
 };
 
@@ -43,29 +43,29 @@ template <> AccountSetup Fresh() {
 }
 
 template <class Object, class Table>
-bool ReadMember(const Place& place, Object& object, const Table& table) {
+bool ReadMember(const Passage& passage, Object& object, const Table& table) {
     for (const auto& row : table) {
-        if (row.name != place.value.name) continue;
-        row.read(place, row.rule, object);
+        if (row.name != passage.value.name) continue;
+        row.read(passage, row.rule, object);
         return true;
     }
     return false;
 }
 
-template <class Table> void TellMissing(const Place& place, const Table& table) {
+template <class Table> void TellMissing(const Passage& passage, const Table& table) {
     for (const auto& row : table) {
-        if (row.need == Need::Needed && !place.Has(row.name))
-            place.Tell(Text(row.name) + L" is missing");
+        if (row.presence == kRequired && !passage.Has(row.name))
+            passage.Tell(Text(row.name) + L" is missing");
     }
 }
 
 template <class Object, class... Tables>
-void ReadObject(const Place& place, Object& object, const Tables&... tables) {
-    if (!place.Is(JsonKind::Object)) return;
-    (TellMissing(place, tables), ...);
+void ReadObject(const Passage& passage, Object& object, const Tables&... tables) {
+    if (!passage.Is(JsonKind::Object)) return;
+    (TellMissing(passage, tables), ...);
     std::set<TextView> seen;
-    for (const LocatedValue& member : place.value.items) {
-        const Place at = place.Member(member);
+    for (const LocatedValue& member : passage.value.items) {
+        const Passage at = passage.Member(member);
         if (!seen.insert(member.name).second) {
             at.Tell(L"given twice");
         } else if (!(ReadMember(at, object, tables) || ...)) {
@@ -77,72 +77,77 @@ void ReadObject(const Place& place, Object& object, const Tables&... tables) {
 // The ways to read a member, by what it becomes.
 
 template <auto member, class Object>
-void Number(const Place& place, const Rule& rule, Object& object) {
+void Number(const Passage& passage, const Rule& rule, Object& object) {
     using Value = std::remove_reference_t<decltype(object.*member)>;
-    object.*member = static_cast<Value>(ReadNumber(place, rule));
+    object.*member = static_cast<Value>(ReadNumber(passage, rule));
 }
 
 template <auto member, class Object>
-void String(const Place& place, const Rule& rule, Object& object) {
-    object.*member = ReadText(place, rule);
+void String(const Passage& passage, const Rule& rule, Object& object) {
+    object.*member = ReadText(passage, rule);
 }
 
 template <auto member, class Object>
-void Time(const Place& place, const Rule& rule, Object& object) {
-    object.*member = ReadTime(place, rule);
+void Time(const Passage& passage, const Rule& rule, Object& object) {
+    object.*member = ReadTime(passage, rule);
 }
 
 // A list of objects, each of which has the members of these tables.
 template <auto list, const auto&... tables> struct Objects {
-    template <class Owner> static void Read(const Place& place, const Rule& rule, Owner& owner) {
-        if (!IsList(place, rule)) return;
+    template <class Owner>
+    static void Read(const Passage& passage, const Rule& rule, Owner& owner) {
+        if (!IsList(passage, rule)) return;
         auto& objects = owner.*list;
         using Object = typename std::remove_reference_t<decltype(objects)>::value_type;
-        for (std::size_t i = 0; i < place.value.items.size(); ++i)
-            ReadObject(place.Item(i), objects.emplace_back(Fresh<Object>()), tables...);
+        for (std::size_t i = 0; i < passage.value.items.size(); ++i)
+            ReadObject(passage.Item(i), objects.emplace_back(Fresh<Object>()), tables...);
     }
 };
 
-void CommissionRate(const Place& place, const Rule& rule, AccountSetup& account) {
-    account.rates.commissionPpm = ReadNumber(place, rule);
+void CommissionRate(const Passage& passage, const Rule& rule, AccountSetup& account) {
+    account.rates.commissionPpm = ReadNumber(passage, rule);
 }
 
-void MarginRate(const Place& place, const Rule& rule, AccountSetup& account) {
-    account.rates.marginPpm = ReadNumber(place, rule);
+void MarginRate(const Passage& passage, const Rule& rule, AccountSetup& account) {
+    account.rates.marginPpm = ReadNumber(passage, rule);
 }
 
-void Permissions(const Place& place, const Rule& rule, AccountSetup& account) {
-    if (!IsList(place, rule)) return;
+void Permissions(const Passage& passage, const Rule& rule, AccountSetup& account) {
+    if (!IsList(passage, rule)) return;
     account.mayTrade = {};
-    for (std::size_t i = 0; i < place.value.items.size(); ++i) {
-        const Place at = place.Item(i);
+    for (std::size_t i = 0; i < passage.value.items.size(); ++i) {
+        const Passage at = passage.Item(i);
         const auto kind = ReadWord(at, {L"stocks", L"futures", L"options"}); // by InstrumentKind
         if (kind && std::exchange(account.mayTrade[*kind], true)) at.Tell(L"given twice");
     }
 }
 
-void Expiries(const Place& place, const Rule& rule, FuturePlan& future) {
-    if (!IsList(place, rule)) return;
-    for (std::size_t i = 0; i < place.value.items.size(); ++i)
-        future.expiries.push_back(ReadDay(place.Item(i)));
+void Expiries(const Passage& passage, const Rule& rule, FuturePlan& future) {
+    if (!IsList(passage, rule)) return;
+    for (std::size_t i = 0; i < passage.value.items.size(); ++i)
+        future.expiries.push_back(ReadDay(passage.Item(i)));
 }
 
 // Not above the highest price.
-void Strikes(const Place& place, const Rule& rule, OptionPlan& chain) {
-    if (!IsList(place, rule)) return;
-    for (std::size_t i = 0; i < place.value.items.size(); ++i)
-        chain.strikes.push_back(ReadNumber(place.Item(i), {1, 100'000'000}));
+void Strikes(const Passage& passage, const Rule& rule, OptionPlan& chain) {
+    if (!IsList(passage, rule)) return;
+    for (std::size_t i = 0; i < passage.value.items.size(); ++i)
+        chain.strikes.push_back(ReadNumber(passage.Item(i), {1, 100'000'000}));
 }
 
-void KindOfIncident(const Place& place, const Rule&, Incident& incident) {
+void KindOfIncident(const Passage& passage, const Rule&, Incident& incident) {
     std::vector<TextView> words;
     for (const IncidentRow& row : kIncidentRows)
         words.push_back(row.name);
-    if (const auto index = ReadWord(place, words)) incident.kind = kIncidentRows[*index].kind;
+    if (const auto index = ReadWord(passage, words)) incident.kind = kIncidentRows[*index].kind;
 }
 
-void Seed(const Place& place, const Rule&, MarketPlan& plan) { plan.seed = ReadUnsigned(place); }
-void Start(const Place& place, const Rule&, MarketPlan& plan) { plan.start = ReadMoment(place); }
+void Seed(const Passage& passage, const Rule&, MarketPlan& plan) {
+    plan.seed = ReadUnsigned(passage);
+}
+void Start(const Passage& passage, const Rule&, MarketPlan& plan) {
+    plan.start = ReadMoment(passage);
+}
 
 bool IsCapital(wchar_t c) { return c >= L'A' && c <= L'Z'; }
 bool IsOfCode(wchar_t c) {
@@ -150,9 +155,6 @@ bool IsOfCode(wchar_t c) {
 }
 bool IsOfSecurity(wchar_t c) { return IsOfCode(c) || c == L'-'; }
 bool IsPrintable(wchar_t c) { return c >= 0x20 && (c < 0x7F || c >= 0xA0); }
-
-constexpr Need kNeeded = Need::Needed;
-constexpr Need kFree = Need::Free;
 
 // clang-format off
 constexpr Alphabet kCapitals{L"capital letters", IsCapital};
@@ -182,78 +184,78 @@ constexpr Rule kDayEnd{0, kDayMs};
 constexpr Rule kWithinDay{0, kDayMs - 1};
 
 constexpr Row<ServiceKey> kServiceKey[] = {
-    {L"key",              kNeeded, String<&ServiceKey::key>,              kWords},
-    {L"systemName",       kNeeded, String<&ServiceKey::systemName>,       kWords},
+    {L"key",              kRequired, String<&ServiceKey::key>,              kWords},
+    {L"systemName",       kRequired, String<&ServiceKey::systemName>,       kWords},
 };
 constexpr Row<AccountSetup> kAccount[] = {
-    {L"brokerId",         kNeeded, String<&AccountSetup::brokerId>,       kCode},
-    {L"account",          kNeeded, String<&AccountSetup::account>,        kCode},
-    {L"brokerName",       kFree,   String<&AccountSetup::brokerName>,     kWords},
-    {L"accountName",      kFree,   String<&AccountSetup::accountName>,    kWords},
-    {L"loginId",          kFree,   String<&AccountSetup::loginId>,        kWords},
-    {L"userName",         kFree,   String<&AccountSetup::userName>,       kWords},
-    {L"balance",          kNeeded, Number<&AccountSetup::balanceE6>,      kBalance},
-    {L"commissionRate",   kFree,   CommissionRate,                        kFactor},
-    {L"marginRate",       kFree,   MarginRate,                            kFactor},
-    {L"permissions",      kFree,   Permissions},
+    {L"brokerId",         kRequired, String<&AccountSetup::brokerId>,       kCode},
+    {L"account",          kRequired, String<&AccountSetup::account>,        kCode},
+    {L"brokerName",       kOptional, String<&AccountSetup::brokerName>,     kWords},
+    {L"accountName",      kOptional, String<&AccountSetup::accountName>,    kWords},
+    {L"loginId",          kOptional, String<&AccountSetup::loginId>,        kWords},
+    {L"userName",         kOptional, String<&AccountSetup::userName>,       kWords},
+    {L"balance",          kRequired, Number<&AccountSetup::balanceE6>,      kBalance},
+    {L"commissionRate",   kOptional, CommissionRate,                        kFactor},
+    {L"marginRate",       kOptional, MarginRate,                            kFactor},
+    {L"permissions",      kOptional, Permissions},
 };
 constexpr Row<Session> kSession[] = {
-    {L"opens",            kNeeded, Time<&Session::opensMs>,               kWithinDay},
-    {L"closes",           kNeeded, Time<&Session::closesMs>,              kDayEnd},
+    {L"opens",            kRequired, Time<&Session::opensMs>,               kWithinDay},
+    {L"closes",           kRequired, Time<&Session::closesMs>,              kDayEnd},
 };
 constexpr Row<ExchangePlan> kExchange[] = {
-    {L"exchange",         kNeeded, String<&ExchangePlan::exchange>,       kCode},
-    {L"sessions",         kFree,   Objects<&ExchangePlan::sessions, kSession>::Read},
+    {L"exchange",         kRequired, String<&ExchangePlan::exchange>,       kCode},
+    {L"sessions",         kOptional, Objects<&ExchangePlan::sessions, kSession>::Read},
 };
 constexpr Row<ProductPlan> kProduct[] = {
-    {L"tick",             kNeeded, Number<&ProductPlan::tickE10>,         kTick},
-    {L"quoteSize",        kFree,   Number<&ProductPlan::quoteSize>,       kSize},
-    {L"maxQuantity",      kFree,   Number<&ProductPlan::maxQuantity>,     kSize},
-    {L"limit",            kFree,   Number<&ProductPlan::limitPpm>,        kLimit},
-    {L"margin",           kFree,   Number<&ProductPlan::marginPpm>,       kShare},
-    {L"commission",       kFree,   Number<&ProductPlan::commissionPpm>,   kCommission},
-    {L"commissionPerLot", kFree,   Number<&ProductPlan::commissionLotE6>, kLotAmount},
+    {L"tick",             kRequired, Number<&ProductPlan::tickE10>,         kTick},
+    {L"quoteSize",        kOptional, Number<&ProductPlan::quoteSize>,       kSize},
+    {L"maxQuantity",      kOptional, Number<&ProductPlan::maxQuantity>,     kSize},
+    {L"limit",            kOptional, Number<&ProductPlan::limitPpm>,        kLimit},
+    {L"margin",           kOptional, Number<&ProductPlan::marginPpm>,       kShare},
+    {L"commission",       kOptional, Number<&ProductPlan::commissionPpm>,   kCommission},
+    {L"commissionPerLot", kOptional, Number<&ProductPlan::commissionLotE6>, kLotAmount},
 };
 constexpr Row<StockPlan> kStock[] = {
-    {L"security",         kNeeded, String<&StockPlan::security>,          kSecurity},
-    {L"exchange",         kNeeded, String<&StockPlan::exchange>,          kCode},
-    {L"name",             kFree,   String<&StockPlan::name>,              kWords},
-    {L"price",            kNeeded, Number<&StockPlan::priceE10>,          kPrice},
-    {L"volatility",       kFree,   Number<&StockPlan::volatilityPpm>,     kVolatility},
+    {L"security",         kRequired, String<&StockPlan::security>,          kSecurity},
+    {L"exchange",         kRequired, String<&StockPlan::exchange>,          kCode},
+    {L"name",             kOptional, String<&StockPlan::name>,              kWords},
+    {L"price",            kRequired, Number<&StockPlan::priceE10>,          kPrice},
+    {L"volatility",       kOptional, Number<&StockPlan::volatilityPpm>,     kVolatility},
 };
 constexpr Row<FuturePlan> kFuture[] = {
-    {L"multiplier",       kNeeded, Number<&FuturePlan::multiplier>,       {1, 1'000'000}},
-    {L"carry",            kFree,   Number<&FuturePlan::carryPpm>,         kCarry},
-    {L"quarters",         kFree,   Number<&FuturePlan::quarters>,         {1, 8}},
-    {L"expiries",         kFree,   Expiries,                              {1, 24}},
+    {L"multiplier",       kRequired, Number<&FuturePlan::multiplier>,       {1, 1'000'000}},
+    {L"carry",            kOptional, Number<&FuturePlan::carryPpm>,         kCarry},
+    {L"quarters",         kOptional, Number<&FuturePlan::quarters>,         {1, 8}},
+    {L"expiries",         kOptional, Expiries,                              {1, 24}},
 };
 constexpr Row<OptionPlan> kOption[] = {
-    {L"future",           kNeeded, String<&OptionPlan::security>,         kSecurity},
-    {L"months",           kFree,   Number<&OptionPlan::months>,           {1, 8}},
-    {L"strikes",          kNeeded, Strikes,                               {1, 200}},
+    {L"future",           kRequired, String<&OptionPlan::security>,         kSecurity},
+    {L"months",           kOptional, Number<&OptionPlan::months>,           {1, 8}},
+    {L"strikes",          kRequired, Strikes,                               {1, 200}},
 };
 constexpr Row<Incident> kIncident[] = {
-    {L"kind",             kNeeded, KindOfIncident},
-    {L"after",            kFree,   Number<&Incident::afterMs>,            kAfter},
-    {L"at",               kFree,   Time<&Incident::atMs>,                 kWithinDay},
-    {L"for",              kFree,   Number<&Incident::forMs>,              kFor},
-    {L"delayMs",          kFree,   Number<&Incident::delayMs>,            {1, 10'000}},
-    {L"every",            kFree,   Number<&Incident::every>,              {1, 1'000'000}},
-    {L"exchange",         kFree,   String<&Incident::exchange>,           kCode},
+    {L"kind",             kRequired, KindOfIncident},
+    {L"after",            kOptional, Number<&Incident::afterMs>,            kAfter},
+    {L"at",               kOptional, Time<&Incident::atMs>,                 kWithinDay},
+    {L"for",              kOptional, Number<&Incident::forMs>,              kFor},
+    {L"delayMs",          kOptional, Number<&Incident::delayMs>,            {1, 10'000}},
+    {L"every",            kOptional, Number<&Incident::every>,              {1, 1'000'000}},
+    {L"exchange",         kOptional, String<&Incident::exchange>,           kCode},
 };
 constexpr Row<MarketPlan> kMarket[] = {
-    {L"seed",             kFree,   Seed},
-    {L"speed",            kFree,   Number<&MarketPlan::speed>,            {1, 10'000}},
-    {L"tickMs",           kFree,   Number<&MarketPlan::tickMs>,           {10, 60'000}},
-    {L"start",            kFree,   Start},
-    {L"currency",         kFree,   String<&MarketPlan::currency>,         kCurrency},
-    {L"serviceKeys",      kFree,   Objects<&MarketPlan::serviceKeys, kServiceKey>::Read},
-    {L"accounts",         kNeeded, Objects<&MarketPlan::accounts, kAccount>::Read,   kNotEmpty},
-    {L"exchanges",        kNeeded, Objects<&MarketPlan::exchanges, kExchange>::Read, kNotEmpty},
-    {L"stocks",           kFree,   Objects<&MarketPlan::stocks, kStock, kProduct>::Read},
-    {L"futures",          kFree,   Objects<&MarketPlan::futures, kStock, kProduct, kFuture>::Read},
-    {L"options",          kFree,   Objects<&MarketPlan::options, kOption, kProduct>::Read},
-    {L"incidents",        kFree,   Objects<&MarketPlan::incidents, kIncident>::Read},
+    {L"seed",             kOptional, Seed},
+    {L"speed",            kOptional, Number<&MarketPlan::speed>,            {1, 10'000}},
+    {L"tickMs",           kOptional, Number<&MarketPlan::stepMs>,           {10, 60'000}},
+    {L"start",            kOptional, Start},
+    {L"currency",         kOptional, String<&MarketPlan::currency>,         kCurrency},
+    {L"serviceKeys",      kOptional, Objects<&MarketPlan::serviceKeys, kServiceKey>::Read},
+    {L"accounts",         kRequired, Objects<&MarketPlan::accounts, kAccount>::Read,   kNotEmpty},
+    {L"exchanges",        kRequired, Objects<&MarketPlan::exchanges, kExchange>::Read, kNotEmpty},
+    {L"stocks",           kOptional, Objects<&MarketPlan::stocks, kStock, kProduct>::Read},
+    {L"futures",          kOptional, Objects<&MarketPlan::futures, kStock, kProduct, kFuture>::Read},
+    {L"options",          kOptional, Objects<&MarketPlan::options, kOption, kProduct>::Read},
+    {L"incidents",        kOptional, Objects<&MarketPlan::incidents, kIncident>::Read},
 };
 // clang-format on
 
@@ -290,7 +292,7 @@ MarketReading ReadMarketText(const std::string& utf8, LocalMs now) {
     Mistakes mistakes;
     MarketPlan plan;
     if (json.root) {
-        const Place root{*json.root, L"", mistakes};
+        const Passage root{*json.root, L"", mistakes};
         ReadObject(root, plan, kMarket);
         CheckMarket(root, plan, now);
     } else {

@@ -96,60 +96,61 @@ std::vector<Text> Mistakes::Texts() const {
     return texts;
 }
 
-Place Place::Member(const LocatedValue& member) const {
+Passage Passage::Member(const LocatedValue& member) const {
     const Text name = Printable(member.name);
     return {member, path.empty() ? name : path + L"." + name, mistakes};
 }
 
-Place Place::Item(std::size_t index) const {
+Passage Passage::Item(std::size_t index) const {
     return {value.items[index], path + L"[" + DecimalText(static_cast<std::int64_t>(index)) + L"]",
             mistakes};
 }
 
-Place Place::At(TextView name) const {
+Passage Passage::At(TextView name) const {
     const LocatedValue* member = value.Find(name);
     return member == nullptr ? *this : Member(*member);
 }
 
-void Place::Tell(const Text& what) const {
+void Passage::Tell(const Text& what) const {
     mistakes.Add(value.line, path.empty() ? what : path + L": " + what);
 }
 
-bool Place::Is(JsonKind kind) const {
+bool Passage::Is(JsonKind kind) const {
     if (value.kind == kind) return true;
     Tell(Format(L"must be %s, not %s", NameOf(kind), NameOf(value.kind)));
     return false;
 }
 
-std::int64_t ReadNumber(const Place& place, const Rule& rule) {
-    if (!place.Is(JsonKind::Number)) return 0;
-    const Text& text = place.value.text;
-    const Text shown = Shown(place.value);
+std::int64_t ReadNumber(const Passage& passage, const Rule& rule) {
+    if (!passage.Is(JsonKind::Number)) return 0;
+    const Text& text = passage.value.text;
+    const Text shown = Shown(passage.value);
     const std::size_t point = std::min(text.find(L'.'), text.size());
     const Text fraction = point == text.size() ? Text() : text.substr(point + 1);
     const std::size_t digits = DecimalText(rule.unit).size() - 1;
     std::int64_t number = 0;
     if (text.find_first_of(L"eE") != Text::npos) {
-        place.Tell(shown + L" has an exponent");
+        passage.Tell(shown + L" has an exponent");
     } else if (rule.decimals == 0 && !fraction.empty()) {
-        place.Tell(shown + L" is not a whole number");
+        passage.Tell(shown + L" is not a whole number");
     } else if (fraction.size() > static_cast<std::size_t>(rule.decimals)) {
-        place.Tell(shown + Format(L" has more than %d decimals", rule.decimals));
+        passage.Tell(shown + Format(L" has more than %d decimals", rule.decimals));
     } else {
         number = ToInt64(text.substr(0, point) + fraction + Text(digits - fraction.size(), L'0'));
         if (number >= rule.least && number <= rule.most) return number;
-        place.Tell(shown + L" is not " + RangeText(rule));
+        passage.Tell(shown + L" is not " + RangeText(rule));
     }
     return 0;
 }
 
-std::uint64_t ReadUnsigned(const Place& place) {
-    if (!place.Is(JsonKind::Number)) return 0;
+std::uint64_t ReadUnsigned(const Passage& passage) {
+    if (!passage.Is(JsonKind::Number)) return 0;
     std::uint64_t number = 0;
-    for (const wchar_t c : place.value.text) {
+    for (const wchar_t c : passage.value.text) {
         const std::uint64_t digit = static_cast<std::uint64_t>(c) - L'0';
         if (!IsDigit(c) || number > (UINT64_MAX - digit) / 10) {
-            place.Tell(Shown(place.value) + L" is not a whole number in 0..18446744073709551615");
+            passage.Tell(Shown(passage.value) +
+                         L" is not a whole number in 0..18446744073709551615");
             return 0;
         }
         number = number * 10 + digit;
@@ -157,60 +158,61 @@ std::uint64_t ReadUnsigned(const Place& place) {
     return number;
 }
 
-Text ReadText(const Place& place, const Rule& rule) {
-    if (!place.Is(JsonKind::String)) return {};
-    const Text& text = place.value.text;
+Text ReadText(const Passage& passage, const Rule& rule) {
+    if (!passage.Is(JsonKind::String)) return {};
+    const Text& text = passage.value.text;
     const auto length = static_cast<std::int64_t>(text.size());
     if (length >= rule.least && length <= rule.most &&
         std::ranges::all_of(text, rule.alphabet->holds))
         return text;
     const Text least = rule.least == rule.most ? Text() : DecimalText(rule.least) + L" to ";
-    place.Tell(Shown(place.value) + L" is not " + least + DecimalText(rule.most) + L" " +
-               rule.alphabet->name);
+    passage.Tell(Shown(passage.value) + L" is not " + least + DecimalText(rule.most) + L" " +
+                 rule.alphabet->name);
     return {};
 }
 
-std::int32_t ReadTime(const Place& place, const Rule& rule) {
-    if (!place.Is(JsonKind::String)) return -1;
-    const std::optional<std::int32_t> time = TimeOf(place.value.text);
+std::int32_t ReadTime(const Passage& passage, const Rule& rule) {
+    if (!passage.Is(JsonKind::String)) return -1;
+    const std::optional<std::int32_t> time = TimeOf(passage.value.text);
     if (time && *time <= rule.most) return *time;
-    place.Tell(Shown(place.value) + L" is no time \"hh:mm\" or \"hh:mm:ss\"");
+    passage.Tell(Shown(passage.value) + L" is no time \"hh:mm\" or \"hh:mm:ss\"");
     return -1;
 }
 
-Day ReadDay(const Place& place) {
-    if (!place.Is(JsonKind::String)) return {};
-    const std::optional<Day> day = DayIn(place.value.text);
-    if (!day) place.Tell(Shown(place.value) + L" is no day \"yyyy-mm-dd\" of 2000 to 2199");
+Day ReadDay(const Passage& passage) {
+    if (!passage.Is(JsonKind::String)) return {};
+    const std::optional<Day> day = DayIn(passage.value.text);
+    if (!day) passage.Tell(Shown(passage.value) + L" is no day \"yyyy-mm-dd\" of 2000 to 2199");
     return day.value_or(Day());
 }
 
-std::optional<LocalMs> ReadMoment(const Place& place) {
-    if (!place.Is(JsonKind::String)) return std::nullopt;
-    const std::optional<LocalMs> moment = MomentIn(place.value.text);
+std::optional<LocalMs> ReadMoment(const Passage& passage) {
+    if (!passage.Is(JsonKind::String)) return std::nullopt;
+    const std::optional<LocalMs> moment = MomentIn(passage.value.text);
     if (!moment)
-        place.Tell(Shown(place.value) + L" is no moment \"yyyy-mm-dd hh:mm:ss\" of 2000 to 2199");
+        passage.Tell(Shown(passage.value) +
+                     L" is no moment \"yyyy-mm-dd hh:mm:ss\" of 2000 to 2199");
     return moment;
 }
 
-std::optional<std::size_t> ReadWord(const Place& place, const std::vector<TextView>& words) {
-    if (!place.Is(JsonKind::String)) return std::nullopt;
-    const auto found = std::ranges::find(words, TextView(place.value.text));
+std::optional<std::size_t> ReadWord(const Passage& passage, const std::vector<TextView>& words) {
+    if (!passage.Is(JsonKind::String)) return std::nullopt;
+    const auto found = std::ranges::find(words, TextView(passage.value.text));
     if (found != words.end()) return static_cast<std::size_t>(found - words.begin());
     Text choice;
     for (const TextView word : words)
         choice.append(choice.empty() ? L"" : L", ").append(word);
-    place.Tell(Shown(place.value) + L" is none of " + choice);
+    passage.Tell(Shown(passage.value) + L" is none of " + choice);
     return std::nullopt;
 }
 
-bool IsList(const Place& place, const Rule& rule) {
-    if (!place.Is(JsonKind::Array)) return false;
-    const auto length = static_cast<std::int64_t>(place.value.items.size());
+bool IsList(const Passage& passage, const Rule& rule) {
+    if (!passage.Is(JsonKind::Array)) return false;
+    const auto length = static_cast<std::int64_t>(passage.value.items.size());
     if (length < rule.least) {
-        place.Tell(L"must not be empty");
+        passage.Tell(L"must not be empty");
     } else if (length > rule.most) {
-        place.Tell(L"has more than " + DecimalText(rule.most) + L" elements");
+        passage.Tell(L"has more than " + DecimalText(rule.most) + L" elements");
     }
     return true;
 }

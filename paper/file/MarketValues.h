@@ -31,15 +31,15 @@ class Mistakes {
 
 // A value of the file, the way there ("stocks[3].tick"; "" for the whole), and who is told of
 // mistakes in it.
-struct Place {
+struct Passage {
     const LocatedValue& value;
     Text path;
     Mistakes& mistakes;
 
-    Place Member(const LocatedValue& member) const;
-    Place Item(std::size_t index) const;
+    Passage Member(const LocatedValue& member) const;
+    Passage Item(std::size_t index) const;
     // The member of that name, or where it is missing.
-    Place At(TextView name) const;
+    Passage At(TextView name) const;
     bool Has(TextView name) const { return value.Find(name) != nullptr; }
 
     void Tell(const Text& what) const;
@@ -62,21 +62,21 @@ struct Rule {
     const Alphabet* alphabet = nullptr;
 };
 
-// The value of a place, checked by a rule. What is wrong is told, and then the result is what no
+// The value of a passage, checked by a rule. What is wrong is told, and then the result is what no
 // good value is, or what does no harm: 0, "", -1 for a time, a day that is not ok().
-std::int64_t ReadNumber(const Place& place, const Rule& rule);
-std::uint64_t ReadUnsigned(const Place& place); // all 64 bits
-Text ReadText(const Place& place, const Rule& rule);
-std::int32_t ReadTime(const Place& place, const Rule& rule); // "09:00", "13:30:30"
-Day ReadDay(const Place& place);                             // "2026-12-16"
-std::optional<LocalMs> ReadMoment(const Place& place);       // "2026-11-20 08:30:00"
+std::int64_t ReadNumber(const Passage& passage, const Rule& rule);
+std::uint64_t ReadUnsigned(const Passage& passage); // all 64 bits
+Text ReadText(const Passage& passage, const Rule& rule);
+std::int32_t ReadTime(const Passage& passage, const Rule& rule); // "09:00", "13:30:30"
+Day ReadDay(const Passage& passage);                             // "2026-12-16"
+std::optional<LocalMs> ReadMoment(const Passage& passage);       // "2026-11-20 08:30:00"
 
 // The position of a text among some words; nothing when it is none of them.
-std::optional<std::size_t> ReadWord(const Place& place, const std::vector<TextView>& words);
+std::optional<std::size_t> ReadWord(const Passage& passage, const std::vector<TextView>& words);
 
 // Whether it is a list as long as the rule says. One that is longer or shorter is told of, but can
 // be read all the same.
-bool IsList(const Place& place, const Rule& rule);
+bool IsList(const Passage& passage, const Rule& rule);
 
 // A number that counts in units of 1/unit, as people write it.
 Text NumberText(std::int64_t value, std::int64_t unit);

@@ -15,9 +15,9 @@ namespace {
 constexpr std::int64_t kReachOfLimit = 900'000; // in millionths: short of the limits
 
 // Square roots are exact to the last bit everywhere, which other functions of the kind are not.
-std::int64_t PerTickPpb(std::int64_t volatilityPpm, std::int32_t tickMs) {
+std::int64_t PerStepPpb(std::int64_t volatilityPpm, std::int32_t stepMs) {
     return static_cast<std::int64_t>(static_cast<double>(volatilityPpm) * 1000 *
-                                     std::sqrt(tickMs / kMsPerYear));
+                                     std::sqrt(stepMs / kMsPerYear));
 }
 
 class Builder {
@@ -52,7 +52,7 @@ class Builder {
     Instrument Driven(const StockPlan& plan) {
         market_.drivers.push_back(
             {.startE10 = plan.priceE10,
-             .volatilityPpb = PerTickPpb(plan.volatilityPpm, market_.plan.tickMs),
+             .volatilityPpb = PerStepPpb(plan.volatilityPpm, market_.plan.stepMs),
              .reachPpm = Share(plan.limitPpm, kReachOfLimit, kE6)});
         Instrument instrument = Product(plan);
         instrument.name = plan.name.empty() ? plan.security : plan.name;

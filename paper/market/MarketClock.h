@@ -8,7 +8,7 @@
 namespace halvane::paper {
 
 // The market's own time. Without a start it goes with the clock of this machine. With one it moves
-// by the market's ticks alone, so that what happens at a time does not depend on how fast the
+// by the market's steps alone, so that what happens at a time does not depend on how fast the
 // machine is or how many seconds of the market go into one of ours.
 class MarketClock {
   public:
@@ -30,7 +30,7 @@ class MarketClock {
   private:
     std::optional<LocalMs> start_;
     LocalMs begun_;
-    std::chrono::milliseconds elapsed_{0}; // by ticks
+    std::chrono::milliseconds elapsed_{0}; // by steps
     std::chrono::milliseconds skipped_{0};
 };
 

@@ -80,7 +80,7 @@ struct ServiceKey {
 struct MarketPlan {
     std::uint64_t seed = 20'250'101;
     std::int32_t speed = 1;       // seconds of the market in one of ours
-    std::int32_t tickMs = 250;    // of the market's time, between two prices
+    std::int32_t stepMs = 250;    // of the market's time, between two prices
     std::optional<LocalMs> start; // of the market's time; nothing: now
     Text currency = L"XTS";       // the code that is kept free for tests
     std::vector<ServiceKey> serviceKeys;

@@ -37,24 +37,12 @@ void KeepWithin(Quote& quote, const Instrument& instrument) {
 
 } // namespace
 
-std::int64_t Quote::PriceFor(std::int32_t takerSide) const {
-    return takerSide == kBuy ? askE10 : bidE10;
-}
-
-std::int32_t& Quote::SizeFor(std::int32_t takerSide) {
-    return takerSide == kBuy ? askSize : bidSize;
-}
-
-std::int32_t Quote::SizeFor(std::int32_t takerSide) const {
-    return takerSide == kBuy ? askSize : bidSize;
-}
-
 PriceProcess::PriceProcess(std::span<const Driver> drivers, std::uint64_t seed) : random_(seed) {
     for (const Driver& driver : drivers)
         walks_.push_back({driver, driver.startE10, driver.startE10});
 }
 
-void PriceProcess::Step() {
+void PriceProcess::Advance() {
     for (Walk& walk : walks_) {
         const std::int64_t deviation = Share(walk.valueE10, walk.driver.volatilityPpb, kE9);
         const std::int64_t reach = Share(walk.dayStartE10, walk.driver.reachPpm, kE6);
@@ -68,7 +56,7 @@ void PriceProcess::StartDay() {
         walk.dayStartE10 = walk.valueE10;
 }
 
-Tick PriceProcess::NextTick(const Instrument& instrument, LocalMs now) {
+PriceStep PriceProcess::NextStep(const Instrument& instrument, LocalMs now) {
     const std::uint64_t bits = random_();
     const std::int64_t value =
         FairValue(instrument, walks_[instrument.driver].valueE10, TimeLeftMs(instrument, now));

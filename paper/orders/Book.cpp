@@ -34,10 +34,10 @@ void Book::SetLast(std::int64_t priceE10) {
         Trail(*order);
 }
 
-void Book::SetTick(const Tick& tick) {
+void Book::Follow(const PriceStep& step) {
     previous_ = quote_;
-    quote_ = tick.quote;
-    SetLast(tick.lastE10);
+    quote_ = step.quote;
+    SetLast(step.lastE10);
     for (const std::int32_t side : {kBuy, kSell}) {
         const std::int64_t price = quote_.PriceFor(Opposite(side));
         for (const auto& [key, order] : QueueOf(side)) {
@@ -57,14 +57,14 @@ void Book::StandInLine(Order& order) const {
     }
 }
 
-std::vector<std::pair<Order*, Match>> Book::Serve(const Tick& tick) {
+std::vector<std::pair<Order*, Match>> Book::Serve(const PriceStep& step) {
     std::vector<std::pair<Order*, Match>> served;
-    std::int64_t left = tick.lastSize;
+    std::int64_t left = step.lastSize;
     std::int64_t passed = 0; // of the background
-    for (const auto& [key, order] : QueueOf(Opposite(tick.lastSide))) {
+    for (const auto& [key, order] : QueueOf(Opposite(step.lastSide))) {
         const std::int64_t price = order->state.priceE10;
         if (price == kNoInt64) continue;
-        if (price != tick.lastE10 && !StandsBefore(*order, tick.lastE10)) break;
+        if (price != step.lastE10 && !StandsBefore(*order, step.lastE10)) break;
         const std::int64_t before =
             std::min(std::max<std::int64_t>(order->ahead - passed, 0), left);
         passed += before;

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "paper/market/PriceProcess.h"
+#include "paper/market/Instrument.h"
+#include "paper/market/Quote.h"
 
 #include <cstdint>
 #include <map>
@@ -43,12 +44,12 @@ class Book {
     const Quote& CurrentQuote() const { return quote_; }
     std::int64_t LastE10() const { return lastE10_; }
     void SetLast(std::int64_t priceE10);
-    void SetTick(const Tick& tick);
+    void Follow(const PriceStep& step);
 
-    // The background's trade of the tick, as far as it falls to resting orders: those in front of
+    // The background's trade of the step, as far as it falls to resting orders: those in front of
     // the background, then those that stand where it has traded, once what was ahead of them is
     // gone. To be carried out before anything else changes the book.
-    std::vector<std::pair<Order*, Match>> Serve(const Tick& tick);
+    std::vector<std::pair<Order*, Match>> Serve(const PriceStep& step);
 
     // The best that an order coming in meets now, for as much as both sides have.
     std::optional<Match> BestFor(const Order& taker) const;
@@ -61,7 +62,7 @@ class Book {
     void Remove(Order& order);
 
     // A resting order that the background's price has reached, with the trade that follows. When
-    // the price has moved past the order since the last tick, it trades where it was passed: it
+    // the price has moved past the order since the last step, it trades where it was passed: it
     // would have been hit there.
     std::optional<std::pair<Order*, Match>> NextReached() const;
 

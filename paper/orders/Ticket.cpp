@@ -40,7 +40,7 @@ std::int32_t CheckCodes(const Ticket& ticket, const Terms& terms) {
     if (ticket.orderType < kMarket || ticket.orderType > kStopLimit) return kBadOrderType;
     if (ticket.timeInForce < 0 || ticket.timeInForce > kFillOrKill) return kBadTimeInForce;
     if (ticket.quantity <= 0 || ticket.quantity > terms.maxQuantity) return kBadQuantity;
-    const bool waits = ticket.NeedsStop() || ticket.Trails() || IsGiven(ticket.touchPrice);
+    const bool waits = ticket.CarriesStop() || ticket.Trails() || IsGiven(ticket.touchPrice);
     if (ticket.asksForMore || (terms.net && waits)) return kFeatureUnsupported;
     return CheckSlices(ticket);
 }
@@ -61,7 +61,7 @@ std::int32_t ReadTouch(const Ticket& ticket, const Terms& terms, TicketPrices& p
     const std::int32_t usual = ticket.side == kBuy ? kAtOrBelow : kAtOrAbove;
     const std::int32_t condition = ticket.touchCondition == 0 ? usual : ticket.touchCondition;
     Trigger trigger{.field = FieldOf(ticket.touchField), .upward = condition == kAtOrAbove};
-    if (ticket.NeedsStop() || ticket.Trails() || !IsField(trigger.field)) return kBadTouch;
+    if (ticket.CarriesStop() || ticket.Trails() || !IsField(trigger.field)) return kBadTouch;
     if (condition != kAtOrAbove && condition != kAtOrBelow) return kBadTouch;
     const std::int32_t result = ReadPrice(ticket.touchPrice, terms, kBadTouch, trigger.touchE10);
     prices.trigger = trigger;
@@ -93,14 +93,14 @@ std::int32_t ReadStop(const Ticket& ticket, const Terms& terms, TicketPrices& pr
 
 std::int32_t ReadTrigger(const Ticket& ticket, const Terms& terms, TicketPrices& prices) {
     if (IsGiven(ticket.touchPrice)) return ReadTouch(ticket, terms, prices);
-    if (ticket.NeedsStop()) return ReadStop(ticket, terms, prices);
+    if (ticket.CarriesStop()) return ReadStop(ticket, terms, prices);
     return ticket.Trails() ? kBadTrailing : kAccepted;
 }
 
 } // namespace
 
-bool Ticket::NeedsLimit() const { return orderType == kLimit || orderType == kStopLimit; }
-bool Ticket::NeedsStop() const { return orderType == kStop || orderType == kStopLimit; }
+bool Ticket::CarriesLimit() const { return orderType == kLimit || orderType == kStopLimit; }
+bool Ticket::CarriesStop() const { return orderType == kStop || orderType == kStopLimit; }
 
 Terms TermsOf(const Instrument& instrument) {
     return {.kind = instrument.kind,
@@ -118,7 +118,7 @@ std::int32_t CheckPrice(std::int64_t priceE10, const Terms& terms) {
 
 std::int32_t CheckTicket(const Ticket& ticket, const Terms& terms, TicketPrices& prices) {
     std::int32_t result = CheckCodes(ticket, terms);
-    if (result == kAccepted && ticket.NeedsLimit()) {
+    if (result == kAccepted && ticket.CarriesLimit()) {
         result = ReadPrice(ticket.price, terms, kBadPrice, prices.limitE10);
     }
     return result == kAccepted ? ReadTrigger(ticket, terms, prices) : result;

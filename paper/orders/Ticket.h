@@ -24,8 +24,8 @@ struct Ticket {
     std::int64_t trailingAmount = 0;
     bool asksForMore = false; // something that the paper platform does not know
 
-    bool NeedsLimit() const;
-    bool NeedsStop() const;
+    bool CarriesLimit() const;
+    bool CarriesStop() const;
     bool Trails() const { return trailingAmount != 0; }
 };
 

@@ -137,13 +137,13 @@ class ExchangeTest : public ::testing::Test {
         return trace;
     }
 
-    // Sends an order that must be taken; Place gives its report's identity.
+    // Sends an order that must be taken; EnterId gives its report's identity.
     const Order& Enter(const Wish& wish) {
         exchange_.TakeNotices();
         EXPECT_EQ(Send(exchange_, wish), kAccepted);
         return *std::get<ReportNotice>(exchange_.TakeNotices().at(0)).order;
     }
-    Text Place(const Wish& wish) { return Enter(wish).reportId; }
+    Text EnterId(const Wish& wish) { return Enter(wish).reportId; }
 
     JumpingClock clock_;
     ScopedClock scoped_{clock_};

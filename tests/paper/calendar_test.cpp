@@ -57,18 +57,18 @@ TEST(PriceProcess, GivesOneSaneDayEverywhere) {
     PriceProcess prices(market.drivers, market.plan.seed);
     std::uint64_t sum = 0;
     for (int step = 0; step < 72'000; ++step) {
-        prices.Step();
+        prices.Advance();
         for (const Instrument& instrument : market.instruments) {
-            const Tick tick = prices.NextTick(instrument, std::chrono::local_days(kToday));
-            ASSERT_EQ(tick.quote.bidE10 % instrument.tickE10, 0);
-            ASSERT_GT(tick.quote.askE10, tick.quote.bidE10);
-            ASSERT_GE(tick.lastE10, instrument.lowerE10);
-            ASSERT_LE(tick.quote.askE10, instrument.upperE10);
-            ASSERT_EQ(tick.quote.bidE10 == 0, tick.quote.bidSize == 0);
-            ASSERT_GT(tick.quote.askSize, 0);
-            ASSERT_LE(tick.lastSize, instrument.quoteSize / 4);
-            ASSERT_LE(std::max(tick.quote.askSize, tick.quote.bidSize), instrument.quoteSize);
-            sum = sum * 31 + static_cast<std::uint64_t>(tick.lastE10 / kE4);
+            const PriceStep next = prices.NextStep(instrument, std::chrono::local_days(kToday));
+            ASSERT_EQ(next.quote.bidE10 % instrument.tickE10, 0);
+            ASSERT_GT(next.quote.askE10, next.quote.bidE10);
+            ASSERT_GE(next.lastE10, instrument.lowerE10);
+            ASSERT_LE(next.quote.askE10, instrument.upperE10);
+            ASSERT_EQ(next.quote.bidE10 == 0, next.quote.bidSize == 0);
+            ASSERT_GT(next.quote.askSize, 0);
+            ASSERT_LE(next.lastSize, instrument.quoteSize / 4);
+            ASSERT_LE(std::max(next.quote.askSize, next.quote.bidSize), instrument.quoteSize);
+            sum = sum * 31 + static_cast<std::uint64_t>(next.lastE10 / kE4);
         }
     }
     EXPECT_EQ(sum, 5'124'004'384'462'150'352u);

@@ -20,7 +20,7 @@ class CombinationTest : public ExchangeTest {
     void Trade(const wchar_t* symbol, std::int32_t side, std::int32_t quantity) {
         Send(exchange_, {symbol, side, kMarket, kDay, quantity});
         for (int tick = 0; tick < quantity; ++tick)
-            exchange_.Tick();
+            exchange_.Step();
         exchange_.TakeNotices();
     }
 

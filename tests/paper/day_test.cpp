@@ -16,7 +16,7 @@ class DayTest : public ExchangeTest {
     std::vector<std::string> NextDay(int days = 1) {
         exchange_.TakeNotices();
         clock_.Advance(days * kDayMs);
-        exchange_.Tick();
+        exchange_.Step();
         std::vector<std::string> told;
         for (const Notice& notice : exchange_.TakeNotices()) {
             if (const auto* report = std::get_if<ReportNotice>(&notice)) {
@@ -51,15 +51,15 @@ class DayTest : public ExchangeTest {
     }
     void Fill(std::int32_t side, std::int32_t quantity) {
         for (std::int32_t lot = 0; lot < quantity; ++lot) {
-            Place({kFuture, side, kMarket, kImmediateOrCancel, 1});
-            exchange_.Tick();
+            EnterId({kFuture, side, kMarket, kImmediateOrCancel, 1});
+            exchange_.Step();
         }
     }
 };
 
 TEST_F(DayTest, WorkingOrdersEndWithTheirDay) {
-    const Text resting = Place({kStock, kBuy, kLimit, kDay, 5, 95 * kE10});
-    const Text waiting = Place({kStock, kBuy, kStop, 0, 5, kNoInt64, 105 * kE10});
+    const Text resting = EnterId({kStock, kBuy, kLimit, kDay, 5, 95 * kE10});
+    const Text waiting = EnterId({kStock, kBuy, kStop, 0, 5, kNoInt64, 105 * kE10});
     const std::vector<std::string> expected = {"report 12", "report 12", "reset"};
     EXPECT_EQ(NextDay(), expected);
     EXPECT_EQ(lastReport_.state.history, L"0;12");
@@ -71,7 +71,7 @@ TEST_F(DayTest, WorkingOrdersEndWithTheirDay) {
     EXPECT_EQ(TheAccount().Reckon().frozen.Total(), 0);
     EXPECT_EQ(NextDay(), std::vector<std::string>{"reset"});
     clock_.Advance(-kDayMs / 2); // a clock that is set back makes no day
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_TRUE(exchange_.TakeNotices().empty());
 }
 
@@ -124,7 +124,7 @@ TEST_F(DayTest, TodayBecomesYesterday) {
 
 TEST_F(DayTest, ExpiredContractsAreSettledInCash) {
     Fill(kSell, 2);
-    Place({kFuture, kBuy, kLimit, kDay, 1, 990 * kE10});
+    EnterId({kFuture, kBuy, kLimit, kDay, 1, 990 * kE10});
     const std::int64_t equity = TheAccount().Reckon().Equity();
     const std::vector<std::string> expected = {"report 12", "reset", "clear"};
     EXPECT_EQ(NextDay(60), expected);

@@ -38,13 +38,13 @@ TEST_F(ExchangeTest, OrdersLiveTheirLives) {
         // clang-format on
     };
     for (const auto& each : kCases) {
-        exchange_.Tick(); // the quote is whole again
+        exchange_.Step(); // the quote is whole again
         Trace();
         ASSERT_EQ(Send(exchange_, {kStock, each.side, each.orderType, each.timeInForce,
                                    each.quantity, FromTicks(each.price), FromTicks(each.stop)}),
                   kAccepted);
         for (int tick = 0; tick < each.ticks; ++tick)
-            exchange_.Tick();
+            exchange_.Step();
         EXPECT_EQ(Trace(), each.trace) << each.name;
         exchange_.CancelOrder(lastReport_.order->reportId);
     }
@@ -121,10 +121,10 @@ TEST_F(ExchangeTest, UnfitOrdersAreRefusedAtTheDoor) {
 
 // The background was there first; behind it price, then time.
 TEST_F(ExchangeTest, ClientsMeetInPriceTimeOrder) {
-    const Text first = Place({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
-    const Text second = Place({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
-    const Text third = Place({kStock, kBuy, kLimit, kDay, 4, 99 * kE10});
-    const Text best = Place({kStock, kBuy, kLimit, kDay, 3, 102 * kE10}); // takes the ask of 1
+    const Text first = EnterId({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
+    const Text second = EnterId({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
+    const Text third = EnterId({kStock, kBuy, kLimit, kDay, 4, 99 * kE10});
+    const Text best = EnterId({kStock, kBuy, kLimit, kDay, 3, 102 * kE10}); // takes the ask of 1
     Send(exchange_, {kStock, kSell, kLimit, kDay, 11, 99 * kE10, kNoInt64, L"1000002"});
     std::string fills;
     for (const Notice& notice : exchange_.TakeNotices()) {
@@ -153,7 +153,7 @@ TEST(ExchangeTicks, FillRestingOrdersAtTheirOwnPrice) {
     }
     int filled = 0;
     for (int ticks = 0; ticks < 20'000; ++ticks) {
-        exchange.Tick();
+        exchange.Step();
         for (const Notice& notice : exchange.TakeNotices()) {
             const auto* fill = std::get_if<FillNotice>(&notice);
             if (fill == nullptr) continue;
@@ -165,7 +165,7 @@ TEST(ExchangeTicks, FillRestingOrdersAtTheirOwnPrice) {
 }
 
 TEST_F(ExchangeTest, AllOrNoneCountsTheClientsToo) {
-    Place({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
+    EnterId({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
     Send(exchange_, {kStock, kSell, kLimit, kFillOrKill, 6, 100 * kE10, kNoInt64, L"1000002"});
     EXPECT_EQ(Trace(), "0:0 4:0");
     Send(exchange_, {kStock, kSell, kLimit, kFillOrKill, 5, 100 * kE10, kNoInt64, L"1000002"});
@@ -173,7 +173,7 @@ TEST_F(ExchangeTest, AllOrNoneCountsTheClientsToo) {
 }
 
 TEST_F(ExchangeTest, CountsComeAfterTheReportsOfThoseWhoTraded) {
-    Place({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
+    EnterId({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
     Send(exchange_, {kStock, kSell, kLimit, kDay, 3, 100 * kE10, kNoInt64, L"1000002"});
     const std::vector<Notice> notices = exchange_.TakeNotices();
     ASSERT_EQ(notices.size(), 9u); // new, two fills of the sale, one of the purchase, two counts
@@ -186,7 +186,7 @@ TEST_F(ExchangeTest, CountsComeAfterTheReportsOfThoseWhoTraded) {
 }
 
 TEST_F(ExchangeTest, IdentitiesAreNeverGivenTwice) {
-    const Text before = Place({kStock});
+    const Text before = EnterId({kStock});
     clock_.Advance(1);
     Exchange restarted(StillMarket());
     Send(restarted, {kStock});

@@ -17,7 +17,7 @@ Market RuledMarket(std::vector<Incident> incidents = {}, LocalMs start = At(hour
     Market market = StillMarket();
     MarketPlan& plan = market.plan;
     plan.start = start;
-    plan.tickMs = 60'000;
+    plan.stepMs = 60'000;
     plan.incidents = std::move(incidents);
     plan.exchanges = {{L"PAPX", {{kNine, kNine + 3'600'000}, {12 * 3'600'000, 24 * 3'600'000}}},
                       {L"PAPF", {}}};
@@ -32,7 +32,7 @@ class RulesTest : public ExchangeTest {
 
     void GoTo(LocalMs moment) {
         while (exchange_.Clock().LocalNow() < moment)
-            exchange_.Tick();
+            exchange_.Step();
     }
     std::int32_t ErrorOf(const Wish& wish) {
         EXPECT_EQ(Send(exchange_, wish), kAccepted);
@@ -87,7 +87,7 @@ TEST_F(RulesTest, AnAccountPaysItsOwnRates) {
     Send(exchange_, {kStock});
     Wish other{kStock};
     other.account = L"1000002";
-    exchange_.Tick();
+    exchange_.Step();
     Send(exchange_, other);
     const Account& first = *exchange_.Accounts()[0];
     const Account& second = *exchange_.Accounts()[1];
@@ -114,12 +114,12 @@ TEST(Limits, LieAroundTheCloseOfTheDayBefore) {
     const ScopedClock scoped(jumping);
     Market market = BuiltInMarket(DayOf(20261120));
     market.plan.start = At(hours(23));
-    market.plan.tickMs = 10'000;
+    market.plan.stepMs = 10'000;
     for (Driver& driver : market.drivers)
         driver.volatilityPpb *= 20;
     Exchange exchange(std::move(market));
     for (int tick = 0; tick < 360; ++tick)
-        exchange.Tick();
+        exchange.Step();
     ASSERT_EQ(exchange.Clock().Today(), DayOf(20261121));
     const auto notices = exchange.TakeNotices();
     EXPECT_TRUE(std::holds_alternative<ResetNotice>(notices.at(0)));
@@ -130,7 +130,7 @@ TEST(Limits, LieAroundTheCloseOfTheDayBefore) {
         EXPECT_LT(instrument.lowerE10, instrument.upperE10);
     }
     for (int tick = 0; tick < 20'000; ++tick) { // two days and more
-        exchange.Tick();
+        exchange.Step();
         for (const Book& book : exchange.Books()) {
             ASSERT_GE(book.LastE10(), book.TheInstrument().lowerE10);
             ASSERT_LE(book.LastE10(), book.TheInstrument().upperE10);
@@ -214,33 +214,33 @@ TEST_F(IncidentsTest, HitTheExchange) {
             return told != nullptr && told->isUp == isUp;
         };
     };
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_EQ(Try(kStock), 0);
     EXPECT_EQ(Try(kStock), kRejectedOnDemand);
     EXPECT_EQ(Try(kFuture), 0);
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_EQ(Try(kStock), 0);
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_EQ(Try(kFuture), kMarketClosed);
     EXPECT_EQ(Try(kStock), 0);
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_EQ(Try(kFuture), 0);
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_TRUE(Told(connection(false)));
     EXPECT_FALSE(exchange_.Hours().IsConnected());
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_FALSE(exchange_.Hours().IsConnected());
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_TRUE(Told(connection(true)));
     const Order& order = Enter({kStock, kBuy, kLimit, kDay, 1, 95 * kE10});
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_TRUE(Told(reset(false)));
     EXPECT_TRUE(order.IsWorking());
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_TRUE(Told(reset(true)));
     EXPECT_FALSE(order.IsWorking());
     EXPECT_EQ(exchange_.Clock().LocalNow(), At(hours(24)));
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_FALSE(Told(reset(true)));
 }
 

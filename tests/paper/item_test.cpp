@@ -78,12 +78,12 @@ TEST_F(ExchangeTest, ReportsAndFillsCarryWhatTheClientSent) {
 
 // A hand-made example: three futures are sold at the bid of 1000, one is bought back at the ask.
 TEST_F(ExchangeTest, PositionAndMarginRowsAgreeWithTheFills) {
-    Place({kFuture, kSell, kMarket, kDay, 3});
-    exchange_.Tick();
-    exchange_.Tick();
+    EnterId({kFuture, kSell, kMarket, kDay, 3});
+    exchange_.Step();
+    exchange_.Step();
     Trace();
-    Place({kFuture, kBuy, kMarket, kDay, 1});
-    Place({kFuture, kBuy, kLimit, kDay, 5, 990 * kE10});
+    EnterId({kFuture, kBuy, kMarket, kDay, 1});
+    EnterId({kFuture, kBuy, kLimit, kDay, 5, 990 * kE10});
     const Account& account = *exchange_.Accounts()[0];
     ASSERT_EQ(account.Held().size(), 1u);
     const std::int64_t ask = exchange_.FindBook(kFuture)->LastE10();

@@ -212,7 +212,7 @@ TEST(MarketFile, TheCompleteFileIsRead) {
     const MarketPlan& plan = *reading.plan;
     EXPECT_EQ(plan.seed, 20'261'120u);
     EXPECT_EQ(plan.speed, 60);
-    EXPECT_EQ(plan.tickMs, 500);
+    EXPECT_EQ(plan.stepMs, 500);
     EXPECT_EQ(plan.start, At(20261120, 30'600'000));
     EXPECT_EQ(plan.currency, L"XTS");
     EXPECT_EQ(plan.serviceKeys.at(1).key, L"second-key");

@@ -160,7 +160,7 @@ Text TradeADay(int orders, int checkEvery) {
     int accepted = 0;
     for (int order = 0; order < orders; ++order) {
         accepted += crowd.SendOne() == kAccepted ? 1 : 0;
-        if (order % 3 == 0) exchange.Tick();
+        if (order % 3 == 0) exchange.Step();
         clock.Advance(17);
         auditor.Read(exchange.TakeNotices());
         if (order % checkEvery != 0) continue;

@@ -33,15 +33,15 @@ class QueueTest : public ::testing::Test {
 
     // A quote of `size` on both sides, and what the background has traded, sold below 0. What of
     // that the orders get, as "<quantity>@<price>" in the order in which they get it.
-    std::string Tick(std::int64_t bid, std::int64_t ask, std::int32_t size, std::int32_t traded) {
+    std::string Step(std::int64_t bid, std::int64_t ask, std::int32_t size, std::int32_t traded) {
         const bool sale = traded < 0;
-        const paper::Tick tick{.quote = {bid * kE10, ask * kE10, size, size},
-                               .lastE10 = (sale ? bid : ask) * kE10,
-                               .lastSide = sale ? kSell : kBuy,
-                               .lastSize = std::abs(traded)};
-        book_.SetTick(tick);
+        const PriceStep step{.quote = {bid * kE10, ask * kE10, size, size},
+                             .lastE10 = (sale ? bid : ask) * kE10,
+                             .lastSide = sale ? kSell : kBuy,
+                             .lastSize = std::abs(traded)};
+        book_.Follow(step);
         std::string fills;
-        for (const auto& [order, match] : book_.Serve(tick)) {
+        for (const auto& [order, match] : book_.Serve(step)) {
             order->state.leaves -= match.quantity;
             if (order->state.leaves == 0) book_.Remove(*order);
             fills += (fills.empty() ? "" : " ") + std::to_string(match.quantity) + "@" +
@@ -60,57 +60,57 @@ class QueueTest : public ::testing::Test {
 };
 
 TEST_F(QueueTest, WhatWasThereBeforeIsServedBefore) {
-    Tick(100, 101, 10, 0);
+    Step(100, 101, 10, 0);
     Rest(kBuy, 100, 3);
-    EXPECT_EQ(Tick(100, 101, 50, -7), ""); // 3 of 10 are left before it, whatever joined behind
-    EXPECT_EQ(Tick(100, 101, 50, +9), ""); // at the other price
-    EXPECT_EQ(Tick(100, 101, 50, -5), "2@100");
-    EXPECT_EQ(Tick(100, 101, 50, -5), "1@100");
+    EXPECT_EQ(Step(100, 101, 50, -7), ""); // 3 of 10 are left before it, whatever joined behind
+    EXPECT_EQ(Step(100, 101, 50, +9), ""); // at the other price
+    EXPECT_EQ(Step(100, 101, 50, -5), "2@100");
+    EXPECT_EQ(Step(100, 101, 50, -5), "1@100");
 }
 
 TEST_F(QueueTest, TwoOrdersStandBehindTheSameBackground) {
-    Tick(100, 101, 4, 0);
+    Step(100, 101, 4, 0);
     Rest(kSell, 101, 2);
     Rest(kSell, 101, 5);
-    EXPECT_EQ(Tick(100, 101, 9, +3), "");
-    EXPECT_EQ(Tick(100, 101, 9, +4), "2@101 1@101");
-    EXPECT_EQ(Tick(100, 101, 9, +9), "4@101");
+    EXPECT_EQ(Step(100, 101, 9, +3), "");
+    EXPECT_EQ(Step(100, 101, 9, +4), "2@101 1@101");
+    EXPECT_EQ(Step(100, 101, 9, +9), "4@101");
 }
 
 TEST_F(QueueTest, WhoeverJoinsLaterStandsBehindMore) {
-    Tick(100, 101, 4, 0);
+    Step(100, 101, 4, 0);
     Rest(kBuy, 100, 1);
-    Tick(100, 101, 20, 0);
+    Step(100, 101, 20, 0);
     Rest(kBuy, 100, 1);
-    EXPECT_EQ(Tick(100, 101, 20, -6), "1@100"); // 4 of the background, the order, 1 more
-    EXPECT_EQ(Tick(100, 101, 20, -14), "");     // 20 were there: 15, then 1 is left
-    EXPECT_EQ(Tick(100, 101, 20, -2), "1@100");
+    EXPECT_EQ(Step(100, 101, 20, -6), "1@100"); // 4 of the background, the order, 1 more
+    EXPECT_EQ(Step(100, 101, 20, -14), "");     // 20 were there: 15, then 1 is left
+    EXPECT_EQ(Step(100, 101, 20, -2), "1@100");
 }
 
 TEST_F(QueueTest, ThePriceComesToTheOrder) {
-    Tick(100, 101, 10, 0);
+    Step(100, 101, 10, 0);
     Rest(kBuy, 98, 2);
-    EXPECT_EQ(Tick(99, 100, 10, -10), "");
-    EXPECT_EQ(Tick(98, 99, 6, -5), ""); // behind the 6 that were quoted when the price came
-    EXPECT_EQ(Tick(99, 100, 10, -10), "");
-    EXPECT_EQ(Tick(98, 99, 30, -2), "1@98"); // its place is not lost while the price is away
-    EXPECT_EQ(Tick(97, 99, 30, -2), "1@98"); // the background has left it alone in front
+    EXPECT_EQ(Step(99, 100, 10, -10), "");
+    EXPECT_EQ(Step(98, 99, 6, -5), ""); // behind the 6 that were quoted when the price came
+    EXPECT_EQ(Step(99, 100, 10, -10), "");
+    EXPECT_EQ(Step(98, 99, 30, -2), "1@98"); // its place is not lost while the price is away
+    EXPECT_EQ(Step(97, 99, 30, -2), "1@98"); // the background has left it alone in front
 }
 
 TEST_F(QueueTest, TheBestPriceIsServedFirst) {
-    Tick(100, 103, 10, 0);
+    Step(100, 103, 10, 0);
     Rest(kBuy, 100, 1);
     Rest(kBuy, 101, 2);
     Rest(kBuy, 102, 2);
-    EXPECT_EQ(Tick(100, 103, 10, -3), "2@102 1@101");
-    EXPECT_EQ(Tick(100, 103, 10, -12), "1@101 1@100");
+    EXPECT_EQ(Step(100, 103, 10, -3), "2@102 1@101");
+    EXPECT_EQ(Step(100, 103, 10, -12), "1@101 1@100");
 }
 
 // The background that stands before a resting order is taken before it, no more and no less.
 TEST_F(QueueTest, AnIncomingOrderMeetsThemInTheSameOrder) {
-    Tick(100, 101, 10, 0);
+    Step(100, 101, 10, 0);
     Order& resting = Rest(kBuy, 100, 5);
-    Tick(100, 101, 8, -7);
+    Step(100, 101, 8, -7);
     const Order& taker = Rest(kSell, 110, 9); // its price does not matter here
     Order selling = taker;
     selling.state.priceE10 = 100 * kE10;

@@ -28,9 +28,9 @@ class ReplaceTest : public ExchangeTest {
 };
 
 TEST_F(ReplaceTest, RefusesWhatCannotBe) {
-    const Text limit = Place({kStock, kBuy, kLimit, kDay, 3, 102 * kE10}); // 1 filled
-    const Text stop = Place({kStock, kSell, kStop, kDay, 3, kNoInt64, 95 * kE10});
-    const Text market = Place({kFuture, kSell, kMarket, kDay, 3}); // 1 filled
+    const Text limit = EnterId({kStock, kBuy, kLimit, kDay, 3, 102 * kE10}); // 1 filled
+    const Text stop = EnterId({kStock, kSell, kStop, kDay, 3, kNoInt64, 95 * kE10});
+    const Text market = EnterId({kFuture, kSell, kMarket, kDay, 3}); // 1 filled
     const struct {
         Text reportId;
         std::int32_t quantity;
@@ -70,9 +70,9 @@ TEST_F(ReplaceTest, OnlyAShrunkenQuantityKeepsThePlace) {
         {0, 99 * kE10, false},
     };
     for (const auto& each : kCases) {
-        exchange_.Tick();
-        const Text first = Place({kStock, kBuy, kLimit, kDay, 5, 100 * kE10});
-        const Text second = Place({kStock, kBuy, kLimit, kDay, 5, 100 * kE10});
+        exchange_.Step();
+        const Text first = EnterId({kStock, kBuy, kLimit, kDay, 5, 100 * kE10});
+        const Text second = EnterId({kStock, kBuy, kLimit, kDay, 5, 100 * kE10});
         EXPECT_EQ(Replace(first, each.quantity, each.price), kAccepted);
         EXPECT_EQ(Served(), each.keeps ? first : second) << each.quantity;
         exchange_.CancelOrder(first);
@@ -81,7 +81,7 @@ TEST_F(ReplaceTest, OnlyAShrunkenQuantityKeepsThePlace) {
 }
 
 TEST_F(ReplaceTest, ABetterPriceTradesAtOnce) {
-    const Text order = Place({kStock, kBuy, kLimit, kDay, 5, 99 * kE10});
+    const Text order = EnterId({kStock, kBuy, kLimit, kDay, 5, 99 * kE10});
     EXPECT_EQ(Replace(order, 3, 102 * kE10), kAccepted);
     EXPECT_EQ(Trace(), "5:0 1:1 f1");
     EXPECT_EQ(lastReport_.state.quantity, 3);

@@ -83,7 +83,7 @@ TEST_F(RiskTest, RowsTrackerAndFundsAgree) {
     Hold(kPut, kSell, 2);
     Hold(kFuture, kSell, 2);
     clock_.Advance(24 * 60 * 60 * 1000);
-    exchange_.Tick();
+    exchange_.Step();
     Hold(kCall, kSell, 1);
     Hold(kPut, kSell, 1);
     Tracker tracker;

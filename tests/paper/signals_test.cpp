@@ -18,7 +18,7 @@ TEST(Signals, FollowTheMeans) {
     std::map<const Book*, std::int32_t> scores;
     std::size_t count = 0;
     for (int tick = 0; tick < 7'200; ++tick) {
-        exchange.Tick();
+        exchange.Step();
         std::map<const Book*, std::int32_t> changes;
         for (const Book& book : exchange.Books()) {
             std::vector<std::int64_t>& past = prices[&book];
@@ -48,7 +48,7 @@ TEST(Signals, TellTwelveFields) {
     const ScopedClock scoped(clock);
     Exchange exchange(StillMarket());
     ASSERT_EQ(Send(exchange, {kFuture, kSell, kMarket, kDay, 1}), kAccepted);
-    exchange.Tick();
+    exchange.Step();
     const Book& book = *exchange.FindBook(kFuture);
     const std::int64_t loss = (book.LastE10() / kE10 - 1000) * 50;
     const Signal signal{&book, 1, 2, 25 * kE10 / 2, 3, -4};

@@ -69,7 +69,7 @@ TEST_F(SpreadTest, BothLegsTradeOrNeither) {
         // clang-format on
     };
     for (const auto& each : kCases) {
-        exchange_.Tick(); // the quotes are whole again
+        exchange_.Step(); // the quotes are whole again
         Trace();
         SpreadWish wish{
             .side = each.side, .timeInForce = each.timeInForce, .quantity = each.quantity};
@@ -79,7 +79,7 @@ TEST_F(SpreadTest, BothLegsTradeOrNeither) {
         }
         ASSERT_EQ(SendSpread(wish), kAccepted) << each.name;
         for (int tick = 0; tick < each.ticks; ++tick)
-            exchange_.Tick();
+            exchange_.Step();
         EXPECT_EQ(Trace(), each.trace) << each.name;
         EXPECT_EQ(NetOf(kFuture), -NetOf(kFarFuture)) << each.name;
         exchange_.CancelOrder(lastReport_.order->reportId);
@@ -135,7 +135,7 @@ TEST_F(SpreadTest, LegsMayBeNamedInSeveralWays) {
          -1},
     };
     for (const auto& each : kCases) {
-        exchange_.Tick();
+        exchange_.Step();
         const std::int64_t first = NetOf(each.first), second = NetOf(each.second);
         ASSERT_EQ(SendSpread(each.wish), kAccepted);
         EXPECT_EQ(Trace(), "0:0 2:1 f1 f1");
@@ -208,7 +208,7 @@ TEST_F(SpreadTest, ReplaceAndCancel) {
     EXPECT_EQ(lastReport_.state.leaves, 3);
     EXPECT_EQ(exchange_.CancelOrder(id), kAccepted);
     EXPECT_EQ(exchange_.CancelOrder(id), kNotWorking);
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_EQ(Trace(), "4:1");
     EXPECT_EQ(exchange_.Accounts()[0]->Reckon().frozen.Total(), 0);
 }

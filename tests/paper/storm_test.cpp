@@ -418,7 +418,7 @@ MarketPlan StormPlan(std::uint64_t seed) {
     MarketPlan plan = BuiltInPlan();
     plan.seed = seed;
     plan.start = std::chrono::local_days(DayOf(20261214)) + std::chrono::hours(8);
-    plan.tickMs = 30'000;
+    plan.stepMs = 30'000;
     plan.stocks.resize(2);
     plan.futures.resize(2);
     plan.stocks[0].quoteSize = plan.stocks[1].quoteSize = 20;
@@ -480,7 +480,7 @@ class Storm {
     // So many orders, and a change after every few of them, in the hours of half a week.
     const Referee& Rage(int orders) {
         for (int sent = 0; sent < orders && referee_.broken.empty();) {
-            referee_.Watch(true, [&] { return exchange_.Tick(), kAccepted; });
+            referee_.Watch(true, [&] { return exchange_.Step(), kAccepted; });
             const bool open = exchange_.Hours().IsOpen(exchange_.Books().back());
             for (auto left = Upto(open ? orders / 3'500 + 1 : 1); left > 0; --left, ++sent) {
                 Send(Upto(7));

@@ -41,7 +41,7 @@ TEST_F(StrategyTest, BecomesOrdersOrARejectedReport) {
         // clang-format on
     };
     for (const auto& each : kCases) {
-        exchange_.Tick();
+        exchange_.Step();
         Trace();
         exchange_.NewStrategyOrder(Json(each.more));
         EXPECT_EQ(Trace(), each.trace) << each.name;
@@ -85,16 +85,16 @@ TEST_F(StrategyTest, AnIcebergShowsOnePartAtATime) {
         LR"("StrategyType":"ICEBERG","OrderQty":5,"DiscloseQty":2,"OrderType":2,"Price":"102")"));
     EXPECT_EQ(Trace(), "0:0 1:1 f1");
     const Text first = lastReport_.order->reportId;
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_EQ(Trace(), "2:2 f1 0:0");
     EXPECT_NE(lastReport_.order->reportId, first);
     EXPECT_EQ(lastReport_.order->ticket.strategy, L"ICEBERG");
-    exchange_.Tick();
-    exchange_.Tick();
+    exchange_.Step();
+    exchange_.Step();
     EXPECT_EQ(Trace(), "1:1 f1 2:2 f1 0:0");
     EXPECT_EQ(lastReport_.order->ticket.quantity, 1);
     for (int tick = 0; tick < 3; ++tick)
-        exchange_.Tick();
+        exchange_.Step();
     EXPECT_EQ(Trace(), "2:1 f1");
     EXPECT_EQ(exchange_.Accounts()[0]->Held()[0]->net, 5);
     EXPECT_EQ(exchange_.Accounts()[0]->Reckon().frozen.Total(), 0);
@@ -114,7 +114,7 @@ TEST_F(StrategyTest, WhoCancelsThePartThatWorksEndsTheStrategy) {
     EXPECT_EQ(lastReport_.state.priceE10, 98 * kE10);
     EXPECT_EQ(exchange_.CancelOrder(lastReport_.order->reportId), kAccepted);
     Trace();
-    exchange_.Tick();
+    exchange_.Step();
     EXPECT_EQ(Trace(), "");
 }
 
@@ -124,7 +124,7 @@ TEST_F(StrategyTest, AnOrderCanBeSliced) {
     wish.shown = 2;
     Send(exchange_, wish);
     for (int tick = 0; tick < 5; ++tick)
-        exchange_.Tick();
+        exchange_.Step();
     EXPECT_EQ(Trace(), "0:0 1:1 f1 2:2 f1 0:0 1:1 f1 2:2 f1 0:0 2:1 f1");
     EXPECT_EQ(lastReport_.order->slice, 3);
     wish.timeInForce = kImmediateOrCancel;

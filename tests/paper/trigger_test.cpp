@@ -77,7 +77,7 @@ TEST_P(TriggerTest, ComesWithThePriceItWaitsFor) {
         const bool reached = upward ? price >= wanted : price <= wanted;
         ASSERT_EQ(!order.waiting, reached) << each.name << " after " << ticks << " ticks";
         if (reached) return;
-        exchange_.Tick();
+        exchange_.Step();
     }
     FAIL() << "never reached: " << each.name;
 }
