@@ -1,9 +1,9 @@
 #include "paper/accounts/Combinations.h"
 
 #include "foundation/support/Numbers.h"
-#include "foundation/support/Strings.h"
 #include "paper/accounts/Account.h"
 #include "paper/base/Codes.h"
+#include "paper/base/NamedValues.h"
 #include "paper/market/MarketClock.h"
 #include "paper/orders/Book.h"
 #include "paper/orders/Spread.h"
@@ -23,16 +23,6 @@ std::int32_t WholeNumber(const Text& text) {
 
 std::int32_t SideOf(const Text& text) {
     return text == L"1" ? kBuy : text == L"2" ? kSell : std::int32_t{0};
-}
-
-TextView ValueOf(TextView command, TextView name) {
-    for (const TextView part : Split(command, L'&')) {
-        const std::size_t equals = part.find(L'=');
-        if (equals != TextView::npos && part.substr(0, equals) == name) {
-            return part.substr(equals + 1);
-        }
-    }
-    return {};
 }
 
 bool IsGivenAndOther(const Text& given, const Text& other) {
@@ -62,7 +52,7 @@ Combination& Target(CombinationRows& rows, const Combination& wanted, const Text
 } // namespace
 
 CombinationCommand::CombinationCommand(TextView command) {
-    const auto value = [&](const wchar_t* name) { return Text(ValueOf(command, name)); };
+    const auto value = [&](const wchar_t* name) { return Text(NamedValue(command, L'&', name)); };
     action = value(L"ACTIONTYPE");
     symbolA = value(L"SYMBOLA");
     symbolB = value(L"SYMBOLB");

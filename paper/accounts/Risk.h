@@ -11,10 +11,10 @@ namespace halvane::paper {
 class Book;
 struct Position;
 
-// What positions are exposed to, by Black-Scholes at the volatility of what lies beneath and a
-// rate of 0. Options
-// stand on the future of their month; stocks and futures move with themselves. A day has 1/365 of
-// a year, and the expiry day counts in full. No order and no account hangs on any of this.
+// What positions are exposed to, by Black-Scholes at the volatility of what lies beneath and a rate
+// of 0. Options stand on the future of their month; stocks and futures move with themselves. A day
+// has 1/365 of a year, and the expiry day counts in full. No order and no account hangs on any of
+// this.
 
 struct NamedFigure {
     TextView name; // lives as long as the program

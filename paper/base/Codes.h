@@ -11,6 +11,8 @@ enum OrderKind : std::int32_t { kStockOrder = 8, kFutOptOrder = 9 };
 
 enum Side : std::int32_t { kBuy = 1, kSell = 2 };
 
+constexpr std::int32_t Opposite(std::int32_t side) { return side == kBuy ? kSell : kBuy; }
+
 // A stop becomes a market order, a stop-limit a limit order, once the last price has reached the
 // stop price.
 enum OrderType : std::int32_t { kMarket = 1, kLimit = 2, kStop = 3, kStopLimit = 4 };

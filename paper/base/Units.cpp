@@ -4,6 +4,7 @@
 #include "tradeapi/Items.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace halvane::paper {
 
@@ -21,14 +22,21 @@ std::int32_t Narrow(std::int64_t value) {
         std::clamp<std::int64_t>(value, -std::int64_t{INT32_MAX}, INT32_MAX));
 }
 
-Text PriceText(std::int64_t priceE10) {
-    Text text = DecimalText(priceE10 / kE10);
-    const Text fraction = DecimalText(priceE10 % kE10);
-    text += L'.';
-    text.append(10 - fraction.size(), L'0');
-    text += fraction;
+Text ScaledText(std::int64_t value, std::int64_t unit) {
+    Text text = value < 0 ? L"-" : L"";
+    text += DecimalText(std::abs(value / unit)) + L".";
+    text += DecimalText(unit + std::abs(value % unit)).substr(1); // with its leading zeros
     TrimTrailingZeros(text);
     return text;
+}
+
+Text WithoutPoint(TextView decimal, std::size_t places) {
+    const std::size_t point = std::min(decimal.find(L'.'), decimal.size());
+    const TextView fraction = decimal.substr(std::min(point + 1, decimal.size()));
+    Text digits(decimal.substr(0, point));
+    digits += fraction;
+    digits.append(places - fraction.size(), L'0');
+    return digits;
 }
 
 } // namespace halvane::paper

@@ -33,7 +33,13 @@ std::int64_t PriceOfE10(std::int64_t amountE6, std::int64_t units);
 // The nearest 32-bit value that does not mean "missing".
 std::int32_t Narrow(std::int64_t value);
 
-// A price as a decimal text without needless zeros.
-Text PriceText(std::int64_t priceE10);
+// A number that counts in units of 1/unit (a power of ten) as a decimal text without needless
+// zeros.
+Text ScaledText(std::int64_t value, std::int64_t unit);
+inline Text PriceText(std::int64_t priceE10) { return ScaledText(priceE10, kE10); }
+
+// A decimal text in units of 1e-`places`: its digits with the point gone so far to the right. It
+// may not have more decimals than that.
+Text WithoutPoint(TextView decimal, std::size_t places);
 
 } // namespace halvane::paper

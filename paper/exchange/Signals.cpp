@@ -14,10 +14,7 @@ namespace {
 constexpr std::size_t kFast = 40;
 constexpr std::size_t kSlow = 240;
 
-Text MoneyText(std::int64_t amountE6) {
-    const Text text = PriceText(AmountE10(std::abs(amountE6)));
-    return amountE6 < 0 ? L"-" + text : text;
-}
+Text MoneyText(std::int64_t amountE6) { return PriceText(AmountE10(amountE6)); }
 
 } // namespace
 

@@ -200,9 +200,9 @@ class Checker {
         const Text name = plan.security + L" on " + plan.exchange;
         products_.Add(passage.At(L"security"), named ? name : L"", name + L" is there already");
         if (plan.tickE10 > 0 && plan.priceE10 % plan.tickE10 != 0)
-            passage.At(L"price").Tell(NumberText(plan.priceE10, kE10) +
+            passage.At(L"price").Tell(ScaledText(plan.priceE10, kE10) +
                                       L" is not a multiple of the tick " +
-                                      NumberText(plan.tickE10, kE10));
+                                      ScaledText(plan.tickE10, kE10));
         CheckLimit(passage, plan, plan.priceE10);
         CheckAmounts(passage, plan, plan.priceE10, multiplier);
     }
@@ -210,10 +210,10 @@ class Checker {
     void CheckLimit(const Passage& passage, const ProductPlan& product, std::int64_t priceE10) {
         const bool known = priceE10 > 0 && product.limitPpm > 0;
         if (known && Share(priceE10, product.limitPpm, kE6) < product.tickE10)
-            passage.At(L"limit").Tell(L"the limit " + NumberText(product.limitPpm, kE6) +
-                                      L" of the price " + NumberText(priceE10, kE10) +
+            passage.At(L"limit").Tell(L"the limit " + ScaledText(product.limitPpm, kE6) +
+                                      L" of the price " + ScaledText(priceE10, kE10) +
                                       L" is less than the tick " +
-                                      NumberText(product.tickE10, kE10));
+                                      ScaledText(product.tickE10, kE10));
     }
 
     // What comes of the largest order has to leave room for sums in 64 bits, also when the price

@@ -2,6 +2,7 @@
 
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Strings.h"
+#include "paper/base/Units.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -46,10 +47,10 @@ bool HasForm(TextView text, TextView form) {
 }
 
 Text RangeText(const Rule& rule) {
-    const Text most = NumberText(rule.most, rule.unit);
+    const Text most = ScaledText(rule.most, rule.unit);
     const bool above0 = rule.least == 1 && rule.unit > 1;
     return above0 ? L"above 0 and at most " + most
-                  : L"in " + NumberText(rule.least, rule.unit) + L".." + most;
+                  : L"in " + ScaledText(rule.least, rule.unit) + L".." + most;
 }
 
 // In ms since midnight.
@@ -136,7 +137,7 @@ std::int64_t ReadNumber(const Passage& passage, const Rule& rule) {
     } else if (fraction.size() > static_cast<std::size_t>(rule.decimals)) {
         passage.Tell(shown + Format(L" has more than %d decimals", rule.decimals));
     } else {
-        number = ToInt64(text.substr(0, point) + fraction + Text(digits - fraction.size(), L'0'));
+        number = ToInt64(WithoutPoint(text, digits));
         if (number >= rule.least && number <= rule.most) return number;
         passage.Tell(shown + L" is not " + RangeText(rule));
     }
@@ -215,14 +216,6 @@ bool IsList(const Passage& passage, const Rule& rule) {
         passage.Tell(L"has more than " + DecimalText(rule.most) + L" elements");
     }
     return true;
-}
-
-Text NumberText(std::int64_t value, std::int64_t unit) {
-    Text text = value < 0 ? L"-" : L"";
-    text += DecimalText(std::abs(value / unit)) + L".";
-    text += DecimalText(unit + std::abs(value % unit)).substr(1);
-    TrimTrailingZeros(text);
-    return text;
 }
 
 } // namespace halvane::paper

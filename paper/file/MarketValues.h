@@ -78,7 +78,4 @@ std::optional<std::size_t> ReadWord(const Passage& passage, const std::vector<Te
 // be read all the same.
 bool IsList(const Passage& passage, const Rule& rule);
 
-// A number that counts in units of 1/unit, as people write it.
-Text NumberText(std::int64_t value, std::int64_t unit);
-
 } // namespace halvane::paper

@@ -147,6 +147,4 @@ class Builder {
 
 Market BuildMarket(MarketPlan plan, Day today) { return Builder(std::move(plan), today).Build(); }
 
-Market BuiltInMarket(Day today) { return BuildMarket(BuiltInPlan(), today); }
-
 } // namespace halvane::paper

@@ -25,7 +25,4 @@ struct Market {
 // The market of a plan on the day on which it starts.
 Market BuildMarket(MarketPlan plan, Day today);
 
-// That of BuiltInPlan.
-Market BuiltInMarket(Day today);
-
 } // namespace halvane::paper

@@ -18,8 +18,6 @@ bool IsBetter(const Order& taker, std::int64_t priceE10, std::int64_t thanE10) {
     return taker.IsBuy() ? priceE10 < thanE10 : priceE10 > thanE10;
 }
 
-std::int32_t Opposite(std::int32_t side) { return side == kBuy ? kSell : kBuy; }
-
 // Is a resting order served before one at the other price? One at any price is served before all.
 bool StandsBefore(const Order& resting, std::int64_t priceE10) {
     const std::int64_t own = resting.state.priceE10;
@@ -94,7 +92,7 @@ std::int64_t Book::PriceOf(const Order& resting) const {
 }
 
 std::optional<Match> Book::BestOrderFor(const Order& taker) const {
-    for (const auto& [key, order] : QueueOf(taker.IsBuy() ? kSell : kBuy)) {
+    for (const auto& [key, order] : QueueOf(Opposite(taker.ticket.side))) {
         const std::int64_t price = PriceOf(*order);
         if (Accepts(taker, price)) {
             return Match{order, price, std::min(order->state.leaves, taker.state.leaves)};
@@ -120,7 +118,7 @@ std::optional<Match> Book::BestFor(const Order& taker) const {
 std::int64_t Book::AvailableTo(const Order& taker) const {
     const bool quoted = Accepts(taker, quote_.PriceFor(taker.ticket.side));
     std::int64_t available = quoted ? quote_.SizeFor(taker.ticket.side) : 0;
-    for (const auto& [key, order] : QueueOf(taker.IsBuy() ? kSell : kBuy)) {
+    for (const auto& [key, order] : QueueOf(Opposite(taker.ticket.side))) {
         if (Accepts(taker, PriceOf(*order))) available += order->state.leaves;
     }
     return available;

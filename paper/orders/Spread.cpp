@@ -12,8 +12,6 @@
 namespace halvane::paper {
 namespace {
 
-std::int32_t Opposite(std::int32_t side) { return side == kBuy ? kSell : kBuy; }
-
 std::pair<Text, Text> NamedLegs(const Ticket& ticket) {
     if (!ticket.symbolB.empty()) {
         return {ticket.symbolA.empty() ? ticket.symbol : ticket.symbolA, ticket.symbolB};

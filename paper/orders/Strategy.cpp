@@ -4,6 +4,7 @@
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Strings.h"
 #include "paper/base/Codes.h"
+#include "paper/base/Units.h"
 #include "tradeapi/Symbols.h"
 
 #include <algorithm>
@@ -58,15 +59,13 @@ Text Scalar(const JsonValue& order, TextView name) {
 // order takes it.
 Text Scaled(const Text& decimal) {
     constexpr std::size_t kDecimals = 10;
-    const std::size_t point = decimal.find(L'.');
-    const Text whole = decimal.substr(0, point);
-    Text fraction = point == Text::npos ? Text() : decimal.substr(point + 1);
-    while (fraction.ends_with(L'0'))
-        fraction.pop_back();
+    Text plain = decimal;
+    while (plain.find(L'.') != Text::npos && plain.ends_with(L'0'))
+        plain.pop_back();
+    const std::size_t point = std::min(plain.find(L'.'), plain.size());
     const bool digits = decimal.find_first_of(L"0123456789") != Text::npos;
-    if (!digits || fraction.size() > kDecimals) return decimal;
-    fraction.append(kDecimals - fraction.size(), L'0');
-    return whole + fraction;
+    if (!digits || plain.size() > point + 1 + kDecimals) return decimal;
+    return WithoutPoint(plain, kDecimals);
 }
 
 // The keys from the second on, packed as those of an ordinary order.

@@ -1,7 +1,6 @@
 #include "paper/orders/Ticket.h"
 
 #include "foundation/support/Numbers.h"
-#include "foundation/support/Strings.h"
 #include "paper/base/Codes.h"
 
 #include <algorithm>
@@ -126,16 +125,6 @@ std::int32_t CheckTicket(const Ticket& ticket, const Terms& terms, TicketPrices&
 
 std::int32_t ShownQuantity(const Ticket& ticket) {
     return ticket.slicedType == kIceberg ? ticket.discloseQty : ticket.quantity;
-}
-
-Text ExtCommand(const Ticket& ticket, TextView name) {
-    for (const TextView command : Split(ticket.extCommands, L';')) {
-        const std::size_t equals = command.find(L'=');
-        if (equals != TextView::npos && command.substr(0, equals) == name) {
-            return Text(command.substr(equals + 1));
-        }
-    }
-    return {};
 }
 
 } // namespace halvane::paper

@@ -78,7 +78,4 @@ inline constexpr std::int32_t kMostParts = 100;
 // What is shown of the ticket's quantity at a time; all of it unless it is sliced.
 std::int32_t ShownQuantity(const Ticket& ticket);
 
-// The value of `name` in a list "name=value;name=value"; "" when it is not there.
-Text ExtCommand(const Ticket& ticket, TextView name);
-
 } // namespace halvane::paper

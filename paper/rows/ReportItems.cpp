@@ -3,32 +3,46 @@
 #include "foundation/support/Numbers.h"
 #include "paper/accounts/Account.h"
 #include "paper/base/Codes.h"
+#include "paper/base/NamedValues.h"
 #include "paper/base/PaperItem.h"
 #include "paper/orders/Book.h"
 
 namespace halvane::paper {
 namespace {
 
+struct CodeText {
+    std::int32_t code;
+    const wchar_t* text;
+};
+
+// clang-format off
+constexpr CodeText kExecTypeTexts[] = {
+    {kNew,                L"New"},
+    {kPartlyFilled,       L"Partly filled"},
+    {kFilled,             L"Filled"},
+    {kCancelled,          L"Cancelled"},
+    {kReplaced,           L"Replaced"},
+    {kTriggered,          L"Triggered"},
+    {kExpired,            L"Expired"},
+};
+constexpr CodeText kRejections[] = { // by ErrorCode
+    {kFundsShort,         L"Rejected: not enough funds"},
+    {kOutsidePriceLimits, L"Rejected: outside the price limits of the day"},
+    {kPositionCombined,   L"Rejected: the position is combined"},
+    {kNotPermitted,       L"Rejected: the account may not trade this kind of instrument"},
+    {kMarketClosed,       L"Rejected: the market is closed"},
+    {kRejectedOnDemand,   L"Rejected: on demand of the market file"},
+};
+// clang-format on
+
 Text ExecTypeText(const OrderState& state) {
-    switch (state.execType) {
-    case kNew: return L"New";
-    case kPartlyFilled: return L"Partly filled";
-    case kFilled: return L"Filled";
-    case kCancelled: return L"Cancelled";
-    case kReplaced: return L"Replaced";
-    case kTriggered: return L"Triggered";
-    case kExpired: return L"Expired";
-    default: break;
+    for (const CodeText& each : kExecTypeTexts) {
+        if (each.code == state.execType) return each.text;
     }
-    switch (state.errorCode) {
-    case kFundsShort: return L"Rejected: not enough funds";
-    case kOutsidePriceLimits: return L"Rejected: outside the price limits of the day";
-    case kPositionCombined: return L"Rejected: the position is combined";
-    case kNotPermitted: return L"Rejected: the account may not trade this kind of instrument";
-    case kMarketClosed: return L"Rejected: the market is closed";
-    case kRejectedOnDemand: return L"Rejected: on demand of the market file";
-    default: return L"Rejected: error " + DecimalText(state.errorCode);
+    for (const CodeText& each : kRejections) {
+        if (each.code == state.errorCode) return each.text;
     }
+    return L"Rejected: error " + DecimalText(state.errorCode);
 }
 
 Text GivenNumber(std::int64_t value) { return value == 0 ? Text() : DecimalText(value); }
@@ -52,7 +66,7 @@ void PutTicket(PaperItem& item, const Ticket& ticket) {
     item.Put(29, ticket.userKey2);
     item.Put(60, ticket.source);
     for (const TextView name : {L"HedgeFlag", L"SetPRIADJ", L"DelayTransPosition"}) {
-        item.PutNamed(name, ExtCommand(ticket, name));
+        item.PutNamed(name, Text(NamedValue(ticket.extCommands, L';', name)));
     }
 }
 
@@ -83,7 +97,8 @@ void PutReport(PaperItem& item, const Order& order, const OrderState& state) {
     item.Put(36, state.AveragePriceE10());
     item.Put(37, ExecTypeText(state));
     item.Put(39, static_cast<std::int32_t>(state.fillCount));
-    item.Put(52, 0); // nothing outlives the process, so no report comes out of a store
+    item.Put(52,
+             0); // nothing outlives the process, so no report comes out of a store
     item.Put(58, order.tradeDate);
     item.Put(61, state.history);
     item.PutNamed(L"SlicedType", GivenNumber(order.ticket.slicedType));

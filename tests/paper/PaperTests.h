@@ -68,6 +68,8 @@ inline std::int32_t Send(Exchange& exchange, const Wish& wish) {
     return exchange.NewOrder(ReadTicket(KindOf(wish), parameters));
 }
 
+inline Market BuiltInMarket(Day today) { return BuildMarket(BuiltInPlan(), today); }
+
 // A market of one stock and one future whose prices stand still at 100 and 1000, with one piece at
 // a time on each side of the quote, a tick (of 1) apart; now and then the bid stands one lower or
 // the ask one higher.

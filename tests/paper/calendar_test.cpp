@@ -53,7 +53,7 @@ TEST(Units, PricesAsText) {
 // A day of ticks: prices stay on the grid and within the limits, options keep the parity of call
 // and put, and the numbers are those of every other system.
 TEST(PriceProcess, GivesOneSaneDayEverywhere) {
-    const Market market = BuiltInMarket(kToday);
+    const Market market = BuildMarket(BuiltInPlan(), kToday);
     PriceProcess prices(market.drivers, market.plan.seed);
     std::uint64_t sum = 0;
     for (int step = 0; step < 72'000; ++step) {
@@ -82,7 +82,7 @@ double InPoints(std::int64_t priceE10) {
 // as days go by, down to what exercising it brings. The value is near enough to the one by which
 // its risk is reckoned: within 20 points of some 20,000, 80 when it has more than a year.
 TEST(PriceProcess, OptionsAgreeWithTheFuture) {
-    const Market market = BuiltInMarket(kToday);
+    const Market market = BuildMarket(BuiltInPlan(), kToday);
     for (const Instrument& call : market.instruments) {
         if (call.callPut != L"C") continue;
         Instrument put = call;

@@ -19,7 +19,7 @@ const char* const kStocks =
 class ContractFiles : public ::testing::Test {
   protected:
     void Write(std::int32_t date = kDate) {
-        WriteContractLists(module_, BuiltInMarket(DayOf(kDate)), DayOf(date));
+        WriteContractLists(module_, BuildMarket(BuiltInPlan(), DayOf(kDate)), DayOf(date));
     }
     std::string Read(const std::string& name) { return ReadFile(folder_ / "Configs" / name); }
     std::size_t Count() {

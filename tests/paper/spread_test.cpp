@@ -36,7 +36,7 @@ class SpreadTest : public ExchangeTest {
     // What the background asks for the calendar, or bids when `side` sells.
     std::int64_t NetE10(std::int32_t side) const {
         return exchange_.FindBook(kFuture)->CurrentQuote().PriceFor(side) -
-               exchange_.FindBook(kFarFuture)->CurrentQuote().PriceFor(side == kBuy ? kSell : kBuy);
+               exchange_.FindBook(kFarFuture)->CurrentQuote().PriceFor(Opposite(side));
     }
     std::int64_t NetOf(const wchar_t* symbol) const {
         for (const Position* position : exchange_.Accounts()[0]->Held()) {
