@@ -7,6 +7,7 @@
 #include "foundation/support/Utf.h"
 #include "foundation/support/Zmq.h"
 #include "paper/Paper.h"
+#include "tradeapi/PropertyIds.h"
 #include "tradeapi/TradeEvents.h"
 
 #include <benchmark/benchmark.h>
@@ -21,14 +22,14 @@ constexpr std::int32_t kStockOrder = 8, kBuy = 1, kLimit = 2, kImmediateOrCancel
 // An order at 110 that meets nobody and is cancelled at once: two reports. All orders here are like
 // it.
 void PutOrder(OrderParameters& order) {
-    order.PutText(1, L"PAPER");
-    order.PutText(2, L"1000001");
-    order.PutText(17, L"OV.S.PAPX.ALFA");
-    order.PutText(6, L"1100000000000");
-    order.PutInt(7, kBuy);
-    order.PutInt(10, kLimit);
-    order.PutInt(9, kImmediateOrCancel);
-    order.PutInt(11, 1);
+    order.PutText(stock_order_id::kBrokerId, L"PAPER");
+    order.PutText(stock_order_id::kAccount, L"1000001");
+    order.PutText(stock_order_id::kSymbol, L"OV.S.PAPX.ALFA");
+    order.PutText(stock_order_id::kPrice, L"1100000000000");
+    order.PutInt(stock_order_id::kSide, kBuy);
+    order.PutInt(stock_order_id::kOrderType, kLimit);
+    order.PutInt(stock_order_id::kTimeInForce, kImmediateOrCancel);
+    order.PutInt(stock_order_id::kOrderQty, 1);
 }
 
 constexpr const char* kFastMarket = R"({
@@ -51,7 +52,8 @@ void FastMarket(benchmark::State& state) {
         TheClock().Sleep(100);
     const auto row = api->CreateItem(ItemClass::Margin);
     api->GetDataItem(kMargins, 0, L"PAPER-1000001", *row);
-    const std::int32_t time = row->GetInt(11), minutes = time / 100'000; // hhmmssmmm, hhmm
+    const std::int32_t time = row->GetInt(margin_id::kTransactTime),
+                       minutes = time / 100'000; // hhmmssmmm, hhmm
     state.counters["speed"] = ((minutes / 100 * 60 + minutes % 100) * 60'000.0 + time % 100'000) /
                               (TheClock().TickCount() - start);
 }

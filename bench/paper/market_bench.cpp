@@ -3,6 +3,7 @@
 #include "paper/base/PaperItem.h"
 #include "paper/exchange/Exchange.h"
 #include "paper/rows/Parameters.h"
+#include "tradeapi/PropertyIds.h"
 
 #include <benchmark/benchmark.h>
 
@@ -14,14 +15,15 @@ void Rest(Exchange& exchange, std::int64_t orders) {
     const Instrument& stock = exchange.Books().front().TheInstrument();
     for (std::int64_t order = 0; order < orders; ++order) {
         PaperParameters parameters;
-        parameters.PutText(1, L"PAPER");
-        parameters.PutText(2, L"1000001");
-        parameters.PutText(17, stock.symbol);
-        parameters.PutText(6, DecimalText(stock.lowerE10 + order % 40 * stock.tickE10));
-        parameters.PutInt(7, kBuy);
-        parameters.PutInt(10, kLimit);
-        parameters.PutInt(9, kDay);
-        parameters.PutInt(11, 1);
+        parameters.PutText(stock_order_id::kBrokerId, L"PAPER");
+        parameters.PutText(stock_order_id::kAccount, L"1000001");
+        parameters.PutText(stock_order_id::kSymbol, stock.symbol);
+        parameters.PutText(stock_order_id::kPrice,
+                           DecimalText(stock.lowerE10 + order % 40 * stock.tickE10));
+        parameters.PutInt(stock_order_id::kSide, kBuy);
+        parameters.PutInt(stock_order_id::kOrderType, kLimit);
+        parameters.PutInt(stock_order_id::kTimeInForce, kDay);
+        parameters.PutInt(stock_order_id::kOrderQty, 1);
         exchange.NewOrder(ReadTicket(kStockOrder, parameters));
     }
 }

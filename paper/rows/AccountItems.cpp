@@ -6,6 +6,7 @@
 #include "paper/base/PaperItem.h"
 #include "paper/base/Units.h"
 #include "paper/orders/Book.h"
+#include "tradeapi/PropertyIds.h"
 
 #include <algorithm>
 
@@ -34,22 +35,22 @@ void PutCash(PaperItem& item, const Account& account, const Funds& funds) {
     const std::int64_t ending = funds.cash;
     // clang-format off
     const MoneyRow rows[] = {
-        {12, account.CashAtStartE6()},     // BeginningBalance
-        {13, account.CommissionE6()},      // Commissions
-        {14, funds.frozen.commissionE6},   // FrozenCommission
-        {17, account.RealisedE6()},        // GrossPL
-        {18, account.OptionPremiumE6()},   // OptionPremium
-        {20, account.RealisedE6() - account.CommissionE6()}, // NetPL
-        {24, funds.Free()},                // ExcessEquity
-        {25, std::max<std::int64_t>(std::min(funds.Free(), ending), 0)}, // WithdrawQuota
-        {26, ending},                      // EndingBalance
-        {27, funds.futureProfit},          // OpenTradeEquity
-        {28, ending + funds.futureProfit}, // TotalEquity
-        {29, funds.OptionValue()},         // OptionNetMarketValue
-        {30, funds.Equity()},              // AccountValueAtMarket
-        {36, funds.frozen.cashE6},         // FrozenCash
-        {53, kE6},                         // CurrencyConversionRate
-        {54, funds.Equity()},              // ConvertedAccountValueAtMkt
+        {margin_id::kBeginningBalance, account.CashAtStartE6()},
+        {margin_id::kCommissions, account.CommissionE6()},
+        {margin_id::kFrozenCommission, funds.frozen.commissionE6},
+        {margin_id::kGrossPl, account.RealisedE6()},
+        {margin_id::kOptionPremium, account.OptionPremiumE6()},
+        {margin_id::kNetPl, account.RealisedE6() - account.CommissionE6()},
+        {margin_id::kExcessEquity, funds.Free()},
+        {margin_id::kWithdrawQuota, std::max<std::int64_t>(std::min(funds.Free(), ending), 0)},
+        {margin_id::kEndingBalance, ending},
+        {margin_id::kOpenTradeEquity, funds.futureProfit},
+        {margin_id::kTotalEquity, ending + funds.futureProfit},
+        {margin_id::kOptionNetMarketValue, funds.OptionValue()},
+        {margin_id::kAccountValueAtMarket, funds.Equity()},
+        {margin_id::kFrozenCash, funds.frozen.cashE6},
+        {margin_id::kCurrencyConversionRate, kE6},
+        {margin_id::kConvertedAccountValueAtMkt, funds.Equity()},
     };
     // clang-format on
     for (const auto& [id, amount] : rows)
@@ -57,19 +58,25 @@ void PutCash(PaperItem& item, const Account& account, const Funds& funds) {
 }
 
 void PutMargins(PaperItem& item, const Account& account, const Funds& funds) {
-    item.Put(43, account.MarginAtStartE6()); // PreMargin
-    item.Put(31, funds.margin);              // InitialMarginRequirement
-    item.Put(32, funds.margin);              // MaintenanceMarginRequirement: the same here
-    item.Put(33, funds.margin);              // CurrMargin
-    item.Put(44, funds.margin);              // ExchangeMargin
-    item.Put(34, std::max<std::int64_t>(-funds.Free(), 0)); // MarginDeficit
-    item.Put(35, funds.frozen.marginE6);                    // FrozenMargin
+    item.Put(margin_id::kPreMargin, account.MarginAtStartE6());
+    item.Put(margin_id::kInitialMarginRequirement, funds.margin);
+    item.Put(margin_id::kMaintenanceMarginRequirement, funds.margin); // they are the same here
+    item.Put(margin_id::kCurrMargin, funds.margin);
+    item.Put(margin_id::kExchangeMargin, funds.margin);
+    item.Put(margin_id::kMarginDeficit, std::max<std::int64_t>(-funds.Free(), 0));
+    item.Put(margin_id::kFrozenMargin, funds.frozen.marginE6);
 }
 
 // Transfers, credit, mortgage, delivery, exercise and interest do not exist on paper.
 void PutNothing(PaperItem& item) {
     for (const std::int32_t id :
-         {15, 16, 19, 21, 22, 23, 37, 38, 39, 40, 41, 42, 45, 46, 47, 48, 49, 50}) {
+         {margin_id::kExchangeClearingFee, margin_id::kBrokerageFee, margin_id::kCashIn,
+          margin_id::kDeposit, margin_id::kWithdraw, margin_id::kCashActivity,
+          margin_id::kReserveBalance, margin_id::kCredit, margin_id::kMortgage,
+          margin_id::kPreMortgage, margin_id::kPreCredit, margin_id::kPreDeposit,
+          margin_id::kDeliveryMargin, margin_id::kExchangeDeliveryMargin,
+          margin_id::kExerciseIncome, margin_id::kIncomeBalance, margin_id::kInterestBase,
+          margin_id::kInterest}) {
         item.Put(id, std::int64_t{0});
     }
 }
@@ -128,34 +135,38 @@ void PutAccount(PaperItem& item, const AccountSetup& account, const MarketPlan& 
     }
     for (const ExchangePlan& each : plan.exchanges)
         exchanges += (exchanges.empty() ? L"" : L";") + each.exchange;
-    item.Put(2, account.brokerId);
-    item.Put(3, account.account);
-    item.Put(4, account.userName);
-    item.Put(5, account.accountName);
-    item.Put(6, account.brokerName);
-    item.Put(7, kinds.empty() ? 0 : 1); // may trade
-    item.Put(8, kinds);
-    item.Put(12, exchanges);
+    item.Put(account_id::kBrokerId, account.brokerId);
+    item.Put(account_id::kAccount, account.account);
+    item.Put(account_id::kUserName, account.userName);
+    item.Put(account_id::kAccountName, account.accountName);
+    item.Put(account_id::kBrokerName, account.brokerName);
+    item.Put(account_id::kStatus, kinds.empty() ? 0 : 1); // may trade
+    item.Put(account_id::kAccountType, kinds);
+    item.Put(account_id::kOrderExchange, exchanges);
     item.PutNamed(L"Level", L"1");
     item.PutNamed(L"Region", L"PAPER");
 }
 
+// The owner's properties have the same ids in both classes.
+static_assert(+margin_id::kLoginId == +position_id::kLoginId &&
+              +margin_id::kAccountName == +position_id::kAccountName);
+
 void PutOwner(PaperItem& item, const AccountSetup& account) {
-    item.Put(4, account.loginId);
-    item.Put(5, account.userName);
-    item.Put(6, account.brokerId);
-    item.Put(7, account.brokerName);
-    item.Put(8, account.account);
-    item.Put(9, account.accountName);
+    item.Put(margin_id::kLoginId, account.loginId);
+    item.Put(margin_id::kUserName, account.userName);
+    item.Put(margin_id::kBrokerId, account.brokerId);
+    item.Put(margin_id::kBrokerName, account.brokerName);
+    item.Put(margin_id::kAccount, account.account);
+    item.Put(margin_id::kAccountName, account.accountName);
 }
 
 void PutMargin(PaperItem& item, const Account& account, const Text& currency, Stamp now) {
     const Funds funds = account.Reckon();
     PutOwner(item, account.Setup());
-    item.Put(10, now.date);
-    item.Put(11, now.time);
-    item.Put(51, currency);
-    item.Put(52, currency);
+    item.Put(margin_id::kTransactDate, now.date);
+    item.Put(margin_id::kTransactTime, now.time);
+    item.Put(margin_id::kCurrencyToSystem, currency);
+    item.Put(margin_id::kCurrencyToClient, currency);
     PutCash(item, account, funds);
     PutMargins(item, account, funds);
     PutNothing(item);

@@ -8,6 +8,7 @@
 #include "paper/base/Units.h"
 #include "paper/orders/Book.h"
 #include "paper/rows/AccountItems.h"
+#include "tradeapi/PropertyIds.h"
 #include "tradeapi/Symbols.h"
 
 #include <cstdlib>
@@ -29,19 +30,20 @@ void PutCombination(PaperItem& item, const Account& account, const Combination& 
     const std::int32_t longLegs =
         (combination.side == kBuy ? 1 : 0) + (combination.secondSide == kBuy ? 1 : 0);
     PutOwner(item, account.Setup());
-    item.Put(10, combination.stamp.date);
-    item.Put(11, combination.stamp.time);
-    item.Put(12, Text(SymbolType(combination.symbol)));
-    item.Put(13, combination.symbol);
-    item.Put(14, combination.first->TheInstrument().symbol);
-    item.Put(15, combination.second->TheInstrument().symbol);
-    item.Put(25, combination.side);
-    item.Put(26, combination.side);
-    item.Put(27, combination.secondSide);
-    item.Put(28, quantity);
-    item.Put(33, AmountE10(MarginOfPartE6(account, *combination.first, quantity) +
-                           MarginOfPartE6(account, *combination.second, quantity)));
-    item.Put(36, currency);
+    item.Put(position_id::kTransactDate, combination.stamp.date);
+    item.Put(position_id::kTransactTime, combination.stamp.time);
+    item.Put(position_id::kSecurityType, Text(SymbolType(combination.symbol)));
+    item.Put(position_id::kSymbol, combination.symbol);
+    item.Put(position_id::kSymbolA, combination.first->TheInstrument().symbol);
+    item.Put(position_id::kSymbolB, combination.second->TheInstrument().symbol);
+    item.Put(position_id::kSide, combination.side);
+    item.Put(position_id::kSide1, combination.side);
+    item.Put(position_id::kSide2, combination.secondSide);
+    item.Put(position_id::kQuantity, quantity);
+    item.Put(position_id::kUsedMargin,
+             AmountE10(MarginOfPartE6(account, *combination.first, quantity) +
+                       MarginOfPartE6(account, *combination.second, quantity)));
+    item.Put(position_id::kCurrencyToSystem, currency);
     item.PutNamed(L"OptCombCode", combination.code);
     item.PutNamed(L"OptCombID", combination.id);
     item.PutNamed(L"SpreadType", 0);

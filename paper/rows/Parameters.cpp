@@ -2,6 +2,7 @@
 
 #include "paper/base/Codes.h"
 #include "paper/base/PaperItem.h"
+#include "tradeapi/PropertyIds.h"
 
 #include <algorithm>
 #include <iterator>
@@ -9,10 +10,9 @@
 namespace halvane::paper {
 namespace {
 
-// The ids of the replace parameters.
-enum : std::int32_t { kReplaceReportId = 1, kReplaceQty = 3, kReplacePrice = 4, kReplaceStop = 5 };
+constexpr std::int32_t kNone = 0;
 
-// Where the two kinds of parameters object carry a member; 0 where one does not have it.
+// Where the two kinds of parameters object carry a member; kNone where one does not have it.
 template <typename T> struct TicketRow {
     T Ticket::*member;
     std::int32_t stockId, futOptId;
@@ -20,46 +20,56 @@ template <typename T> struct TicketRow {
 
 // clang-format off
 constexpr TicketRow<Text> kTexts[] = { //  stock  futures/options
-    {&Ticket::brokerId,                        1,  1},
-    {&Ticket::account,                         2,  2},
-    {&Ticket::symbol,                         17,  3},
-    {&Ticket::symbolA,                         0, 27},
-    {&Ticket::symbolB,                         0, 28},
-    {&Ticket::price,                           6,  4},
-    {&Ticket::stopPrice,                       8,  7},
-    {&Ticket::touchPrice,                     26, 13},
-    {&Ticket::chasePrice,                     29, 21},
-    {&Ticket::extCommands,                    12, 22},
-    {&Ticket::group,                          21, 20},
-    {&Ticket::userKey1,                       14, 24},
-    {&Ticket::userKey2,                       15, 25},
-    {&Ticket::source,                         16, 26},
-    {&Ticket::strategy,                        0, 23},
+    {&Ticket::brokerId,        stock_order_id::kBrokerId,         fut_opt_order_id::kBrokerId},
+    {&Ticket::account,         stock_order_id::kAccount,          fut_opt_order_id::kAccount},
+    {&Ticket::symbol,          stock_order_id::kSymbol,           fut_opt_order_id::kSymbol},
+    {&Ticket::symbolA,         kNone,                             fut_opt_order_id::kSymbolA},
+    {&Ticket::symbolB,         kNone,                             fut_opt_order_id::kSymbolB},
+    {&Ticket::price,           stock_order_id::kPrice,            fut_opt_order_id::kPrice},
+    {&Ticket::stopPrice,       stock_order_id::kStopPrice,        fut_opt_order_id::kStopPrice},
+    {&Ticket::touchPrice,      stock_order_id::kTouchPrice,       fut_opt_order_id::kTouchPrice},
+    {&Ticket::chasePrice,      stock_order_id::kChasePrice,       fut_opt_order_id::kChasePrice},
+    {&Ticket::extCommands,     stock_order_id::kExtCommands,      fut_opt_order_id::kExtCommands},
+    {&Ticket::group,           stock_order_id::kGroupId,          fut_opt_order_id::kGroupId},
+    {&Ticket::userKey1,        stock_order_id::kUserKey1,         fut_opt_order_id::kUserKey1},
+    {&Ticket::userKey2,        stock_order_id::kUserKey2,         fut_opt_order_id::kUserKey2},
+    {&Ticket::source,          stock_order_id::kSource,           fut_opt_order_id::kSource},
+    {&Ticket::strategy,        kNone,                             fut_opt_order_id::kStrategy},
 };
 constexpr TicketRow<std::int32_t> kInts[] = {
-    {&Ticket::side,                            7,  5},
-    {&Ticket::side1,                           0, 38},
-    {&Ticket::side2,                           0,  6},
-    {&Ticket::orderType,                      10,  9},
-    {&Ticket::timeInForce,                     9,  8},
-    {&Ticket::quantity,                       11, 16},
-    {&Ticket::touchField,                     27, 14},
-    {&Ticket::touchCondition,                 28, 15},
-    {&Ticket::trailingField,                  23, 10},
-    {&Ticket::trailingType,                   24, 11},
-    {&Ticket::tradeType,                      18,  0},
-    {&Ticket::exCode,                         19,  0},
-    {&Ticket::positionEffect,                  0, 17},
-    {&Ticket::dayTrade,                        0, 50},
-    {&Ticket::slicedType,                      0, 44},
-    {&Ticket::discloseQty,                     0, 40},
+    {&Ticket::side,            stock_order_id::kSide,             fut_opt_order_id::kSide},
+    {&Ticket::side1,           kNone,                             fut_opt_order_id::kSide1},
+    {&Ticket::side2,           kNone,                             fut_opt_order_id::kSide2},
+    {&Ticket::orderType,       stock_order_id::kOrderType,        fut_opt_order_id::kOrderType},
+    {&Ticket::timeInForce,     stock_order_id::kTimeInForce,      fut_opt_order_id::kTimeInForce},
+    {&Ticket::quantity,        stock_order_id::kOrderQty,         fut_opt_order_id::kOrderQty},
+    {&Ticket::touchField,      stock_order_id::kTouchField,       fut_opt_order_id::kTouchField},
+    {&Ticket::touchCondition,  stock_order_id::kTouchCondition,   fut_opt_order_id::kTouchCondition},
+    {&Ticket::trailingField,   stock_order_id::kTrailingField,    fut_opt_order_id::kTrailingField},
+    {&Ticket::trailingType,    stock_order_id::kTrailingType,     fut_opt_order_id::kTrailingType},
+    {&Ticket::tradeType,       stock_order_id::kTradeType,        kNone},
+    {&Ticket::exCode,          stock_order_id::kExCode,           kNone},
+    {&Ticket::positionEffect,  kNone,                             fut_opt_order_id::kPositionEffect},
+    {&Ticket::dayTrade,        kNone,                             fut_opt_order_id::kDayTrade},
+    {&Ticket::slicedType,      kNone,                             fut_opt_order_id::kSlicedType},
+    {&Ticket::discloseQty,     kNone,                             fut_opt_order_id::kDiscloseQty},
 };
 constexpr TicketRow<std::int64_t> kInt64s[] = {
-    {&Ticket::trailingAmount,                 25, 12},
+    {&Ticket::trailingAmount,  stock_order_id::kTrailingAmount,   fut_opt_order_id::kTrailingAmount},
 };
 // Of futures and options alone: whatever is not 0 there changes the way in which an order is sliced
 // or tried again.
-constexpr std::int32_t kMore[] = {41, 42, 43, 45, 46, 47, 48, 51, 52};
+constexpr std::int32_t kMore[] = {
+    fut_opt_order_id::kVariance,
+    fut_opt_order_id::kInterval,
+    fut_opt_order_id::kLeftoverAction,
+    fut_opt_order_id::kThreshold,
+    fut_opt_order_id::kConsecutive,
+    fut_opt_order_id::kNumberOfRetries,
+    fut_opt_order_id::kRetryInterval,
+    fut_opt_order_id::kSlicedPriceField,
+    fut_opt_order_id::kSlicedTicks,
+};
 // clang-format on
 
 template <typename T> std::int32_t IdOf(const TicketRow<T>& row, std::int32_t kind) {
@@ -98,11 +108,11 @@ Ticket ReadTicket(std::int32_t kind, const PaperParameters& parameters) {
 }
 
 Replacement ReadReplacement(const PaperParameters& parameters) {
-    const PaperValue* quantity = parameters.Value(kReplaceQty);
-    return {.reportId = AsText(parameters.Value(kReplaceReportId)),
+    const PaperValue* quantity = parameters.Value(replace_id::kOrderQty);
+    return {.reportId = AsText(parameters.Value(replace_id::kReportId)),
             .quantity = quantity == nullptr ? 0 : AsInt(quantity),
-            .priceE10 = GivenPrice(parameters.Value(kReplacePrice)),
-            .stopE10 = GivenPrice(parameters.Value(kReplaceStop))};
+            .priceE10 = GivenPrice(parameters.Value(replace_id::kPrice)),
+            .stopE10 = GivenPrice(parameters.Value(replace_id::kStopPrice))};
 }
 
 } // namespace halvane::paper

@@ -6,6 +6,7 @@
 #include "paper/base/PaperItem.h"
 #include "paper/base/Units.h"
 #include "paper/orders/Book.h"
+#include "tradeapi/PropertyIds.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -33,21 +34,22 @@ const wchar_t* SecurityType(InstrumentKind kind) {
 }
 
 void PutInstrument(PaperItem& item, const Instrument& instrument) {
-    item.Put(12, SecurityType(instrument.kind));
-    item.Put(13, instrument.symbol);
-    item.Put(14, instrument.symbol);
-    item.Put(16, instrument.exchange);
-    item.Put(17, instrument.security);
-    item.Put(19, instrument.month);
-    item.Put(21, instrument.callPut);
-    for (const std::int32_t id : {15, 18, 20, 22})
+    item.Put(position_id::kSecurityType, SecurityType(instrument.kind));
+    item.Put(position_id::kSymbol, instrument.symbol);
+    item.Put(position_id::kSymbolA, instrument.symbol);
+    item.Put(position_id::kExchange, instrument.exchange);
+    item.Put(position_id::kSecurity, instrument.security);
+    item.Put(position_id::kMonth, instrument.month);
+    item.Put(position_id::kCallPut, instrument.callPut);
+    for (const std::int32_t id : {position_id::kSymbolB, position_id::kSecurity2,
+                                  position_id::kMonth2, position_id::kCallPut2})
         item.Put(id, Text()); // a second leg's
     const bool option = instrument.kind == InstrumentKind::Option;
-    item.Put(23, option ? instrument.strikeE10 : kNoInt64);
-    item.Put(24, kNoInt64);
-    item.Put(31, kNoInt64); // SettlementPrice: none before the day ends
-    item.Put(75, instrument.marginPpm * kE4);
-    item.Put(76, std::int64_t{0});
+    item.Put(position_id::kStrikePrice, option ? instrument.strikeE10 : kNoInt64);
+    item.Put(position_id::kStrikePrice2, kNoInt64);
+    item.Put(position_id::kSettlementPrice, kNoInt64); // SettlementPrice: none before the day ends
+    item.Put(position_id::kMarginRateByMoney, instrument.marginPpm * kE4);
+    item.Put(position_id::kMarginRateByVolume, std::int64_t{0});
 }
 
 void PutQuantities(PaperItem& item, const Position& position) {
@@ -59,25 +61,39 @@ void PutQuantities(PaperItem& item, const Position& position) {
     const std::int64_t opened = position.net - day.carried;
     // clang-format off
     const Row rows[] = {
-        {28, std::abs(position.net)},                    // Quantity
-        {60, longQty}, {61, shortQty},                   // Sum...
-        {62, longPart(opened)}, {63, shortPart(opened)}, // Today...
-        {64, longPart(day.carried)}, {65, shortPart(day.carried)}, // Yd...
-        {68, position.workingBuy}, {69, position.workingSell},
-        {77, position.bought}, {78, position.sold}, {79, position.bought + position.sold},
-        {37, position.LongFrozen()}, {38, position.ShortFrozen()},
-        {81, position.Available(kBuy)}, {82, position.Available(kSell)},
-        {41, position.opened}, {42, position.closed},
-        {56, position.combined},                         // CombPosition
-        {53, 0}, {55, 0}, {57, 0}, {58, 0}, {59, 0}, {80, 0}, // no exercise
+        {position_id::kQuantity,        std::abs(position.net)},
+        {position_id::kSumLongQty,      longQty},
+        {position_id::kSumShortQty,     shortQty},
+        {position_id::kTodayLongQty,    longPart(opened)},
+        {position_id::kTodayShortQty,   shortPart(opened)},
+        {position_id::kYdLongQty,       longPart(day.carried)},
+        {position_id::kYdShortQty,      shortPart(day.carried)},
+        {position_id::kWorkingLong,     position.workingBuy},
+        {position_id::kWorkingShort,    position.workingSell},
+        {position_id::kTdBuyQty,        position.bought},
+        {position_id::kTdSellQty,       position.sold},
+        {position_id::kTdTotalQty,      position.bought + position.sold},
+        {position_id::kLongFrozen,      position.LongFrozen()},
+        {position_id::kShortFrozen,     position.ShortFrozen()},
+        {position_id::kLongAvailable,   position.Available(kBuy)},
+        {position_id::kShortAvailable,  position.Available(kSell)},
+        {position_id::kOpenVolume,      position.opened},
+        {position_id::kCloseVolume,     position.closed},
+        {position_id::kCombPosition,    position.combined},
+        {position_id::kStrikeFrozen,    0}, // nothing is exercised before it expires, here and below
+        {position_id::kAbandonFrozen,   0},
+        {position_id::kCombLongFrozen,  0},
+        {position_id::kCombShortFrozen, 0},
+        {position_id::kCovered,         0},
+        {position_id::kLockExecFrozen,  0},
     };
     // clang-format on
     for (const auto& [id, value] : rows)
         item.Put(id, Narrow(value));
     const std::int32_t side = position.net > 0 ? kBuy : position.net < 0 ? kSell : kNoInt;
-    item.Put(25, side);
-    item.Put(26, side);
-    item.Put(27, kNoInt);
+    item.Put(position_id::kSide, side);
+    item.Put(position_id::kSide1, side);
+    item.Put(position_id::kSide2, kNoInt);
     item.PutNamed(L"YdOrgNetQty", Narrow(day.carriedAtStart));
     item.PutNamed(L"YdOrgLongQty", Narrow(longPart(day.carriedAtStart)));
     item.PutNamed(L"YdOrgShortQty", Narrow(shortPart(day.carriedAtStart)));
@@ -89,11 +105,12 @@ void PutPrices(PaperItem& item, const Position& position) {
     const std::int64_t average = position.AveragePriceE10();
     const std::int64_t longAverage = position.net > 0 ? average : kNoInt64;
     const std::int64_t shortAverage = position.net < 0 ? average : kNoInt64;
-    item.Put(32, position.book->PreviousCloseE10()); // PrevSettlementPrice
-    item.Put(29, average);
-    item.Put(71, average);
-    item.Put(66, longAverage);
-    item.Put(67, shortAverage);
+    item.Put(position_id::kPrevSettlementPrice,
+             position.book->PreviousCloseE10()); // PrevSettlementPrice
+    item.Put(position_id::kAvgPrice, average);
+    item.Put(position_id::kOpenPrice, average);
+    item.Put(position_id::kLongAvgPrice, longAverage);
+    item.Put(position_id::kShortAvgPrice, shortAverage);
     const NamedRow rows[] = {
         {L"LongOpenPrice", longAverage},
         {L"ShortOpenPrice", shortAverage},
@@ -116,17 +133,25 @@ void PutAmounts(PaperItem& item, const Position& position) {
     };
     // clang-format off
     const Row rows[] = {
-        {30, open},                                        // UnrealizedPL
-        {73, position.OpenProfitByDateE6()}, {74, open},   // PositionProfit...
-        {35, position.realisedE6},                         // CloseProfit
-        {47, position.day.realisedE6}, {48, position.realisedE6}, // ByDate, ByTrade
-        {45, std::abs(position.costE6)}, {46, std::abs(position.day.costE6)}, // ...Cost
-        {43, position.openedE6}, {44, position.closedE6},  // ...Amount
-        {39, frozenAmount(position.LongFrozen())}, {40, frozenAmount(position.ShortFrozen())},
-        {33, position.MarginE6()}, {34, position.frozen.marginE6},
-        {49, position.day.marginAtStartE6},
-        {50, position.frozen.cashE6}, {51, 0},
-        {52, position.commissionE6}, {54, 0},
+        {position_id::kUnrealizedPl,          open},
+        {position_id::kPositionProfitByDate,  position.OpenProfitByDateE6()},
+        {position_id::kPositionProfitByTrade, open},
+        {position_id::kCloseProfit,           position.realisedE6},
+        {position_id::kCloseProfitByDate,     position.day.realisedE6},
+        {position_id::kCloseProfitByTrade,    position.realisedE6},
+        {position_id::kOpenCost,              std::abs(position.costE6)},
+        {position_id::kPositionCost,          std::abs(position.day.costE6)},
+        {position_id::kOpenAmount,            position.openedE6},
+        {position_id::kCloseAmount,           position.closedE6},
+        {position_id::kLongFrozenAmount,      frozenAmount(position.LongFrozen())},
+        {position_id::kShortFrozenAmount,     frozenAmount(position.ShortFrozen())},
+        {position_id::kUsedMargin,            position.MarginE6()},
+        {position_id::kFrozenMargin,          position.frozen.marginE6},
+        {position_id::kPreMargin,             position.day.marginAtStartE6},
+        {position_id::kFrozenCash,            position.frozen.cashE6},
+        {position_id::kCashIn,                0},
+        {position_id::kCommission,            position.commissionE6},
+        {position_id::kStrikeFrozenAmount,    0},
     };
     // clang-format on
     for (const auto& [id, value] : rows)
@@ -161,9 +186,9 @@ void PutNamedAmounts(PaperItem& item, const Position& position) {
 void PutPosition(PaperItem& item, const Account& account, const Position& position,
                  const Text& currency) {
     PutOwner(item, account.Setup());
-    item.Put(10, position.stamp.date);
-    item.Put(11, position.stamp.time);
-    item.Put(36, currency);
+    item.Put(position_id::kTransactDate, position.stamp.date);
+    item.Put(position_id::kTransactTime, position.stamp.time);
+    item.Put(position_id::kCurrencyToSystem, currency);
     PutInstrument(item, position.book->TheInstrument());
     PutQuantities(item, position);
     PutPrices(item, position);

@@ -6,6 +6,7 @@
 #include "paper/base/NamedValues.h"
 #include "paper/base/PaperItem.h"
 #include "paper/orders/Book.h"
+#include "tradeapi/PropertyIds.h"
 
 namespace halvane::paper {
 namespace {
@@ -48,23 +49,23 @@ Text ExecTypeText(const OrderState& state) {
 Text GivenNumber(std::int64_t value) { return value == 0 ? Text() : DecimalText(value); }
 
 void PutTicket(PaperItem& item, const Ticket& ticket) {
-    item.Put(6, ticket.account);
-    item.Put(7, ticket.brokerId);
-    item.Put(43, ticket.symbol);
-    item.Put(17, ticket.side);
-    item.Put(23, ticket.orderType);
-    item.Put(24, ticket.tradeType);
-    item.Put(48, ticket.exCode);
-    item.Put(25, ticket.positionEffect);
-    item.Put(59, ticket.dayTrade);
-    item.Put(26, ticket.timeInForce);
-    item.Put(49, GivenNumber(ticket.trailingAmount));
-    item.Put(50, GivenNumber(ticket.touchCondition));
-    item.Put(51, ticket.group);
-    item.Put(27, ticket.strategy);
-    item.Put(28, ticket.userKey1);
-    item.Put(29, ticket.userKey2);
-    item.Put(60, ticket.source);
+    item.Put(report_id::kAccount, ticket.account);
+    item.Put(report_id::kBrokerId, ticket.brokerId);
+    item.Put(report_id::kSymbol, ticket.symbol);
+    item.Put(report_id::kSide, ticket.side);
+    item.Put(report_id::kOrderType, ticket.orderType);
+    item.Put(report_id::kTradeType, ticket.tradeType);
+    item.Put(report_id::kExCode, ticket.exCode);
+    item.Put(report_id::kPositionEffect, ticket.positionEffect);
+    item.Put(report_id::kDayTrade, ticket.dayTrade);
+    item.Put(report_id::kTimeInForce, ticket.timeInForce);
+    item.Put(report_id::kTrailingAmount, GivenNumber(ticket.trailingAmount));
+    item.Put(report_id::kTouchCondition, GivenNumber(ticket.touchCondition));
+    item.Put(report_id::kGroup, ticket.group);
+    item.Put(report_id::kStrategy, ticket.strategy);
+    item.Put(report_id::kUserKey1, ticket.userKey1);
+    item.Put(report_id::kUserKey2, ticket.userKey2);
+    item.Put(report_id::kOrgSource, ticket.source);
     for (const TextView name : {L"HedgeFlag", L"SetPRIADJ", L"DelayTransPosition"}) {
         item.PutNamed(name, Text(NamedValue(ticket.extCommands, L';', name)));
     }
@@ -81,51 +82,51 @@ std::vector<Text> FillIds(const Order& order, std::size_t count) {
 
 void PutReport(PaperItem& item, const Order& order, const OrderState& state) {
     PutTicket(item, order.ticket);
-    item.Put(5, order.reportId);
-    item.Put(42, order.orderId);
-    item.Put(19, order.ticket.quantity);
-    item.Put(20, state.quantity);
-    item.Put(21, state.priceE10);
-    item.Put(22, state.stopE10);
-    item.Put(31, state.filled);
-    item.Put(32, state.leaves);
-    item.Put(33, state.execType);
-    item.Put(57, state.errorCode);
-    item.Put(56, state.triggeredE10);
-    item.Put(34, state.stamp.date);
-    item.Put(35, state.stamp.time);
-    item.Put(36, state.AveragePriceE10());
-    item.Put(37, ExecTypeText(state));
-    item.Put(39, static_cast<std::int32_t>(state.fillCount));
-    item.Put(52,
+    item.Put(report_id::kReportId, order.reportId);
+    item.Put(report_id::kOrderId, order.orderId);
+    item.Put(report_id::kOriginalQty, order.ticket.quantity);
+    item.Put(report_id::kOrderQty, state.quantity);
+    item.Put(report_id::kPrice, state.priceE10);
+    item.Put(report_id::kStopPrice, state.stopE10);
+    item.Put(report_id::kCumQty, state.filled);
+    item.Put(report_id::kLeavesQty, state.leaves);
+    item.Put(report_id::kExecType, state.execType);
+    item.Put(report_id::kErrorCode, state.errorCode);
+    item.Put(report_id::kTriggeredPrice, state.triggeredE10);
+    item.Put(report_id::kTransactDate, state.stamp.date);
+    item.Put(report_id::kTransactTime, state.stamp.time);
+    item.Put(report_id::kAvgPrice, state.AveragePriceE10());
+    item.Put(report_id::kExecTypeText, ExecTypeText(state));
+    item.Put(report_id::kFilledOrdersCount, static_cast<std::int32_t>(state.fillCount));
+    item.Put(report_id::kIsRestoreData,
              0); // nothing outlives the process, so no report comes out of a store
-    item.Put(58, order.tradeDate);
-    item.Put(61, state.history);
+    item.Put(report_id::kTradeDate, order.tradeDate);
+    item.Put(report_id::kExecHistory, state.history);
     item.PutNamed(L"SlicedType", GivenNumber(order.ticket.slicedType));
     item.PutNamed(L"SliceID", GivenNumber(order.slice));
-    item.PutIndexed(3, FillIds(order, state.fillCount));
+    item.PutIndexed(report_id::kFillEntry, FillIds(order, state.fillCount));
 }
 
 void PutFill(PaperItem& item, const Fill& fill) {
     const Ticket& ticket = fill.order.ticket;
-    item.Put(6, fill.fillId);
-    item.Put(2, ticket.account);
-    item.Put(4, ticket.brokerId);
-    item.Put(28, fill.book.TheInstrument().symbol);
-    item.Put(18, fill.side);
-    item.Put(13, fill.order.orderId);
-    item.Put(15, fill.priceE10);
-    item.Put(16, fill.quantity);
-    item.Put(17, ticket.positionEffect);
-    item.Put(20, fill.stamp.date);
-    item.Put(21, fill.stamp.time);
-    item.Put(23, ticket.userKey1);
-    item.Put(24, ticket.userKey2);
+    item.Put(fill_id::kReportId, fill.fillId);
+    item.Put(fill_id::kAccount, ticket.account);
+    item.Put(fill_id::kBrokerId, ticket.brokerId);
+    item.Put(fill_id::kSymbol, fill.book.TheInstrument().symbol);
+    item.Put(fill_id::kSide, fill.side);
+    item.Put(fill_id::kOrderId, fill.order.orderId);
+    item.Put(fill_id::kMatchedPrice, fill.priceE10);
+    item.Put(fill_id::kMatchedQty, fill.quantity);
+    item.Put(fill_id::kPositionEffect, ticket.positionEffect);
+    item.Put(fill_id::kTransactDate, fill.stamp.date);
+    item.Put(fill_id::kTransactTime, fill.stamp.time);
+    item.Put(fill_id::kUserKey1, ticket.userKey1);
+    item.Put(fill_id::kUserKey2, ticket.userKey2);
 }
 
 void PutReportList(PaperItem& item, std::vector<Text> reportIds) {
-    item.Put(2, static_cast<std::int32_t>(reportIds.size()));
-    item.PutIndexed(4, std::move(reportIds));
+    item.Put(list_id::kCount, static_cast<std::int32_t>(reportIds.size()));
+    item.PutIndexed(list_id::kEntry, std::move(reportIds));
 }
 
 } // namespace halvane::paper

@@ -7,6 +7,7 @@
 #include "paper/exchange/Exchange.h"
 #include "paper/rows/Parameters.h"
 #include "tests/JumpingClock.h"
+#include "tradeapi/PropertyIds.h"
 
 #include <gtest/gtest.h>
 
@@ -38,27 +39,38 @@ inline std::int32_t KindOf(const Wish& wish) {
 
 inline void PutWish(OrderParameters& parameters, const Wish& wish) {
     const bool stock = IsStock(wish.symbol);
+    const auto id = [&](std::int32_t stockId, std::int32_t futOptId) {
+        return stock ? stockId : futOptId;
+    };
     const auto text = [](std::int64_t price) {
         return price == kNoInt64 ? Text(L"0") : DecimalText(price);
     };
-    parameters.PutText(1, L"PAPER");
-    parameters.PutText(2, wish.account);
-    parameters.PutText(stock ? 17 : 3, wish.symbol);
-    parameters.PutText(stock ? 6 : 4, text(wish.priceE10));
-    parameters.PutText(stock ? 8 : 7, text(wish.stopE10));
-    parameters.PutInt(stock ? 7 : 5, wish.side);
-    parameters.PutInt(stock ? 10 : 9, wish.orderType);
-    parameters.PutInt(stock ? 9 : 8, wish.timeInForce);
-    parameters.PutInt(stock ? 11 : 16, wish.quantity);
-    parameters.PutText(stock ? 26 : 13, text(wish.touchE10));
-    parameters.PutInt(stock ? 27 : 14, wish.touchField);
-    parameters.PutInt(stock ? 28 : 15, wish.touchCondition);
-    parameters.PutInt64(stock ? 25 : 12, wish.trailing);
-    parameters.PutInt(stock ? 23 : 10, wish.trailingField);
-    parameters.PutInt(stock ? 24 : 11, wish.trailingType);
+    parameters.PutText(fut_opt_order_id::kBrokerId, L"PAPER");
+    parameters.PutText(fut_opt_order_id::kAccount, wish.account);
+    parameters.PutText(id(stock_order_id::kSymbol, fut_opt_order_id::kSymbol), wish.symbol);
+    parameters.PutText(id(stock_order_id::kPrice, fut_opt_order_id::kPrice), text(wish.priceE10));
+    parameters.PutText(id(stock_order_id::kStopPrice, fut_opt_order_id::kStopPrice),
+                       text(wish.stopE10));
+    parameters.PutInt(id(stock_order_id::kSide, fut_opt_order_id::kSide), wish.side);
+    parameters.PutInt(id(stock_order_id::kOrderType, fut_opt_order_id::kOrderType), wish.orderType);
+    parameters.PutInt(id(stock_order_id::kTimeInForce, fut_opt_order_id::kTimeInForce),
+                      wish.timeInForce);
+    parameters.PutInt(id(stock_order_id::kOrderQty, fut_opt_order_id::kOrderQty), wish.quantity);
+    parameters.PutText(id(stock_order_id::kTouchPrice, fut_opt_order_id::kTouchPrice),
+                       text(wish.touchE10));
+    parameters.PutInt(id(stock_order_id::kTouchField, fut_opt_order_id::kTouchField),
+                      wish.touchField);
+    parameters.PutInt(id(stock_order_id::kTouchCondition, fut_opt_order_id::kTouchCondition),
+                      wish.touchCondition);
+    parameters.PutInt64(id(stock_order_id::kTrailingAmount, fut_opt_order_id::kTrailingAmount),
+                        wish.trailing);
+    parameters.PutInt(id(stock_order_id::kTrailingField, fut_opt_order_id::kTrailingField),
+                      wish.trailingField);
+    parameters.PutInt(id(stock_order_id::kTrailingType, fut_opt_order_id::kTrailingType),
+                      wish.trailingType);
     if (wish.shown != 0) {
-        parameters.PutInt(44, kIceberg);
-        parameters.PutInt(40, wish.shown);
+        parameters.PutInt(fut_opt_order_id::kSlicedType, kIceberg);
+        parameters.PutInt(fut_opt_order_id::kDiscloseQty, wish.shown);
     }
 }
 

@@ -134,10 +134,11 @@ TEST_F(CombinationTest, RowsShowWhatWasDone) {
     EXPECT_EQ(row.GetNamed(L"OptCombID"), L"mine");
     EXPECT_EQ(row.GetNamed(L"CombLongPosition"), L"2");
     EXPECT_EQ(row.GetNamed(L"CombShortPosition"), L"2");
-    EXPECT_EQ(row.GetInt64(33), AmountE10(account.Held()[1]->MarginE6() * 2 / 5));
-    EXPECT_EQ(leg.GetInt(28), 5);
-    EXPECT_EQ(leg.GetInt(56), 2);
-    EXPECT_EQ(leg.GetInt(81), 3);
+    EXPECT_EQ(row.GetInt64(position_id::kUsedMargin),
+              AmountE10(account.Held()[1]->MarginE6() * 2 / 5));
+    EXPECT_EQ(leg.GetInt(position_id::kQuantity), 5);
+    EXPECT_EQ(leg.GetInt(position_id::kCombPosition), 2);
+    EXPECT_EQ(leg.GetInt(position_id::kLongAvailable), 3);
 }
 
 TEST_F(CombinationTest, WhatIsCombinedCannotBeClosed) {
@@ -155,8 +156,8 @@ TEST_F(CombinationTest, WhatIsCombinedCannotBeClosed) {
     const Text working = lastReport_.order->reportId;
     EXPECT_EQ(send(kCall, kSell, 1), kPositionCombined); // with the one that works already
     PaperParameters replacement;
-    replacement.PutText(1, working);
-    replacement.PutInt(3, 3);
+    replacement.PutText(replace_id::kReportId, working);
+    replacement.PutInt(replace_id::kOrderQty, 3);
     EXPECT_EQ(exchange_.ReplaceOrder(ReadReplacement(replacement)), kPositionCombined);
     EXPECT_EQ(Act(kLegs + L"VOLUME=1&ACTIONTYPE=1&SIDEA=1&SIDEB=2").execType, kRejected);
     exchange_.CancelOrder(working);

@@ -65,7 +65,7 @@ TEST_F(DayTest, WorkingOrdersEndWithTheirDay) {
     EXPECT_EQ(lastReport_.state.history, L"0;12");
     PaperItem report(ItemClass::ExecutionReport);
     PutReport(report, *lastReport_.order, lastReport_.state);
-    EXPECT_EQ(report.GetText(37), L"Expired");
+    EXPECT_EQ(report.GetText(report_id::kExecTypeText), L"Expired");
     EXPECT_EQ(exchange_.CancelOrder(resting), kNotWorking);
     EXPECT_EQ(exchange_.CancelOrder(waiting), kNotWorking);
     EXPECT_EQ(TheAccount().Reckon().frozen.Total(), 0);
@@ -80,11 +80,11 @@ TEST_F(DayTest, TodayBecomesYesterday) {
     Fill(kSell, 5);
     const std::int64_t firstProfit = Figure(kFuture, L"TdPnL");
     NextDay();
-    EXPECT_EQ(Money().GetInt64(12), TheAccount().CashE6());
-    EXPECT_EQ(Money().GetInt64(13), 0);
+    EXPECT_EQ(Money().GetInt64(margin_id::kBeginningBalance), TheAccount().CashE6());
+    EXPECT_EQ(Money().GetInt64(margin_id::kCommissions), 0);
     PaperItem row = Row();
-    const std::int64_t settled = row.GetInt64(32);
-    EXPECT_EQ(Money().GetInt64(43), settled / kE4 * 50 * 5 * 6 / 100);
+    const std::int64_t settled = row.GetInt64(position_id::kPrevSettlementPrice);
+    EXPECT_EQ(Money().GetInt64(margin_id::kPreMargin), settled / kE4 * 50 * 5 * 6 / 100);
     const std::pair<std::int32_t, std::int32_t> kMorning[] = {
         {28, 5}, {61, 5}, {63, 0}, {65, 5}, {78, 0}, {79, 0}, {41, 0},
     };
@@ -117,7 +117,9 @@ TEST_F(DayTest, TodayBecomesYesterday) {
     const std::int64_t bought = ToInt64(row.GetNamed(L"TdBuyAvgPrice"));
     const std::int64_t today = 50 * (5 * settled + 1000 * kE10 - 2 * bought - 4 * last);
     EXPECT_EQ(ToInt64(row.GetNamed(L"TodayProfit")), today);
-    EXPECT_EQ(ToInt64(row.GetNamed(L"FloatProfitByDate")) + row.GetInt64(47), today);
+    EXPECT_EQ(ToInt64(row.GetNamed(L"FloatProfitByDate")) +
+                  row.GetInt64(position_id::kCloseProfitByDate),
+              today);
     EXPECT_EQ(ToInt64(row.GetNamed(L"PNL")), firstProfit + today);
     EXPECT_EQ(Figure(kFuture, L"TdPnL"), today);
 }

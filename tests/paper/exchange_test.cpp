@@ -65,49 +65,51 @@ TEST_F(ExchangeTest, RejectionsSayWhy) {
 }
 
 TEST_F(ExchangeTest, UnfitOrdersAreRefusedAtTheDoor) {
+    namespace id = stock_order_id;
     using Put = std::function<void(PaperParameters&)>;
     const struct {
         std::int32_t result;
         Put put;
     } kCases[] = {
-        {kUnknownSymbol, [](auto& p) { p.PutText(17, L"OV.S.PAPX.ALF"); }},
-        {kUnknownSymbol, [](auto& p) { p.PutText(17, L""); }},
-        {kUnfitSpread, [](auto& p) { p.PutText(17, L"OV.F.PAPF.A^OV.F.PAPF.B"); }},
-        {kUnknownAccount, [](auto& p) { p.PutText(2, L"1"); }},
-        {kUnknownAccount, [](auto& p) { p.PutText(1, L""); }},
-        {kWrongOrderKind, [](auto& p) { p.PutText(17, kFuture); }},
-        {kBadSide, [](auto& p) { p.PutInt(7, 0); }},
-        {kBadSide, [](auto& p) { p.PutInt(7, 3); }},
-        {kBadOrderType, [](auto& p) { p.PutInt(10, 0); }},
-        {kBadOrderType, [](auto& p) { p.PutInt(10, 5); }},
-        {kBadTimeInForce, [](auto& p) { p.PutInt(9, 4); }},
-        {kBadTimeInForce, [](auto& p) { p.PutInt(9, -1); }},
-        {kBadQuantity, [](auto& p) { p.PutInt(11, 0); }},
-        {kBadQuantity, [](auto& p) { p.PutInt(11, -1); }},
-        {kBadQuantity, [](auto& p) { p.PutInt(11, INT32_MAX); }},
-        {kBadPrice, [](auto& p) { p.PutText(6, L""); }},
-        {kBadPrice, [](auto& p) { p.PutText(6, L"0"); }},
-        {kBadPrice, [](auto& p) { p.PutText(6, L"-1000000000000"); }},
-        {kBadPrice, [](auto& p) { p.PutText(6, L"M+50000000000"); }},
-        {kBadPrice, [](auto& p) { p.PutText(6, L"1000000000000.5"); }},
-        {kBadPrice, [](auto& p) { p.PutText(6, L"99999999999999999999"); }},
-        {kOffTick, [](auto& p) { p.PutText(6, L"1000000000001"); }},
-        {kBadStopPrice, [](auto& p) { p.PutInt(10, kStop), p.PutText(8, L""); }},
-        {kOffTick, [](auto& p) { p.PutInt(10, kStop), p.PutText(8, L"5"); }},
-        {kFeatureUnsupported, [](auto& p) { p.PutText(29, L"1000000000000|1|2"); }},
-        {kBadTouch, [](auto& p) { p.PutText(26, L"B+10000000000"); }},
-        {kOffTick, [](auto& p) { p.PutText(26, L"5"); }},
-        {kBadTouch, [](auto& p) { p.PutText(26, L"1000000000000"), p.PutInt(27, 4); }},
-        {kBadTouch, [](auto& p) { p.PutText(26, L"1000000000000"), p.PutInt(28, 3); }},
-        {kBadTouch, [](auto& p) { p.PutText(26, L"1000000000000"), p.PutInt(10, kStop); }},
-        {kBadTouch, [](auto& p) { p.PutText(26, L"1000000000000"), p.PutInt64(25, kE10); }},
-        {kBadTrailing, [](auto& p) { p.PutInt64(25, 10'000'000'000); }}, // a limit order
-        {kBadTrailing, [](auto& p) { p.PutInt64(25, -1), p.PutInt(10, kStop); }},
-        {kBadTrailing, [](auto& p) { p.PutInt64(25, INT64_MAX), p.PutInt(10, kStop); }},
-        {kBadTrailing, [](auto& p) { p.PutInt64(25, 1), p.PutInt(10, kStop), p.PutInt(24, 3); }},
-        {kBadTrailing, [](auto& p) { p.PutInt64(25, 1), p.PutInt(10, kStop), p.PutInt(23, -1); }},
-        {kOffTick, [](auto& p) { p.PutInt64(25, 1), p.PutInt(10, kStop); }},
-    };
+        // clang-format off
+        {kUnknownSymbol, [](auto& p) { p.PutText(id::kSymbol, L"OV.S.PAPX.ALF"); }},
+        {kUnknownSymbol, [](auto& p) { p.PutText(id::kSymbol, L""); }},
+        {kUnfitSpread, [](auto& p) { p.PutText(id::kSymbol, L"OV.F.PAPF.A^OV.F.PAPF.B"); }},
+        {kUnknownAccount, [](auto& p) { p.PutText(id::kAccount, L"1"); }},
+        {kUnknownAccount, [](auto& p) { p.PutText(id::kBrokerId, L""); }},
+        {kWrongOrderKind, [](auto& p) { p.PutText(id::kSymbol, kFuture); }},
+        {kBadSide, [](auto& p) { p.PutInt(id::kSide, 0); }},
+        {kBadSide, [](auto& p) { p.PutInt(id::kSide, 3); }},
+        {kBadOrderType, [](auto& p) { p.PutInt(id::kOrderType, 0); }},
+        {kBadOrderType, [](auto& p) { p.PutInt(id::kOrderType, 5); }},
+        {kBadTimeInForce, [](auto& p) { p.PutInt(id::kTimeInForce, 4); }},
+        {kBadTimeInForce, [](auto& p) { p.PutInt(id::kTimeInForce, -1); }},
+        {kBadQuantity, [](auto& p) { p.PutInt(id::kOrderQty, 0); }},
+        {kBadQuantity, [](auto& p) { p.PutInt(id::kOrderQty, -1); }},
+        {kBadQuantity, [](auto& p) { p.PutInt(id::kOrderQty, INT32_MAX); }},
+        {kBadPrice, [](auto& p) { p.PutText(id::kPrice, L""); }},
+        {kBadPrice, [](auto& p) { p.PutText(id::kPrice, L"0"); }},
+        {kBadPrice, [](auto& p) { p.PutText(id::kPrice, L"-1000000000000"); }},
+        {kBadPrice, [](auto& p) { p.PutText(id::kPrice, L"M+50000000000"); }},
+        {kBadPrice, [](auto& p) { p.PutText(id::kPrice, L"1000000000000.5"); }},
+        {kBadPrice, [](auto& p) { p.PutText(id::kPrice, L"99999999999999999999"); }},
+        {kOffTick, [](auto& p) { p.PutText(id::kPrice, L"1000000000001"); }},
+        {kBadStopPrice, [](auto& p) { p.PutInt(id::kOrderType, kStop), p.PutText(id::kStopPrice, L""); }},
+        {kOffTick, [](auto& p) { p.PutInt(id::kOrderType, kStop), p.PutText(id::kStopPrice, L"5"); }},
+        {kFeatureUnsupported, [](auto& p) { p.PutText(id::kChasePrice, L"1000000000000|1|2"); }},
+        {kBadTouch, [](auto& p) { p.PutText(id::kTouchPrice, L"B+10000000000"); }},
+        {kOffTick, [](auto& p) { p.PutText(id::kTouchPrice, L"5"); }},
+        {kBadTouch, [](auto& p) { p.PutText(id::kTouchPrice, L"1000000000000"), p.PutInt(id::kTouchField, 4); }},
+        {kBadTouch, [](auto& p) { p.PutText(id::kTouchPrice, L"1000000000000"), p.PutInt(id::kTouchCondition, 3); }},
+        {kBadTouch, [](auto& p) { p.PutText(id::kTouchPrice, L"1000000000000"), p.PutInt(id::kOrderType, kStop); }},
+        {kBadTouch, [](auto& p) { p.PutText(id::kTouchPrice, L"1000000000000"), p.PutInt64(id::kTrailingAmount, kE10); }},
+        {kBadTrailing, [](auto& p) { p.PutInt64(id::kTrailingAmount, 10'000'000'000); }}, // a limit order
+        {kBadTrailing, [](auto& p) { p.PutInt64(id::kTrailingAmount, -1), p.PutInt(id::kOrderType, kStop); }},
+        {kBadTrailing, [](auto& p) { p.PutInt64(id::kTrailingAmount, INT64_MAX), p.PutInt(id::kOrderType, kStop); }},
+        {kBadTrailing, [](auto& p) { p.PutInt64(id::kTrailingAmount, 1), p.PutInt(id::kOrderType, kStop), p.PutInt(id::kTrailingType, 3); }},
+        {kBadTrailing, [](auto& p) { p.PutInt64(id::kTrailingAmount, 1), p.PutInt(id::kOrderType, kStop), p.PutInt(id::kTrailingField, -1); }},
+        {kOffTick, [](auto& p) { p.PutInt64(id::kTrailingAmount, 1), p.PutInt(id::kOrderType, kStop); }},
+    }; // clang-format on
     for (const auto& each : kCases) {
         PaperParameters parameters;
         PutWish(parameters, {kStock, kBuy, kLimit, kDay, 1, 100 * kE10});

@@ -75,8 +75,8 @@ TEST_F(RulesTest, WhileItIsClosedNothingTradesAndOrdersCanBeTakenBack) {
     GoTo(At(hours(11)));
     EXPECT_EQ(order.state.filled, filled);
     PaperParameters change;
-    change.PutText(1, order.reportId);
-    change.PutInt(3, 5);
+    change.PutText(replace_id::kReportId, order.reportId);
+    change.PutInt(replace_id::kOrderQty, 5);
     EXPECT_EQ(exchange_.ReplaceOrder(ReadReplacement(change)),
               order.IsWorking() ? kMarketClosed : kNotWorking);
     EXPECT_EQ(exchange_.CancelOrder(waiting.reportId), kAccepted);

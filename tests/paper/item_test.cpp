@@ -32,12 +32,12 @@ TEST(PaperItem, GivesValuesInEveryType) {
 TEST_F(ExchangeTest, ReportsAndFillsCarryWhatTheClientSent) {
     PaperParameters parameters;
     PutWish(parameters, {kFuture, kBuy, kLimit, kDay, 2, 1002 * kE10});
-    parameters.PutText(24, L"mine");
-    parameters.PutText(25, L"UK#2=A;UK#7=B");
-    parameters.PutText(26, L"Halvane");
-    parameters.PutText(23, L"swing");
-    parameters.PutText(22, L"HedgeFlag=3;DelayTransPosition=1");
-    parameters.PutInt(17, 1);
+    parameters.PutText(fut_opt_order_id::kUserKey1, L"mine");
+    parameters.PutText(fut_opt_order_id::kUserKey2, L"UK#2=A;UK#7=B");
+    parameters.PutText(fut_opt_order_id::kSource, L"Halvane");
+    parameters.PutText(fut_opt_order_id::kStrategy, L"swing");
+    parameters.PutText(fut_opt_order_id::kExtCommands, L"HedgeFlag=3;DelayTransPosition=1");
+    parameters.PutInt(fut_opt_order_id::kPositionEffect, 1);
     ASSERT_EQ(exchange_.NewOrder(ReadTicket(kFutOptOrder, parameters)), kAccepted);
     Trace();
     const Order& order = *lastReport_.order;
@@ -58,22 +58,22 @@ TEST_F(ExchangeTest, ReportsAndFillsCarryWhatTheClientSent) {
     };
     for (const auto& [id, value] : kInts)
         EXPECT_EQ(report.GetInt(id), value) << id;
-    EXPECT_EQ(report.GetInt64(21), 1002 * kE10);
-    EXPECT_EQ(report.GetInt64(22), kNoInt64);
-    EXPECT_EQ(report.GetInt64(56), kNoInt64);
-    EXPECT_EQ(report.GetInt64(36), ask);
+    EXPECT_EQ(report.GetInt64(report_id::kPrice), 1002 * kE10);
+    EXPECT_EQ(report.GetInt64(report_id::kStopPrice), kNoInt64);
+    EXPECT_EQ(report.GetInt64(report_id::kTriggeredPrice), kNoInt64);
+    EXPECT_EQ(report.GetInt64(report_id::kAvgPrice), ask);
     EXPECT_EQ(report.GetNamed(L"HedgeFlag"), L"3");
     EXPECT_EQ(report.GetNamed(L"SliceID"), L"");
-    EXPECT_EQ(report.GetIndexed(3, 0), order.fills.front()->fillId);
+    EXPECT_EQ(report.GetIndexed(report_id::kFillEntry, 0), order.fills.front()->fillId);
 
     PaperItem fill(ItemClass::Fill);
     PutFill(fill, *order.fills.front());
-    EXPECT_EQ(fill.GetText(6), order.fills.front()->fillId);
-    EXPECT_EQ(fill.GetText(13), report.GetText(42));
-    EXPECT_EQ(fill.GetText(24), L"UK#2=A;UK#7=B");
-    EXPECT_EQ(fill.GetInt64(15), ask);
-    EXPECT_EQ(fill.GetInt(16), 1);
-    EXPECT_EQ(fill.GetInt(20), report.GetInt(34));
+    EXPECT_EQ(fill.GetText(fill_id::kReportId), order.fills.front()->fillId);
+    EXPECT_EQ(fill.GetText(fill_id::kOrderId), report.GetText(report_id::kOrderId));
+    EXPECT_EQ(fill.GetText(fill_id::kUserKey2), L"UK#2=A;UK#7=B");
+    EXPECT_EQ(fill.GetInt64(fill_id::kMatchedPrice), ask);
+    EXPECT_EQ(fill.GetInt(fill_id::kMatchedQty), 1);
+    EXPECT_EQ(fill.GetInt(fill_id::kTransactDate), report.GetInt(report_id::kTransactDate));
 }
 
 // A hand-made example: three futures are sold at the bid of 1000, one is bought back at the ask.
@@ -91,33 +91,37 @@ TEST_F(ExchangeTest, PositionAndMarginRowsAgreeWithTheFills) {
 
     PaperItem row(ItemClass::Position);
     PutPosition(row, account, *account.Held()[0], L"XTS");
-    EXPECT_EQ(row.GetText(13), kFuture);
+    EXPECT_EQ(row.GetText(position_id::kSymbol), kFuture);
     const std::pair<std::int32_t, std::int32_t> kInts[] = {
         {25, kSell}, {28, 2}, {60, 0}, {61, 2}, {68, 5}, {69, 0}, {77, 1},
         {78, 3},     {79, 4}, {38, 2}, {82, 0}, {41, 3}, {42, 1},
     };
     for (const auto& [id, value] : kInts)
         EXPECT_EQ(row.GetInt(id), value) << id;
-    EXPECT_EQ(row.GetInt64(29), 1000 * kE10);
-    EXPECT_EQ(row.GetInt64(66), kNoInt64);
-    EXPECT_EQ(row.GetInt64(67), 1000 * kE10);
-    EXPECT_EQ(row.GetInt64(45), 1000 * kE10 * 50 * 2);
-    EXPECT_EQ(row.GetInt64(35), -lossPerLot);
-    EXPECT_EQ(row.GetInt64(30), -2 * lossPerLot);
-    EXPECT_EQ(row.GetInt64(52), 8 * kE10);
-    EXPECT_EQ(row.GetInt64(33), ask * 50 * 2 / 100 * 6);
-    EXPECT_EQ(row.GetInt64(34), 990 * kE10 * 50 * 3 / 100 * 6); // three of the five would open
+    EXPECT_EQ(row.GetInt64(position_id::kAvgPrice), 1000 * kE10);
+    EXPECT_EQ(row.GetInt64(position_id::kLongAvgPrice), kNoInt64);
+    EXPECT_EQ(row.GetInt64(position_id::kShortAvgPrice), 1000 * kE10);
+    EXPECT_EQ(row.GetInt64(position_id::kOpenCost), 1000 * kE10 * 50 * 2);
+    EXPECT_EQ(row.GetInt64(position_id::kCloseProfit), -lossPerLot);
+    EXPECT_EQ(row.GetInt64(position_id::kUnrealizedPl), -2 * lossPerLot);
+    EXPECT_EQ(row.GetInt64(position_id::kCommission), 8 * kE10);
+    EXPECT_EQ(row.GetInt64(position_id::kUsedMargin), ask * 50 * 2 / 100 * 6);
+    EXPECT_EQ(row.GetInt64(position_id::kFrozenMargin),
+              990 * kE10 * 50 * 3 / 100 * 6); // three of the five would open
     EXPECT_EQ(ToInt64(row.GetNamed(L"MarketPrice")), ask / kE4);
     EXPECT_EQ(ToInt64(row.GetNamed(L"TodayProfit")), -3 * lossPerLot);
 
     PaperItem money(ItemClass::Margin);
     PutMargin(money, account, L"XTS", Now());
-    EXPECT_EQ(money.GetText(9), L"PAPER account 1000001");
-    EXPECT_EQ(money.GetInt64(12), 10'000'000 * kE6);
-    EXPECT_EQ(money.GetInt64(26), 10'000'000 * kE6 - 8 * kE6 - lossPerLot / kE4);
-    EXPECT_EQ(money.GetInt64(30), money.GetInt64(26) - 2 * lossPerLot / kE4);
-    EXPECT_EQ(money.GetInt64(33), row.GetInt64(33) / kE4);
-    EXPECT_EQ(money.GetInt64(35), row.GetInt64(34) / kE4);
+    EXPECT_EQ(money.GetText(margin_id::kAccountName), L"PAPER account 1000001");
+    EXPECT_EQ(money.GetInt64(margin_id::kBeginningBalance), 10'000'000 * kE6);
+    EXPECT_EQ(money.GetInt64(margin_id::kEndingBalance),
+              10'000'000 * kE6 - 8 * kE6 - lossPerLot / kE4);
+    EXPECT_EQ(money.GetInt64(margin_id::kAccountValueAtMarket),
+              money.GetInt64(margin_id::kEndingBalance) - 2 * lossPerLot / kE4);
+    EXPECT_EQ(money.GetInt64(margin_id::kCurrMargin), row.GetInt64(position_id::kUsedMargin) / kE4);
+    EXPECT_EQ(money.GetInt64(margin_id::kFrozenMargin),
+              row.GetInt64(position_id::kFrozenMargin) / kE4);
     EXPECT_EQ(money.GetNamed(L"FundMortgageIn"), L"");
 
     Tracker tracker;
@@ -125,7 +129,8 @@ TEST_F(ExchangeTest, PositionAndMarginRowsAgreeWithTheFills) {
     EXPECT_EQ(tracker.Entries(), L"PAPER-1000001:ALL");
     EXPECT_EQ(tracker.Instruments(L"PAPER-1000001:ALL"), kFuture);
     EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"ShortOI"), 2);
-    EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"ClosePnL"), row.GetInt64(35));
+    EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"ClosePnL"),
+              row.GetInt64(position_id::kCloseProfit));
     EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"$Delta"), -2 * 50 * ask);
     EXPECT_EQ(tracker.Figure(L"", kFuture, L"ShortOI"), kNoInt64);
 }

@@ -76,7 +76,8 @@ class Auditor {
         }
         PaperItem money(ItemClass::Margin);
         PutMargin(money, account, L"XTS", Now());
-        ASSERT_EQ(money.GetInt64(30), equity - money.GetInt64(13));
+        ASSERT_EQ(money.GetInt64(margin_id::kAccountValueAtMarket),
+                  equity - money.GetInt64(margin_id::kCommissions));
 
         std::int64_t commission = 0;
         Frozen frozen;
@@ -85,7 +86,7 @@ class Auditor {
             ASSERT_EQ(position->net, net[position->book]);
             commission += position->commissionE6;
         }
-        ASSERT_EQ(commission, money.GetInt64(13));
+        ASSERT_EQ(commission, money.GetInt64(margin_id::kCommissions));
         for (const auto& [order, state] : states_) {
             if (&order->account == &account)
                 (frozen += order->frozen.first) += order->frozen.second;
@@ -138,8 +139,8 @@ class Crowd {
             return;
         }
         PaperParameters parameters;
-        parameters.PutText(1, reportId);
-        parameters.PutInt(3, static_cast<std::int32_t>(Draw(80)));
+        parameters.PutText(replace_id::kReportId, reportId);
+        parameters.PutInt(replace_id::kOrderQty, static_cast<std::int32_t>(Draw(80)));
         exchange_.ReplaceOrder(ReadReplacement(parameters));
     }
 

@@ -27,13 +27,13 @@ class Notes : public TradeEvents {
     void OnExecutionReport(TextView reportId) override {
         const auto item = api->CreateItem(ItemClass::ExecutionReport);
         api->QueryReport(kOneReport, reportId, *item);
-        Note(L"report " + DecimalText(item->GetInt(33)));
+        Note(L"report " + DecimalText(item->GetInt(report_id::kExecType)));
     }
     void OnFilledReport(TextView) override {}
     void OnReportReset() override {
         const auto list = api->CreateItem(ItemClass::ReportList);
         api->QueryReport(kReports, L"", *list);
-        Note(L"reset " + DecimalText(list->GetInt(2)));
+        Note(L"reset " + DecimalText(list->GetInt(list_id::kCount)));
     }
     void OnSetTopic(TextView topic, std::int32_t lParam, TextView strParam,
                     const std::optional<Text>& data) override {

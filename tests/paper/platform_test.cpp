@@ -27,12 +27,13 @@ class Listener : public HostEvents, public TradeEvents {
     void OnExecutionReport(TextView reportId) override {
         const auto item = api_->CreateItem(ItemClass::ExecutionReport);
         const std::int32_t read = api_->QueryReport(kOneReport, reportId, *item);
-        Note(L"report " + DecimalText(read) + L" " + DecimalText(item->GetInt(33)));
+        Note(L"report " + DecimalText(read) + L" " +
+             DecimalText(item->GetInt(report_id::kExecType)));
     }
     void OnFilledReport(TextView reportId) override {
         const auto item = api_->CreateItem(ItemClass::Fill);
         const std::int32_t read = api_->QueryReport(kOneReport, reportId, *item);
-        Note(L"fill " + DecimalText(read) + L" " + DecimalText(item->GetInt(16)));
+        Note(L"fill " + DecimalText(read) + L" " + DecimalText(item->GetInt(fill_id::kMatchedQty)));
         const std::lock_guard guard(lock_);
         fills_.insert(Text(reportId));
     }
@@ -251,7 +252,7 @@ TEST_F(PlatformTest, ServesManyThreadsAtOnce) {
                                 kNoInt64, kNoInt64, account}),
                           kAccepted);
                 api_->QueryReport(kReports, L"", *list);
-                api_->CancelOrder(list->GetIndexed(4, order), L"");
+                api_->CancelOrder(list->GetIndexed(list_id::kEntry, order), L"");
                 api_->GetDataItem(kMargins, 0, L"PAPER-" + account, *row);
                 clock_.Advance(100);
             }
@@ -261,24 +262,24 @@ TEST_F(PlatformTest, ServesManyThreadsAtOnce) {
     Settle(L"all sent");
     const auto list = api_->CreateItem(ItemClass::ReportList);
     ASSERT_EQ(api_->QueryReport(kReports, L"", *list), 1);
-    EXPECT_EQ(list->GetInt(2), kThreads * kOrders);
-    for (std::int32_t at = 0; at < list->GetInt(2); ++at) {
-        api_->CancelOrder(list->GetIndexed(4, at), L"");
+    EXPECT_EQ(list->GetInt(list_id::kCount), kThreads * kOrders);
+    for (std::int32_t at = 0; at < list->GetInt(list_id::kCount); ++at) {
+        api_->CancelOrder(list->GetIndexed(list_id::kEntry, at), L"");
     }
     Settle(L"all at rest");
 
     const auto report = api_->CreateItem(ItemClass::ExecutionReport);
     const auto fill = api_->CreateItem(ItemClass::Fill);
-    for (std::int32_t at = 0; at < list->GetInt(2); ++at) {
-        ASSERT_EQ(api_->QueryReport(kOneReport, list->GetIndexed(4, at), *report), 1);
+    for (std::int32_t at = 0; at < list->GetInt(list_id::kCount); ++at) {
+        ASSERT_EQ(api_->QueryReport(kOneReport, list->GetIndexed(list_id::kEntry, at), *report), 1);
         std::int32_t filled = 0;
-        for (std::int32_t each = 0; each < report->GetInt(39); ++each) {
-            const Text fillId = report->GetIndexed(3, each);
+        for (std::int32_t each = 0; each < report->GetInt(report_id::kFilledOrdersCount); ++each) {
+            const Text fillId = report->GetIndexed(report_id::kFillEntry, each);
             ASSERT_EQ(api_->QueryReport(kOneReport, fillId, *fill), 1);
             EXPECT_TRUE(listener_.Fills().contains(fillId));
-            filled += fill->GetInt(16);
+            filled += fill->GetInt(fill_id::kMatchedQty);
         }
-        ASSERT_EQ(filled, report->GetInt(31));
+        ASSERT_EQ(filled, report->GetInt(report_id::kCumQty));
     }
 }
 

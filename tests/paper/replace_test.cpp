@@ -8,11 +8,11 @@ class ReplaceTest : public ExchangeTest {
     std::int32_t Replace(const Text& reportId, std::int32_t quantity,
                          std::int64_t priceE10 = kNoInt64, std::int64_t stopE10 = kNoInt64) {
         PaperParameters parameters;
-        parameters.PutText(1, reportId);
-        parameters.PutInt(2, 0);
-        parameters.PutInt(3, quantity);
-        if (priceE10 != kNoInt64) parameters.PutInt64(4, priceE10);
-        if (stopE10 != kNoInt64) parameters.PutInt64(5, stopE10);
+        parameters.PutText(replace_id::kReportId, reportId);
+        parameters.PutInt(replace_id::kReplaceExecType, 0);
+        parameters.PutInt(replace_id::kOrderQty, quantity);
+        if (priceE10 != kNoInt64) parameters.PutInt64(replace_id::kPrice, priceE10);
+        if (stopE10 != kNoInt64) parameters.PutInt64(replace_id::kStopPrice, stopE10);
         return exchange_.ReplaceOrder(ReadReplacement(parameters));
     }
 

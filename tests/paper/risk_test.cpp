@@ -97,7 +97,7 @@ TEST_F(RiskTest, RowsTrackerAndFundsAgree) {
     std::int64_t theoretical = 0;
     for (std::size_t at = 0; at < TheAccount().Held().size(); ++at) {
         PaperItem row = Row(at);
-        const Text symbol = row.GetText(13);
+        const Text symbol = row.GetText(position_id::kSymbol);
         theoretical += ToInt64(row.GetNamed(L"TheoMktVal"));
         for (const auto& [whole, today, carried] : kNames) {
             const std::int64_t figure = tracker.Figure(kEntry, symbol, whole);
@@ -114,8 +114,10 @@ TEST_F(RiskTest, RowsTrackerAndFundsAgree) {
     PaperItem money(ItemClass::Margin);
     PutMargin(money, TheAccount(), L"XTS", Now());
     EXPECT_EQ(ToInt64(money.GetNamed(L"TheoMktVal")), theoretical / kE4);
-    EXPECT_EQ(ToInt64(money.GetNamed(L"TheoMktValEquity")) - theoretical / kE4,
-              money.GetInt64(26) + money.GetInt64(27)); // cash and what the futures have brought
+    EXPECT_EQ(
+        ToInt64(money.GetNamed(L"TheoMktValEquity")) - theoretical / kE4,
+        money.GetInt64(margin_id::kEndingBalance) +
+            money.GetInt64(margin_id::kOpenTradeEquity)); // cash and what the futures have brought
 }
 
 // A lot short that is larger than any amount that fits.

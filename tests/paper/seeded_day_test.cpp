@@ -316,9 +316,9 @@ class SeededDay {
 
     void Change(Wish wish) {
         const auto changes = api_->CreateParameters(ItemClass::ReplaceOrder);
-        changes->PutText(1, SomeReport());
-        if (Upto(1) == 0) changes->PutInt(3, wish.quantity);
-        if (Upto(1) == 0) changes->PutInt64(4, Near(wish, Upto(6) - 3));
+        changes->PutText(replace_id::kReportId, SomeReport());
+        if (Upto(1) == 0) changes->PutInt(replace_id::kOrderQty, wish.quantity);
+        if (Upto(1) == 0) changes->PutInt64(replace_id::kPrice, Near(wish, Upto(6) - 3));
         Answer(api_->ReplaceOrder(*changes));
     }
 

@@ -25,11 +25,12 @@ class SpreadTest : public ExchangeTest {
         PaperParameters parameters;
         PutWish(parameters,
                 {wish.symbol, wish.side, wish.orderType, wish.timeInForce, wish.quantity});
-        parameters.PutText(27, wish.symbolA);
-        parameters.PutText(28, wish.symbolB);
-        parameters.PutInt(38, wish.side1);
-        parameters.PutInt(6, wish.side2);
-        parameters.PutText(4, wish.priceE10 ? DecimalText(*wish.priceE10) : Text());
+        parameters.PutText(fut_opt_order_id::kSymbolA, wish.symbolA);
+        parameters.PutText(fut_opt_order_id::kSymbolB, wish.symbolB);
+        parameters.PutInt(fut_opt_order_id::kSide1, wish.side1);
+        parameters.PutInt(fut_opt_order_id::kSide2, wish.side2);
+        parameters.PutText(fut_opt_order_id::kPrice,
+                           wish.priceE10 ? DecimalText(*wish.priceE10) : Text());
         return exchange_.NewOrder(ReadTicket(kFutOptOrder, parameters));
     }
 
@@ -146,13 +147,16 @@ TEST_F(SpreadTest, LegsMayBeNamedInSeveralWays) {
         PutReport(report, *lastReport_.order, lastReport_.state);
         PutFill(a, *lastReport_.order->fills[0]);
         PutFill(b, *lastReport_.order->fills[1]);
-        EXPECT_EQ(a.GetText(28) + L" " + b.GetText(28), Text(each.first) + L" " + each.second);
-        EXPECT_EQ(a.GetInt(18), each.firstNet > 0 ? kBuy : kSell);
-        EXPECT_EQ(b.GetInt(18), each.secondNet > 0 ? kBuy : kSell);
+        EXPECT_EQ(a.GetText(fill_id::kSymbol) + L" " + b.GetText(fill_id::kSymbol),
+                  Text(each.first) + L" " + each.second);
+        EXPECT_EQ(a.GetInt(fill_id::kSide), each.firstNet > 0 ? kBuy : kSell);
+        EXPECT_EQ(b.GetInt(fill_id::kSide), each.secondNet > 0 ? kBuy : kSell);
         const bool sameWay = each.firstNet == each.secondNet;
-        EXPECT_EQ(report.GetInt64(36),
-                  a.GetInt64(15) + (sameWay ? b.GetInt64(15) : -b.GetInt64(15)));
-        EXPECT_EQ(report.GetInt(39), 2);
+        EXPECT_EQ(report.GetInt64(report_id::kAvgPrice),
+                  a.GetInt64(fill_id::kMatchedPrice) + (sameWay
+                                                            ? b.GetInt64(fill_id::kMatchedPrice)
+                                                            : -b.GetInt64(fill_id::kMatchedPrice)));
+        EXPECT_EQ(report.GetInt(report_id::kFilledOrdersCount), 2);
     }
 }
 
@@ -193,9 +197,9 @@ TEST_F(SpreadTest, ReplaceAndCancel) {
     const Text id = lastReport_.order->reportId;
     const auto replace = [&](std::int32_t quantity, std::optional<std::int64_t> priceE10) {
         PaperParameters parameters;
-        parameters.PutText(1, id);
-        parameters.PutInt(3, quantity);
-        if (priceE10) parameters.PutInt64(4, *priceE10);
+        parameters.PutText(replace_id::kReportId, id);
+        parameters.PutInt(replace_id::kOrderQty, quantity);
+        if (priceE10) parameters.PutInt64(replace_id::kPrice, *priceE10);
         return exchange_.ReplaceOrder(ReadReplacement(parameters));
     };
     EXPECT_EQ(replace(0, askE10 + 1), kOffTick);

@@ -527,11 +527,11 @@ class Storm {
             wish.*AnyOf(kNumbers) = static_cast<std::int32_t>(AnyOf(kOdd));
             if (Upto(1) == 0) wish.*AnyOf(kPrices) = AnyOf(kOdd);
         }
-        PaperParameters parameters;
-        if (client.habit == Habit::Pairs) parameters.PutInt(6, Pair(wish)); // the second side
-        PutWish(parameters, wish);
-        referee_.Watch(false,
-                       [&] { return exchange_.NewOrder(ReadTicket(KindOf(wish), parameters)); });
+        PaperParameters asked;
+        namespace id = fut_opt_order_id;
+        if (client.habit == Habit::Pairs) asked.PutInt(id::kSide2, Pair(wish));
+        PutWish(asked, wish);
+        referee_.Watch(false, [&] { return exchange_.NewOrder(ReadTicket(KindOf(wish), asked)); });
     }
 
     // A whole position, or anything; what has expired now and then.
@@ -560,15 +560,16 @@ class Storm {
     }
 
     void Change() {
+        namespace id = replace_id;
         const Order& order = *AnyOf(referee_.working).second->order;
         const std::int32_t side = order.ticket.side;
         if (Upto(1) == 0)
             return referee_.Watch(false, [&] { return exchange_.CancelOrder(order.reportId); });
         PaperParameters changes;
-        changes.PutText(1, order.reportId);
-        if (Upto(1) == 0) changes.PutInt(3, Upto(2 * order.state.quantity));
-        if (Upto(1) == 0) changes.PutInt64(4, Near(order.book, side, Within(-2, 2)));
-        if (Upto(1) == 0) changes.PutInt64(5, Near(order.book, side, Upto(6)));
+        changes.PutText(id::kReportId, order.reportId);
+        if (Upto(1) == 0) changes.PutInt(id::kOrderQty, Upto(2 * order.state.quantity));
+        if (Upto(1) == 0) changes.PutInt64(id::kPrice, Near(order.book, side, Within(-2, 2)));
+        if (Upto(1) == 0) changes.PutInt64(id::kStopPrice, Near(order.book, side, Upto(6)));
         referee_.Watch(false, [&] { return exchange_.ReplaceOrder(ReadReplacement(changes)); });
     }
 

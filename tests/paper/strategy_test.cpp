@@ -105,8 +105,8 @@ TEST_F(StrategyTest, WhoCancelsThePartThatWorksEndsTheStrategy) {
         LR"("StrategyType":"ICEBERG","OrderQty":6,"DiscloseQty":1,"OrderType":2,"Price":"102")"));
     EXPECT_EQ(Trace(), "0:0 2:1 f1 0:0");
     PaperParameters replacement;
-    replacement.PutText(1, lastReport_.order->reportId);
-    replacement.PutInt64(4, 98 * kE10);
+    replacement.PutText(replace_id::kReportId, lastReport_.order->reportId);
+    replacement.PutInt64(replace_id::kPrice, 98 * kE10);
     EXPECT_EQ(exchange_.ReplaceOrder(ReadReplacement(replacement)), kAccepted);
     Send(exchange_, {kStock, kSell, kLimit, kDay, 3, 98 * kE10, kNoInt64, L"1000002"});
     // The bid serves the sale first, then the part, then the part after it at the part's new price.
@@ -131,7 +131,7 @@ TEST_F(StrategyTest, AnOrderCanBeSliced) {
     PaperParameters parameters;
     PutWish(parameters, wish);
     EXPECT_EQ(exchange_.NewOrder(ReadTicket(kFutOptOrder, parameters)), kBadStrategy);
-    parameters.PutInt(42, 1); // slices by time
+    parameters.PutInt(fut_opt_order_id::kInterval, 1); // slices by time
     EXPECT_EQ(exchange_.NewOrder(ReadTicket(kFutOptOrder, parameters)), kFeatureUnsupported);
 }
 
