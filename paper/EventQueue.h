@@ -1,12 +1,8 @@
 #pragma once
 
-#include "foundation/support/Guarded.h"
+#include "foundation/support/WorkQueue.h"
 
-#include <condition_variable>
-#include <deque>
 #include <functional>
-#include <mutex>
-#include <stop_token>
 #include <thread>
 
 namespace halvane::paper {
@@ -20,20 +16,17 @@ class EventQueue {
 
     EventQueue();
 
-    void Post(Event event);
+    void Post(Event event) { events_.Post(std::move(event)); }
 
     // Events wait from Hold to Release, those that were posted before as well.
-    void Hold();
-    void Release();
+    void Hold() { events_.Hold(); }
+    void Release() { events_.Release(); }
 
   private:
-    void Run(std::stop_token stop);
+    void Run(const std::stop_token& stop);
 
-    std::mutex lock_;
-    std::condition_variable_any posted_;
-    std::deque<Event> events_ GUARDED_BY(lock_);
-    bool held_ GUARDED_BY(lock_) = false;
-    std::jthread thread_; // last: it uses the others
+    WorkQueue<Event> events_;
+    std::jthread thread_; // last: it uses the queue
 };
 
 } // namespace halvane::paper
