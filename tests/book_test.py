@@ -1,29 +1,68 @@
-"""A client's book against the platform's: while another client trades stocks, futures and options, the
-client that keeps a book is cut off and restarted again and again, and each time its book has to become
-exactly what the platform restores. Takes the path of the program as its last argument;
-HALVANE_BOOK_ORDERS says how many orders are placed."""
+"""A client's book against the platform's. While one client trades stocks, futures and options, the link of
+another is cut, that client is restarted, and the gateway is killed and started again, in random order. Each
+time the book has to become exactly what the platform restores, with every fill told once, and no order is
+there twice. Takes the path of the program as its last argument; HALVANE_BOOK_ORDERS says how many orders."""
 
-import json
+import asyncio
+import collections
+import contextlib
 import os
 import random
 import sys
-import threading
 import unittest
 
-import zmq
+from running_gateway import PATIENCE, SERVICE_KEY, Gateway, take_paths
 
-from running_gateway import PATIENCE, SERVICE_KEY, Gateway, connect, take_paths, until
-
-from book import Book, BookClient
-from halvane import replace_price
+from halvane import AsyncClient, FillEvent, HalvaneError, NewOrder, OutcomeUnknown, symbols_of
+from halvane.book import Book, succeed
+from halvane.records import ExecutionReport, FillReport
 
 (PROGRAM,) = take_paths(1)
 ORDERS = int(os.environ.get("HALVANE_BOOK_ORDERS", "10000"))
-RESTARTS = 8
-BUY, SELL = "1", "2"
-MARKET, LIMIT, STOP = "1", "2", "3"
+ROUNDS = 12
+BUY, SELL = 1, 2
 LISTS = ["PaperStk", "PaperFut", "PaperOpt"]
-NO_VALUE = {"-2147483648", "-922337203.685478"}  # restored what is published as ""
+FAR_HOST = "127.0.0.3"  # where the link that is cut leads through
+
+
+class Link:
+    """Forwards the ports of a gateway until it is cut."""
+
+    def __init__(self, ports):
+        self.ports, self.servers, self.writers = ports, [], set()
+
+    async def open(self):
+        for port in self.ports:
+            def accept(reader, writer, port=port):
+                return self.forward(reader, writer, port)
+
+            self.servers.append(await asyncio.start_server(accept, FAR_HOST, port))
+
+    async def forward(self, reader, writer, port):
+        async def pump(source, target):
+            while data := await source.read(65536):
+                target.write(data)
+                await target.drain()
+
+        with contextlib.suppress(OSError, asyncio.CancelledError):
+            far_reader, far_writer = await asyncio.open_connection("127.0.0.1", port)
+            ends = {writer, far_writer}
+            self.writers |= ends
+            pumps = [asyncio.ensure_future(pump(*way)) for way in ((reader, far_writer), (far_reader, writer))]
+            await asyncio.wait(pumps, return_when=asyncio.FIRST_COMPLETED)
+            for end in ends:
+                end.transport.abort()
+            self.writers -= ends
+            await asyncio.gather(*pumps, return_exceptions=True)
+
+    def cut(self):
+        for writer in self.writers:
+            writer.transport.abort()
+
+    def close(self):
+        for server in self.servers:
+            server.close()
+        self.cut()
 
 
 class Instrument:
@@ -32,13 +71,10 @@ class Instrument:
     def __init__(self, info):
         self.symbol = info["Symbol"]
         self.tick = round(float(info["TickSize"]) * 10000)
-        low, middle, high = (
-            round(float(info[key]) * 10000) // self.tick
-            for key in ("LowerLimit", "ReferencePrice", "UpperLimit")
-        )
+        low, middle, high = (round(float(info[key]) * 10000) // self.tick
+                             for key in ("LowerLimit", "ReferencePrice", "UpperLimit"))  # fmt: skip
         self.low = range(low, low + max(1, (middle - low) // 4))
         self.high = range(high - max(1, (high - middle) // 4), high)
-        self.beyond = high + 1
 
     def price(self, ticks):
         whole, decimals = divmod(ticks * self.tick, 10000)
@@ -48,303 +84,204 @@ class Instrument:
         return self.price(dice.choice(self.low if side == BUY else self.high))
 
     def marketable(self, dice, side):
-        return self.price(dice.choice(self.high if side == BUY else self.low))
+        return self.resting(dice, SELL if side == BUY else BUY)
 
 
 class Trader:
-    """Places, replaces and cancels orders at random, several requests at a time."""
+    """Places, replaces and cancels orders at random, several at a time."""
 
-    def __init__(self, gateway, dice):
-        self.dice = dice
-        self.client = gateway.logged_in_client()
-        self.client.subscribe(b'{"DataType":"EXECUTIONREPORT"')
-        self.dealer = connect(zmq.DEALER, gateway.port())
-        self.accounts = until(lambda: self.client.request("ACCOUNTS")["Accounts"], "accounts")
-        self.instruments = self.read_instruments()
-        self.working = {}  # report id to instrument, side and quantity
-        self.by_symbol = {instrument.symbol: instrument for instrument in self.instruments}
-        self.waiting = 0
-        self.marks = 0
-        self.accepted = {"NEWORDER": 0, "REPLACEORDER": 0, "CANCELORDER": 0}
+    def __init__(self, client, dice):
+        self.client, self.dice = client, dice
+        self.slots = asyncio.Semaphore(16)
+        self.accepted, self.doubted, self.changes = set(), set(), collections.Counter()
 
-    def close(self):
-        self.dealer.close()
-        self.client.close()
+    async def read_market(self):
+        while not (accounts := await self.client.accounts()):
+            pass
+        self.accounts = accounts
+        self.instruments = [Instrument(await self.client.instrument(symbol)) for name in LISTS
+                            for symbol in symbols_of(await self.client.instruments(name))]  # fmt: skip
 
-    def read_instruments(self):
-        def symbols(node):
-            yield from node.get("Contracts", [])
-            for child in node.get("Node", []):
-                yield from symbols(child)
+    async def trade(self, orders):
+        await asyncio.gather(*(self.step() for _ in range(orders)))
 
-        lists = [self.client.request("QUERYALLINSTRUMENT", Type=name) for name in LISTS]
-        return [
-            Instrument(self.client.request("QUERYINSTRUMENTINFO", Symbol=symbol)["Info"])
-            for reply in lists
-            for symbol in symbols(reply["Instruments"])
-        ]
+    async def step(self):
+        async with self.slots:
+            try:
+                order = await self.client.place(self.draw())
+                self.accepted.add(order.id)
+                if self.dice.random() < 0.5:
+                    await order.wait("working", 1)
+                    await self.change(order)
+            except OutcomeUnknown as unknown:
+                if unknown.name == "NEWORDER":
+                    self.doubted.add(unknown.order.id)
+            except HalvaneError:
+                pass  # the order is filled or rejected, or the gateway is gone
 
-    def send(self, name, param):
-        self.dealer.send_multipart([b"", self.client.compose(name, Param=param)])
-        self.waiting += 1
-        if self.waiting >= 16:
-            self.receive()
-
-    def receive(self):
-        reply = json.loads(self.dealer.recv_multipart()[1][:-1])
-        self.waiting -= 1
-        self.accepted[reply["Reply"]] += reply["Success"] == "OK"
-
-    def trade(self, orders):
-        """So many new orders, and about half as many replacements and cancellations."""
-        for number in range(orders):
-            self.place()
-            if number % 20 == 0:
-                self.read_reports()
-            if len(self.working) > self.dice.randrange(40, 400):
-                self.change()
-        while self.waiting:
-            self.receive()
-
-    def read_reports(self):
-        for publication in self.client.publications(0):
-            report = publication["Report"]
-            if int(report["LeavesQty"]) > 0 and report["UserKey1"] == "rest":
-                self.working[report["ReportID"]] = report
-            else:
-                self.working.pop(report["ReportID"], None)
-
-    def order(self, instrument, **members):
-        account = self.dice.choice(self.accounts)
-        whose = {key: account[key] for key in ("BrokerID", "Account")}
-        return whose | {"Symbol": instrument.symbol} | members
-
-    def place(self):
-        dice = self.dice
-        instrument = dice.choice(self.instruments)
-        side = dice.choice([BUY, SELL])
-        kind = dice.random()
-        if kind < 0.5:
-            price = instrument.resting(dice, side)
-            members = {"OrderType": LIMIT, "Price": price, "OrderQty": str(dice.randint(1, 3)),
-                       "UserKey1": "rest", "UserKey2": "a", "UserKey9": "b;c"}  # fmt: skip
-        elif kind < 0.75:
-            members = {"OrderType": MARKET, "OrderQty": "1", "TimeInForce": dice.choice("012")}
-        elif kind < 0.9:
-            quantity = dice.choice([1, 2, 50])  # more than the market has at once
-            price = instrument.marketable(dice, side)
-            members = {"OrderType": LIMIT, "Price": price, "OrderQty": str(quantity),
-                       "TimeInForce": dice.choice("0123")}  # fmt: skip
-        elif kind < 0.95:
-            price = instrument.marketable(dice, side)
-            members = {"OrderType": STOP, "StopPrice": price, "OrderQty": "1", "UserKey2": "stop"}
-        else:
-            members = {"OrderType": LIMIT, "Price": instrument.price(instrument.beyond), "OrderQty": "1"}
-        self.send("NEWORDER", self.order(instrument, Side=side, **members))
-
-    def change(self):
-        report_id, report = self.dice.choice(list(self.working.items()))
+    async def change(self, order):
         if self.dice.random() < 0.5:
-            del self.working[report_id]
-            self.send("CANCELORDER", {"ReportID": report_id})
+            await order.cancel()
+            self.changes["cancelled"] += 1
             return
-        price = self.by_symbol[report["Symbol"]].resting(self.dice, report["Side"])
-        quantity = str(int(report["CumQty"]) + self.dice.randint(1, 3))
-        param = {"ReportID": report_id, "OrderQty": quantity, "Price": replace_price(price)}
-        self.send("REPLACEORDER", param)
+        instrument = next(each for each in self.instruments if each.symbol == order.report.symbol)
+        price = instrument.resting(self.dice, order.report.side)
+        await order.replace(price=price, quantity=order.filled_quantity + self.dice.randint(1, 3))
+        self.changes["replaced"] += 1
 
-    def mark(self):
-        """Places an order that is rejected, with a key that nothing else has."""
-        self.marks += 1
-        key = f"mark {self.marks}"
-        instrument = self.instruments[0]
-        members = {"OrderType": LIMIT, "Price": instrument.price(instrument.beyond), "OrderQty": "1"}
-        self.send("NEWORDER", self.order(instrument, Side=BUY, UserKey1=key, **members))
-        self.receive()
-        return key
+    def draw(self):
+        dice = self.dice
+        instrument, side, kind = dice.choice(self.instruments), dice.choice([BUY, SELL]), dice.random()
+        wanted = {"account": dice.choice(self.accounts), "time_in_force": dice.choice([0, 1, 2, 3])}
+        quantity = dice.choice([1, 2, 50])  # now and then more than the market has at once
+        if kind < 0.5:
+            wanted |= {"price": instrument.resting(dice, side), "time_in_force": 0, "keys": {2: "a", 9: "b;c"}}
+        elif kind < 0.85:
+            wanted |= {"price": instrument.marketable(dice, side)}
+        elif kind < 0.9:
+            wanted |= {"stop_price": instrument.marketable(dice, side), "time_in_force": 0}
+        elif kind < 0.95:
+            wanted |= {"price": instrument.price(instrument.high[-1] + 2)}  # is rejected
+        return NewOrder(instrument.symbol, side, quantity, **wanted)
 
 
 class Keeper:
-    """A client with a book, on a thread of its own until it is cut off."""
+    """A client with a book at the far end of the link; every fill that it is told of is counted."""
 
-    def __init__(self, gateway):
-        self.client = BookClient(gateway.port(), timeout=PATIENCE)
-        self.book = self.client.book
-        self.failure = None
-        self.stop = threading.Event()
-        self.thread = threading.Thread(target=self.run, args=(gateway.system_name,))
-        self.thread.start()
-
-    def run(self, system_name):
-        try:
-            self.client.start(system_name, SERVICE_KEY)
-            while not self.stop.is_set():
-                self.client.follow(0.02)
-        except Exception as error:  # shown by the test's thread
-            self.failure = error
-        finally:
-            self.client.close()
-
-    def cut_off(self):
-        self.stop.set()
-        self.thread.join()
-        if self.failure:
-            raise self.failure
-
-    def is_complete(self):
-        if self.failure:
-            raise self.failure
-        return self.client.complete
-
-    def was_told(self, key):
-        """Whether the order with that key was published to it; restored ones lack a member."""
-        orders = list(self.book.orders.values())
-        told = any(order["UserKey1"] == key and "ExecHis" in order for order in orders)
-        return self.is_complete() and told
+    def __init__(self, client):
+        self.client = client
+        self.known = {fill.report_id for fill in client.fills()}
+        self.told = collections.Counter()
+        client.on(FillEvent, lambda event: self.told.update([event.fill.report_id]))
 
 
-def read_platform(client):
-    """All orders and all fills as the platform restores them, by their identities."""
-
-    def pages(name):
-        index, records = "0", [None] * 50
-        while len(records) == 50:
-            records = client.request(name, QryIndex=index)["Orders"]
-            yield from records
-            index = records[-1]["QryIndex"] if records else index
-
-    orders, fills = list(pages("RESTOREREPORT")), list(pages("RESTOREFILLREPORT"))
-    for records in (orders, fills):
-        assert [int(record.pop("QryIndex")) for record in records] == list(range(1, len(records) + 1))
-    return tuple({record["ReportID"]: record for record in records} for records in (orders, fills))
-
-
-def same_value(published, restored):
-    if published == restored or (published == "" and restored in NO_VALUE):
-        return True
-    try:
-        return abs(float(published) - float(restored)) < 1e-6
-    except ValueError:
-        return False
+def values(record):
+    """What the published and the restored form of a record have both."""
+    lacking = {"strategy", "rec_fill_qty", "delay_trans_position", "sliced_type", "slice_id", "exec_his", "qry_index"}
+    row = {name: value for name, value in record.as_dict().items() if name not in lacking}
+    return row | {"avg_price": round(row["avg_price"], 5)} if row.get("avg_price") else row
 
 
 def differences(kept, restored):
-    """Where a book and the platform's differ, in the members that both forms have."""
-    found = [f"only in the book: {kept[key]}" for key in kept.keys() - restored.keys()]
-    found += [f"not in the book: {restored[key]}" for key in restored.keys() - kept.keys()]
-    for key in kept.keys() & restored.keys():
-        for member, value in restored[key].items():
-            if not same_value(kept[key].get(member, "missing"), value):
-                found.append(f"{member} is {value}, in the book {kept[key].get(member)}: {restored[key]}")
-    return found
+    kept, restored = ({row.report_id: values(row) for row in rows} for rows in (kept, restored))
+    return [(key, kept.get(key), restored.get(key)) for key in kept.keys() | restored.keys()
+            if kept.get(key) != restored.get(key)]  # fmt: skip
 
 
 class Merging(unittest.TestCase):
-    def publish(self, book, report_id, quantity):
-        report = {"ReportID": report_id, "CumQty": quantity}
-        book.publish({"DataType": "EXECUTIONREPORT", "Report": report})
-
-    def quantities(self, book):
-        return {key: order["CumQty"] for key, order in book.orders.items()}
+    def report(self, report_id, quantity, **more):
+        return ExecutionReport({"ReportID": report_id, "CumQty": quantity, **more})
 
     def test_what_is_published_during_a_restore_stays(self):
         book = Book()
-        self.publish(book, "before", "1")
-        book.begin_restore()
-        self.publish(book, "during", "3")
-        restored = [{"ReportID": key, "CumQty": "2"} for key in ("before", "during", "never")]
-        book.restore_orders(restored)
-        self.assertEqual(self.quantities(book), {"before": "2", "during": "3", "never": "2"})
-        self.publish(book, "never", "4")
-        book.restore_orders(restored)
-        self.assertEqual(self.quantities(book), {"before": "2", "during": "3", "never": "4"})
+        book.publish_order(self.report("during", "3"))
+        for report_id in ("during", "never"):
+            book.restore_order(self.report(report_id, "2"))
+        self.assertEqual({key: order.cum_qty for key, order in book.orders.items()}, {"during": 3, "never": 2})
 
-    def test_a_fill_counts_once(self):
-        book = Book()
-        fill = {"ReportID": "F1", "MatchedQty": "5"}
-        for _ in range(2):
-            book.restore_fills([fill | {"QryIndex": "1"}])
-            book.publish({"DataType": "FILLEDREPORT", "Report": fill})
-        self.assertEqual(book.fills, {"F1": fill})
-
-    def test_a_reset_empties_it(self):
-        book = Book()
-        self.publish(book, "yesterday", "1")
-        book.publish({"DataType": "FILLEDREPORT", "Report": {"ReportID": "F1"}})
-        book.publish({"DataType": "REPORTRESET"})
-        self.assertEqual((book.orders, book.fills, book.resets), ({}, {}, 1))
-
-    def test_restored_numbers_take_the_published_form(self):
-        book = Book()
-        rows = {"110.500000": "110.5", "100.000000": "100", "-922337203.685478": ""}
-        for restored, published in rows.items():
-            book.restore_orders([{"ReportID": "R1", "Price": restored, "ExCode": "-2147483648"}])
-            self.assertEqual(book.orders["R1"], {"ReportID": "R1", "Price": published, "ExCode": ""})
+    def test_a_new_book_tells_what_the_old_one_missed(self):
+        old, new = Book(), Book()
+        for key in ("same", "changed", "gone"):
+            old.publish_order(self.report(key, "1", Price="110.5", ExecHis="0"))
+        for key, quantity in [("same", "1"), ("changed", "2"), ("new", "1")]:
+            new.restore_order(self.report(key, quantity, Price="110.500000", QryIndex="1"))
+        for book, fills in [(old, ["F1"]), (new, ["F1", "F2", "F2"])]:
+            self.assertEqual([book.add_fill(FillReport({"ReportID": key})) for key in fills][:2], [True] * len(fills[:2]))
+        changes, gone = succeed(old, new)
+        self.assertEqual([change.report_id for change in changes], ["changed", "new", "F2"])
+        self.assertEqual([report.report_id for report in gone], ["gone"])
+        self.assertFalse(new.orders["same"].restored)
 
 
-class CutOff(unittest.TestCase):
-    def setUp(self):
+class Cuts(unittest.IsolatedAsyncioTestCase):
+    async def asyncSetUp(self):
+        asyncio.get_running_loop().set_debug(False)
         seed = random.randrange(1 << 32)
         print(f"the dice: {seed}", file=sys.stderr)
         self.dice = random.Random(seed)
         self.gateway = Gateway(PROGRAM)
         self.addCleanup(self.gateway.remove)
+        self.link = self.trader = self.keeper = None
+
+    async def start_gateway(self):
+        """Another life of it: nothing of the one before is known any more."""
         self.gateway.start_on_paper(",".join(LISTS), "Corvinta")
-        self.gateway.logged("[PublishWorker]working...")
-        self.trader = Trader(self.gateway, self.dice)
-        self.addCleanup(self.trader.close)
-        self.keeper = None
-        self.addCleanup(self.cut_off)
+        ports = [self.gateway.logged(prefix) for prefix in ("RepPort:", "PublishPort:")]
+        self.link = Link([int(port) for port in ports])
+        await self.link.open()
+        self.addCleanup(self.link.close)
 
-    def cut_off(self):
-        if self.keeper is not None:
-            keeper, self.keeper = self.keeper, None
-            keeper.cut_off()
+    async def connect(self, **options):
+        port = int(self.gateway.logged("RepPort:"))
+        return await AsyncClient.connect(self.gateway.system_name, SERVICE_KEY, port=port, patience=PATIENCE, **options)
 
-    def look_at_rest(self):
-        """The book and what the platform restores, at a moment around which nothing changes. The
-        order placed in between says that all that was published before it is in the book."""
-        client = self.trader.client
-        self.trader.mark()  # something is published
-        until(self.keeper.is_complete, "a complete book")
-        before = read_platform(client)
-        while True:
-            key = self.trader.mark()
-            until(lambda: self.keeper.was_told(key), f"the order {key} in the book")
-            book = dict(self.keeper.book.orders), dict(self.keeper.book.fills)
-            orders, fills = read_platform(client)
-            others = {name: order for name, order in orders.items() if order["UserKey1"] != key}
-            if (others, fills) == before:
-                return book, (orders, fills)
-            before = orders, fills
+    async def new_trader(self):
+        self.trader = Trader(await self.connect(), self.dice)
+        await self.trader.read_market()
 
-    def check_book(self):
-        book, platform = self.look_at_rest()
-        for kept, restored in zip(book, platform):
-            self.assertEqual(differences(kept, restored)[:5], [])
-        return platform
+    async def new_keeper(self):
+        self.keeper = Keeper(await self.connect(host=FAR_HOST))
 
-    def test_the_book_is_the_platforms_after_every_restart(self):
-        for restart in range(1, RESTARTS + 1):
-            placed = self.trader.accepted["NEWORDER"]
-            # More often while there is less to compare.
-            self.trade_around_a_restart(ORDERS * restart**2 // RESTARTS**2 - placed)
-            orders, fills = self.check_book()
-        self.cut_off()
-        self.assertEqual(len(orders), self.trader.accepted["NEWORDER"])
-        self.assertGreater(len(fills), ORDERS // 5)
-        for name in ("REPLACEORDER", "CANCELORDER"):
-            self.assertGreater(self.trader.accepted[name], ORDERS // 20, name)
+    async def break_something(self, number):
+        if number % 4 == 3:
+            self.gateway.process.kill()
+            self.gateway.process.wait()
+            self.link.close()
+            await self.start_gateway()
+        elif number % 4 == 1:
+            await self.keeper.client.close()
+            await asyncio.sleep(self.dice.random() / 2)
+            await self.new_keeper()
+        else:
+            for _ in range(self.dice.randint(1, 3)):
+                self.link.cut()
+                await asyncio.sleep(self.dice.random() / 2)
+
+    async def check_book(self):
+        """Once nothing is sent any more; orders may still be filled while the platform is read."""
+        client, keeper = self.trader.client, self.keeper
+        for _ in range(300):
+            if not keeper.client.complete:
+                await client.place(self.trader.draw())  # so that something is published
+            rows, fills = await client.restore_reports(), await client.restore_fills()
+            found = [*differences(keeper.client.orders(), rows), *differences(keeper.client.fills(), fills)]
+            told = keeper.known | keeper.told.keys()
+            if keeper.client.complete and not found and {fill.report_id for fill in fills} <= told:
+                break
+            await asyncio.sleep(0.1)
+        self.assertEqual((found[:3], keeper.client.stale_reason, keeper.client.complete), ([], "", True))
+        self.assertLessEqual({fill.report_id for fill in fills}, told)
+        self.assertEqual(keeper.known & keeper.told.keys(), set())
+        self.assertEqual([key for key, times in keeper.told.items() if times > 1], [])
+        return rows, fills
+
+    def check_orders(self, rows, trader):
+        keys = [row.user_key1 for row in rows]
+        self.assertEqual(len(keys), len(set(keys)), "an order is there twice")
+        self.assertLessEqual(trader.accepted, set(keys))
+
+    async def test_the_book_is_the_platforms_whatever_breaks(self):
+        await self.start_gateway()
+        await self.new_trader()
+        await self.new_keeper()
+        changes = collections.Counter()
+        for number in range(ROUNDS):
+            trading = asyncio.ensure_future(self.trader.trade(ORDERS // ROUNDS))
+            await asyncio.sleep(self.dice.random())
+            await self.break_something(number)
+            await trading
+            if number % 4 == 3:
+                changes += self.trader.changes
+                await self.trader.client.close()
+                await self.new_trader()
+                await self.trader.trade(20)
+            rows, fills = await self.check_book()
+            self.check_orders(rows, self.trader)
+        for kind in ("replaced", "cancelled"):
+            self.assertGreater(changes[kind], ORDERS // 40, kind)
+        for client in (self.trader.client, self.keeper.client):
+            await client.close()
         self.assertEqual(self.gateway.end(), 0)
-
-    def trade_around_a_restart(self, orders):
-        first = self.dice.randrange(orders // 2)
-        second = self.dice.choice([0, orders // 4])
-        self.trader.trade(first)
-        self.cut_off()
-        self.trader.trade(second)
-        self.keeper = Keeper(self.gateway)
-        self.trader.trade(orders - first - second)
 
 
 if __name__ == "__main__":

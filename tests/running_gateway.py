@@ -13,8 +13,10 @@ import time
 import zmq
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-sys.path.append(str(ROOT / "clients" / "python"))
-from halvane import Client
+PACKAGE = ROOT / "clients" / "python"
+sys.path.append(str(PACKAGE))
+from halvane import Client, LoginRefused
+from halvane.wire import compose, parse
 
 SERVICE_KEY = "wire-key"
 PATIENCE = 60  # seconds until something that must happen counts as missing
@@ -50,6 +52,52 @@ def connect(kind, port, host="127.0.0.1"):
     return made
 
 
+class PlainClient:
+    """One request after the other and no help, for tests of what the gateway itself does."""
+
+    def __init__(self, port):
+        self.port, self.session_key, self.publish_port = port, "", ""
+        self._requests = connect(zmq.REQ, port)
+        self._publications = None
+
+    def close(self):
+        for each in (self._requests, self._publications):
+            if each:
+                each.close(0)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def compose(self, name, **members):
+        return compose(name, self.session_key, members)
+
+    def exchange(self, request):
+        self._requests.send(request)
+        return parse(self._requests.recv())
+
+    def request(self, name, **members):
+        return self.exchange(self.compose(name, **members))
+
+    def log_in(self, system_name, service_key):
+        self.session_key = ""
+        reply = self.request("LOGIN", Param={"SystemName": system_name, "ServiceKey": service_key})
+        if reply["Success"] != "OK":
+            raise LoginRefused(str(reply))
+        self.session_key, self.publish_port = reply["SessionKey"], reply["SubPort"]
+        return reply
+
+    def subscribe(self):
+        self._publications = connect(zmq.SUB, self.publish_port)
+
+    def publications(self, seconds):
+        end = time.monotonic() + seconds
+        while self._publications.poll(max(0, (end - time.monotonic()) * 1000)):
+            yield parse(self._publications.recv())
+
+
 class Gateway:
     """A program in a folder of its own, which holds its logs."""
 
@@ -70,6 +118,7 @@ class Gateway:
 
     def start(self, *arguments, **options):
         """Options are those of Popen."""
+        self.old_lines = len(self.lines())
         words = [*self.runner, self.program, *arguments]
         self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, **{"cwd": "/"} | options)
 
@@ -97,8 +146,8 @@ class Gateway:
         return b"".join(file.read_bytes() for file in files).decode(self.encoding).split("\r\n")[:-1]
 
     def messages(self):
-        """What was logged, without time, thread and level."""
-        return [LINE.sub("", line, count=1) for line in self.lines()]
+        """What it has logged since its start, without time, thread and level."""
+        return [LINE.sub("", line, count=1) for line in self.lines()[self.old_lines :]]
 
     def logged(self, prefix):
         """The rest of the first message that begins so, once there is one."""
@@ -116,10 +165,10 @@ class Gateway:
         return int(self.logged("RepPort:"))
 
     def client(self):
-        return Client(self.port(), timeout=PATIENCE)
+        return PlainClient(self.port())
 
     def logged_in_client(self):
-        """A client that is logged in, once the gateway publishes."""
+        """A plain client that is logged in, once the gateway publishes."""
         client = self.client()
         until(lambda: client.log_in(self.system_name, SERVICE_KEY)["SubPort"], "a publish port")
         return client
@@ -136,8 +185,13 @@ class Gateway:
 
             return max(seconds() for _ in range(1000))
 
+    def connect(self, **options):
+        """The package's client, with what connect() takes."""
+        return Client.connect(self.system_name, SERVICE_KEY, port=self.port(), patience=PATIENCE, **options)
+
     def run_demo(self, *where):
         """Runs the demonstration, with the words that say where the gateway is."""
-        demo = [sys.executable, "-B", ROOT / "clients" / "python" / "demo.py", *where]
+        demo = [sys.executable, "-B", PACKAGE / "examples" / "demo.py", *where]
         names = ["--system-name", self.system_name, "--service-key", SERVICE_KEY]
-        return subprocess.run([*demo, *names], capture_output=True, text=True, timeout=PATIENCE)
+        return subprocess.run([*demo, *names], capture_output=True, text=True, timeout=PATIENCE,
+                              env=os.environ | {"PYTHONPATH": str(PACKAGE)})  # fmt: skip
