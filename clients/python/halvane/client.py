@@ -93,9 +93,7 @@ class Client:
         """Logs out and ends the thread. A second time it does nothing."""
         if self._loop.is_closed():
             return
-        if self._async:
-            ending = asyncio.run_coroutine_threadsafe(self._async.close(), self._loop)
-            concurrent.futures.wait([ending], _END)
+        concurrent.futures.wait([asyncio.run_coroutine_threadsafe(self._end(), self._loop)], _END)
         self._callbacks.put(None)
         self._loop.call_soon_threadsafe(self._loop.stop)
         for thread in (self._thread, self._caller):
@@ -103,6 +101,13 @@ class Client:
                 thread.join(_END)
         if not self._thread.is_alive():
             self._loop.close()
+
+    async def _end(self) -> None:
+        if self._async:
+            await self._async.close()
+        others = asyncio.all_tasks() - {asyncio.current_task()}
+        if others:  # a connect() that was interrupted tidies up by itself
+            await asyncio.wait(others, timeout=_END / 2)
 
     def __enter__(self) -> Client:
         return self

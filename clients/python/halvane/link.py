@@ -49,7 +49,7 @@ class Connection:
         self._watch(self._monitor, self._read_monitor)
         self._socket.connect(address)
         # A descriptor tells of what comes after the first look.
-        self._read_monitor()
+        self._loop.call_soon(self._read_monitor)
         self._look_again()
 
     def send(self, frames: List[bytes]) -> None:
