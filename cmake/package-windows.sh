@@ -35,6 +35,10 @@ put_copyright rapidjson-dev RapidJSON.txt
 put_copyright mingw-w64-x86-64-dev mingw-w64-and-winpthreads.txt
 put_copyright gcc-mingw-w64-x86-64-posix GCC-runtime-library-exception.txt
 
+# The Python client, which cmake/package-python.sh has made.
+mkdir -p "$folder/python"
+cp build/halvane-*.whl "$folder/python"
+
 rm -f "build/$name.zip"
 (cd "$work" && zip -q -X -r - "$name") >"build/$name.zip"
 echo "Made build/$name.zip"

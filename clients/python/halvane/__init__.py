@@ -44,9 +44,10 @@ from .position import Position
 from .queries import symbols_of
 from .records import Account, CombinationOrder, DetailPosition, ExecutionReport, FillReport, Signal
 from .tracker import TrackerRow
+from .version import VERSION
 from .wire import replace_price
 
-__version__ = "0.1.0"
+__version__ = VERSION
 __all__ = [
     "Account", "AccountsEvent", "AsyncClient", "AsyncOrder", "Client", "CombinationOrder",
     "DetailPosition", "Event", "ExecType", "ExecutionReport", "FeedGap", "FeedStale", "FillEvent",

@@ -46,7 +46,7 @@ class Queries:
         wanted = which or self._account
         if isinstance(wanted, Account):
             return wanted
-        if wanted not in self._accounts:
+        if not self._accounts or (wanted and wanted not in self._accounts):
             await self.accounts()
         only = list(self._accounts.values())
         if not wanted and len(only) == 1:

@@ -32,7 +32,7 @@ Schema = Dict[str, Any]
 
 SCHEMA_FILE, ASYNCAPI_FILE = "halvane.schema.json", "asyncapi.json"
 ORDER = "x-order"  # the members in the order of the wire; one that stands there twice comes twice
-MORE_KEYS = "UserKey*"  # in that order: UserKey2 and whichever more there are
+MORE_KEYS = "UserKey*"  # in that order: those of UserKey2 to UserKey100 that there are
 
 _USER_KEY = "^UserKey([1-9][0-9]?|100)$"
 _STRING: Schema = {"type": "string"}
@@ -120,7 +120,7 @@ def _record(record: Type[Record], restored: bool) -> Schema:
         if form == USER_KEYS:
             keyed = True
             order.append(MORE_KEYS)
-            properties.update(UserKey1=_ref(_form_name(TEXT)), UserKey2=_ref(_form_name(TEXT)))
+            properties["UserKey1"] = _STRING
         else:
             properties[field.key] = _ref(_form_name(form))
     schema = _object(properties, order)
