@@ -16,6 +16,8 @@ import zmq
 
 from running_gateway import SERVICE_KEY, Gateway, connect, take_paths, until
 
+from halvane import FillEvent, OrderEvent, ResetEvent, symbols_of
+
 (PROGRAM,) = take_paths(1)
 ORDERS = int(os.environ.get("HALVANE_FLOW_ORDERS", "10000"))
 CLIENTS, IN_FLIGHT = 8, 12
@@ -54,43 +56,30 @@ MARKET_FILE = {
 }  # fmt: skip
 
 
-def symbols_of(node):
-    yield from node.get("Contracts", [])
-    for child in node.get("Node", []):
-        yield from symbols_of(child)
+class Recorder:
+    """Keeps all that is published, as the package tells it. What it finds out afterwards does not count."""
 
-
-class Recorder(threading.Thread):
-    """Reads all publications as they come and keeps them."""
-
-    def __init__(self, publish_port):
-        super().__init__()
+    def __init__(self, client):
         self.reports = collections.defaultdict(list)  # by report id, in order
         self.report_ids = collections.defaultdict(list)  # by the client's key, as they appear
         self.fills = []
         self.resets = 0
         self.working = {}  # report id to its newest report
-        self.ended = threading.Event()
-        self.socket = connect(zmq.SUB, publish_port)
+        client.on(OrderEvent, self.note)
+        client.on(FillEvent, lambda event: self.fills.append(event.fill.raw))
+        client.on(ResetEvent, self.note_reset)
 
-    def run(self):
-        while not self.ended.is_set():
-            if self.socket.poll(20):
-                self.note(json.loads(self.socket.recv()[:-1]))
-        self.socket.close(0)
+    def note_reset(self, _):
+        self.resets += 1
 
-    def note(self, publication):
-        if publication["DataType"] == "FILLEDREPORT":
-            self.fills.append(publication["Report"])
-        self.resets += publication["DataType"] == "REPORTRESET"
-        if publication["DataType"] != "EXECUTIONREPORT":
+    def note(self, event):
+        report, identity = event.report.raw, event.report.report_id
+        if event.recovered:
             return
-        report = publication["Report"]
-        identity = report["ReportID"]
         if identity not in self.reports:
             self.report_ids[report["UserKey1"]].append(identity)
         self.reports[identity].append(report)
-        if int(report["LeavesQty"]) > 0:
+        if event.report.works:
             self.working[identity] = report
         else:
             self.working.pop(identity, None)
@@ -111,7 +100,7 @@ class Trader(threading.Thread):
 
     def read_market(self):
         lists = [self.client.request("QUERYALLINSTRUMENT", Type=name)["Instruments"] for name in LISTS]
-        self.symbols = [list(symbols_of(each)) for each in lists]
+        self.symbols = [symbols_of(each) for each in lists]
         self.infos = {symbol: self.info(symbol) for symbols in self.symbols for symbol in symbols}
 
     def info(self, symbol):
@@ -236,33 +225,29 @@ class OnPaper(unittest.TestCase):
             raise AssertionError(f"the gateway ended with {code}")
 
     def setUp(self):
-        self.client = self.connect()
+        self.client = self.gateway.connect(account=f"PAPER-{ACCOUNTS[0]}")
+        self.addCleanup(self.client.close)
         self.probes = set()  # keys of orders that the recorder may have missed
-        self.recorder = Recorder(self.client.publish_port)
-        self.recorder.start()
-        self.addCleanup(self.recorder.join)
-        self.addCleanup(self.recorder.ended.set)
-
-    def connect(self):
-        client = self.gateway.logged_in_client()
-        self.addCleanup(client.close)
-        return client
+        self.recorder = Recorder(self.client)
 
     def send(self, name, **param):
-        return self.client.request(name, Param=param)
+        return self.client.request(name, {"Param": param})
 
-    def pages(self, name, member, least=0, **members):
+    def restore(self, name, least):
         """All rows. While the platform is away it has none: there must be at least so many."""
         rows = []
 
         def page():
-            found = self.client.request(name, QryIndex=str(len(rows)), **members)[member]
+            found = self.client.request(name, {"QryIndex": str(len(rows))})["Orders"]
             rows.extend(found)
             return found or len(rows) >= least
 
         while until(page, f"{least} rows of {name}") is not True:
             pass
         return rows
+
+    def positions(self, account=ACCOUNTS[0]):
+        return [row.raw for row in self.client.positions(f"PAPER-{account}")]
 
     def wait_for_the_recorder(self):
         """Sends orders that are refused by the market until the recorder hears of one."""
@@ -332,7 +317,9 @@ class Flow(OnPaper):
             history = reports[-1]["ExecHis"].split(";")
             self.assertEqual([report["ExecType"] for report in reports], history)
             self.assertEqual(reports[-1]["LeavesQty"], "0")
-        rows = self.pages("RESTOREREPORT", "Orders", least=len(published))
+        rows = self.restore("RESTOREREPORT", len(published))
+        until(lambda: {report.report_id for report in self.client.orders()} == {row["ReportID"] for row in rows},
+              "the client's own book is the platform's")  # fmt: skip
         missed = self.probes - self.recorder.report_ids.keys()
         restored = {row["ReportID"]: row for row in rows if row["UserKey1"] not in missed}
         self.assertCountEqual(restored, published)
@@ -344,7 +331,7 @@ class Flow(OnPaper):
 
     def check_fills(self):
         """They are the restored ones and add up to what the orders' reports say."""
-        restored = self.pages("RESTOREFILLREPORT", "Orders", least=len(self.recorder.fills))
+        restored = self.restore("RESTOREFILLREPORT", len(self.recorder.fills))
         for row in restored:
             row.pop("QryIndex")
         published = {fill["ReportID"]: fill for fill in self.recorder.fills}
@@ -384,12 +371,8 @@ class Flow(OnPaper):
             held[where] = bought[where] - sold[where]
         for account in ACCOUNTS:
             expected = {symbol: net for (whose, symbol), net in held.items() if whose == account}
-
-            def rows():
-                return self.pages("POSITIONS", "Positions", AccountMask=f"PAPER-{account}")
-
-            until(lambda: len(rows()) == len(expected), "the counts of the positions")
-            for row in rows():
+            until(lambda: len(self.positions(account)) == len(expected), "the counts of the positions")
+            for row in self.positions(account):
                 where = account, row["Symbol"]
                 net = int(row["SumLongQty"]) - int(row["SumShortQty"])
                 self.assertEqual(net, expected.pop(row["Symbol"]), where)
@@ -430,11 +413,10 @@ class Others(OnPaper):
         act = account | {"Symbol": "&".join(legs), "CombinationType": "9", "OptCombID": "it"}
 
         def rows(name, member):
-            return self.client.request(name, QryIndex="0", AccountMask=mask)[member]
+            return self.client.request(name, {"QryIndex": "0", "AccountMask": mask})[member]
 
         def position(leg):
-            pages = self.pages("POSITIONS", "Positions", AccountMask=mask)
-            return next(row for row in pages if row["Symbol"] == leg)
+            return next(row for row in self.positions() if row["Symbol"] == leg)
 
         for direction, volume, exec_type, combined in [
             ("1", "2", FILLED, "2"),
@@ -457,15 +439,13 @@ class Others(OnPaper):
                 self.assertEqual(int(row[available]), 3 - int(combined))
 
     def month(self):
-        symbols = self.client.request("QUERYALLINSTRUMENT", Type="PaperOpt")["Instruments"]
-        return next(symbols_of(symbols)).split(".")[4]
+        return symbols_of(self.client.instruments("PaperOpt"))[0].split(".")[4]
 
     def set_position(self, symbol, wanted):
         """Buys or sells until the account holds as much."""
 
         def moved():
-            rows = self.pages("POSITIONS", "Positions", AccountMask=f"PAPER-{ACCOUNTS[0]}")
-            nets = [int(r["SumLongQty"]) - int(r["SumShortQty"]) for r in rows if r["Symbol"] == symbol]
+            nets = [int(r["SumLongQty"]) - int(r["SumShortQty"]) for r in self.positions() if r["Symbol"] == symbol]
             missing = wanted - sum(nets)
             if missing:
                 self.send("NEWORDER", BrokerID="PAPER", Account=ACCOUNTS[0], Symbol=symbol, OrderType=MARKET,

@@ -58,6 +58,16 @@ class Book:
             self._of_key.setdefault(report.user_key1, {})[report.report_id] = None
 
 
+def carry_over(old: Book, new: Book) -> None:
+    """The platform has not begun anew, so it knows what it knew: if it does not list it, then because it
+    was away while it was asked."""
+    for report_id, report in old.orders.items():
+        if report_id not in new.orders:
+            new.restore_order(report)
+    for fill in old.fills.values():
+        new.add_fill(fill)
+
+
 def succeed(old: Book, new: Book) -> Tuple[List[Change], List[ExecutionReport]]:
     """What the new book of the same platform knows that the old one did not, orders before fills, and
     the orders that are gone. An order that is unchanged keeps its published form, which says more."""

@@ -10,7 +10,7 @@ from typing import Any, AsyncIterator, Callable, Dict, List, Mapping, NamedTuple
 import zmq
 
 from . import events
-from .book import Book, succeed
+from .book import Book, carry_over, succeed
 from .errors import (
     HalvaneError,
     LoginRefused,
@@ -100,6 +100,7 @@ class Session:
         self._logging_in = asyncio.Lock()
         self._next: Optional[Book] = None  # under construction
         self._again = asyncio.Event()  # the book must be restored anew, or the link is lost
+        self._book_link: Optional[Link] = None  # over which the book was read
         self._resets = 0
         self._resets_told = 0
         self._told: Set[str] = set()  # the fills since the last reset
@@ -231,7 +232,9 @@ class Session:
                 self._next = None
             if self._resets == resets:
                 break
-        self.complete = heard
+        if link is self._book_link and self._resets_told == resets:
+            carry_over(self.book, book)
+        self.complete, self._book_link = heard, link
         self._succeed(book)
 
     def _succeed(self, book: Book) -> None:
