@@ -35,9 +35,10 @@ put_copyright rapidjson-dev RapidJSON.txt
 put_copyright mingw-w64-x86-64-dev mingw-w64-and-winpthreads.txt
 put_copyright gcc-mingw-w64-x86-64-posix GCC-runtime-library-exception.txt
 
-# The Python client, which cmake/package-python.sh has made.
-mkdir -p "$folder/python"
-cp build/halvane-*.whl "$folder/python"
+# The wheel, which cmake/package-python.sh has made, and what its users read.
+cp build/halvane-*.whl "$folder/clients"
+put_text docs/python.md docs/python.md
+cp -R docs/protocol "$folder/docs"
 
 rm -f "build/$name.zip"
 (cd "$work" && zip -q -X -r - "$name") >"build/$name.zip"
