@@ -8,7 +8,6 @@
 #include <chrono>
 #include <exception>
 #include <new>
-#include <system_error>
 #include <utility>
 
 namespace halvane {
@@ -16,10 +15,9 @@ namespace {
 
 constexpr std::size_t kBlockOverhead = 64; // what a queued record costs beside its own bytes
 
-// The line that owns up to what was dropped, whatever the level.
-LogMsgPtr NewDroppedMsg(std::uint64_t count) {
-    const Text text = Format(L"%llu messages dropped: the log could not keep up",
-                             static_cast<unsigned long long>(count));
+// The line that owns up to what is missing, whatever the level.
+LogMsgPtr NewNotice(std::uint64_t count, const wchar_t* fate) {
+    const Text text = Format(L"%llu messages %s", static_cast<unsigned long long>(count), fate);
     LogMsgPtr msg = NewLogMsg(ILogger::LL_WARN, text.c_str());
     if (msg == nullptr) throw std::bad_alloc();
     msg->time = ToLocalTime(TheClock().UnixTimeMs());
@@ -119,7 +117,7 @@ bool CLoggerImpl::StartWriter() {
     try {
         writer_ = std::thread([this] { RunWriter(); });
         return true;
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) { // no thread, or no memory for it
         return false;
     }
 }
@@ -176,24 +174,45 @@ void CLoggerImpl::RunWriter() noexcept {
     queuedBytes_ = 0;
     accepted_ = done_;
     dropped_ = 0;
+    lost_ = 0;
 }
 
-// False when the file was to be written and could not be.
+// What was lost before is told ahead of the batch, what was dropped meanwhile behind it. False when
+// the file was to be written and did not take all.
 bool CLoggerImpl::WriteBatch(const Queue& batch, std::uint64_t dropped) {
-    const bool wanted = IsPrintToFile() != 0;
-    bool usable = wanted && Succeeds([&] { return file_.Open(); });
+    const bool toFile = IsPrintToFile() != 0;
+    bool usable = !toFile || Succeeds([&] { return file_.Open(); });
+    const std::uint64_t before = file_.Written();
     const auto put = [&](const TLogMsg& msg) {
         Post(msg);
-        usable = usable && Succeeds([&] { return file_.Append(FormatLine(msg)); });
+        if (toFile && usable) usable = Succeeds([&] { return file_.Append(FormatLine(msg)); });
     };
+    const auto own = [&](std::uint64_t count, const wchar_t* fate) {
+        LogMsgPtr notice;
+        usable = usable && Succeeds([&] {
+                     notice = NewNotice(count, fate);
+                     return kLogNoError;
+                 });
+        if (usable) put(*notice);
+    };
+    const bool owning = usable && lost_ > 0;
+    if (owning) own(lost_, L"lost: the file could not be written");
     for (const LogMsgPtr& msg : batch)
         put(*msg);
-    const bool told = dropped == 0 || Succeeds([&] {
-                          put(*NewDroppedMsg(dropped));
-                          return kLogNoError;
-                      });
-    const bool closed = !wanted || Succeeds([&] { return file_.Close(); });
-    return told && closed && usable == wanted;
+    if (dropped > 0) own(dropped, L"dropped: the log could not keep up");
+    if (!toFile) return usable;
+    usable = Succeeds([&] { return file_.Close(); }) && usable;
+    CountLost(batch.size(), owning, file_.Written() - before);
+    return usable;
+}
+
+// What was written is the beginning of what was to be.
+void CLoggerImpl::CountLost(std::uint64_t messages, bool owning, std::uint64_t written) {
+    if (owning && written > 0) {
+        lost_ = 0;
+        --written;
+    }
+    lost_ += messages - std::min(messages, written);
 }
 
 void CLoggerImpl::Post(const TLogMsg& msg) {

@@ -14,7 +14,8 @@ namespace halvane {
 
 // The logger: any thread queues messages, one thread of its own writes them in batches, opening and
 // closing the file once per batch. A file that cannot be opened or written loses the batch, not the
-// logger: the next one tries again.
+// logger: the next one tries again, and once the file takes lines again one at WARN says how many
+// messages were lost.
 class CLoggerImpl final : public ILogger {
   public:
     static constexpr std::size_t kQueueLimit = 64u << 20;
@@ -58,6 +59,7 @@ class CLoggerImpl final : public ILogger {
 
     void RunWriter() noexcept;
     bool WriteBatch(const Queue& batch, std::uint64_t dropped);
+    void CountLost(std::uint64_t messages, bool owning, std::uint64_t written);
     void Post(const TLogMsg& msg);
 
     const std::size_t queueLimit_;
@@ -77,7 +79,8 @@ class CLoggerImpl final : public ILogger {
     std::atomic<std::int32_t> printFlag_ = 0;
     std::atomic<std::int32_t> lastError_ = 0;
     std::atomic<HWND__*> window_ = nullptr;
-    LogFile file_; // the writer's while there is one
+    LogFile file_;           // the writer's while there is one
+    std::uint64_t lost_ = 0; // likewise: messages that the file did not take, not yet told
     std::thread writer_;
 };
 

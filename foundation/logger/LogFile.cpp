@@ -58,6 +58,7 @@ void LogFile::Forget() {
     directory_.clear();
     name_.clear();
     named_ = 0;
+    torn_ = false;
 }
 
 std::int32_t LogFile::Open() {
@@ -68,11 +69,14 @@ std::int32_t LogFile::Open() {
         std::filesystem::create_directories(ToPath(directory_), ignored);
         error = file_.Open(name_);
     }
+    if (error == 0 && file_.IsEmpty()) torn_ = false; // another one in the place of the torn
     return ToLogError(error);
 }
 
 std::int32_t LogFile::Append(std::string_view line) {
+    if (gathered_.empty() && torn_) gathered_ = "\r\n"; // ends what a full disk cut short
     gathered_ += line;
+    ends_.push_back(gathered_.size());
     return gathered_.size() < kGathered ? kLogNoError : Flush();
 }
 
@@ -84,11 +88,13 @@ std::int32_t LogFile::Close() {
 
 std::int32_t LogFile::Flush() {
     if (gathered_.empty()) return kLogNoError;
-    if (torn_) gathered_.insert(0, "\r\n"); // ends what a full disk cut short
     std::string_view rest = gathered_;
     const std::uint32_t error = file_.Write(rest);
-    if (rest.size() < gathered_.size()) torn_ = !rest.empty();
+    const std::size_t done = gathered_.size() - rest.size();
+    written_ += static_cast<std::uint64_t>(std::ranges::upper_bound(ends_, done) - ends_.begin());
+    if (done > 0) torn_ = gathered_[done - 1] != '\n';
     gathered_.clear();
+    ends_.clear();
     return ToLogError(error);
 }
 
@@ -96,15 +102,17 @@ void LogFile::UpdateName() {
     const std::int64_t now = TheClock().UnixTimeMs() / 1000;
     const bool newDay = !SameDay(now, named_);
     if (newDay) index_ = 0;
-    if (newDay || name_.empty()) {
-        named_ = now;
-        name_ = DatedName();
-    }
+    if (newDay || name_.empty()) NameAfter(now);
     while (!HasRoom(name_)) {
         ++index_;
-        named_ = now;
-        name_ = DatedName();
+        NameAfter(now);
     }
+}
+
+void LogFile::NameAfter(std::int64_t time) {
+    named_ = time;
+    name_ = DatedName();
+    torn_ = false; // a new file
 }
 
 Text LogFile::DatedName() const {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace halvane {
 
@@ -29,8 +30,13 @@ class LogFile {
     // Writes what was gathered and closes the file.
     std::int32_t Close();
 
+    // How many lines have been written whole, ever. Of those that were added since some Open, these
+    // are the first.
+    std::uint64_t Written() const { return written_; }
+
   private:
     void UpdateName();
+    void NameAfter(std::int64_t time);
     Text DatedName() const;
     std::int32_t Flush();
 
@@ -41,7 +47,9 @@ class LogFile {
     std::int64_t named_ = 0; // when the name was made, seconds since 1970
     SystemFile file_;
     std::string gathered_;
-    bool torn_ = false; // the last write ended inside a line
+    std::vector<std::size_t> ends_; // of the lines in it
+    std::uint64_t written_ = 0;
+    bool torn_ = false; // the file ends inside a line
 };
 
 } // namespace halvane

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace halvane {
@@ -57,6 +58,11 @@ std::uint32_t SystemFile::Write(std::string_view& bytes) {
             return ToWindowsError(errno);
     }
     return 0;
+}
+
+bool SystemFile::IsEmpty() const {
+    struct stat state {};
+    return fstat(static_cast<int>(handle_), &state) == 0 && state.st_size == 0;
 }
 
 void SystemFile::Close() {

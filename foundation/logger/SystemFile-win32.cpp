@@ -37,6 +37,11 @@ std::uint32_t SystemFile::Write(std::string_view& bytes) {
     return 0;
 }
 
+bool SystemFile::IsEmpty() const {
+    LARGE_INTEGER size{};
+    return GetFileSizeEx(ToHandle(handle_), &size) && size.QuadPart == 0;
+}
+
 void SystemFile::Close() {
     if (handle_ != -1) CloseHandle(ToHandle(handle_));
     handle_ = -1;

@@ -22,6 +22,8 @@ class SystemFile {
     // Writes the bytes and takes from them what was written, which is all of them on success.
     std::uint32_t Write(std::string_view& bytes);
 
+    bool IsEmpty() const; // of the open file
+
     void Close();
 
   private:

@@ -3,6 +3,7 @@
 #include "foundation/logger/LogErrors.h"
 #include "foundation/support/Process.h"
 #include "tests/foundation/LoggerTest.h"
+#include "tests/foundation/ScarceMemory.h"
 
 #include <gtest/gtest.h>
 
@@ -143,7 +144,26 @@ TEST_F(LoggerTest, ABadFolderFailsOpenAndCostsABatchLater) {
 
     std::filesystem::remove(folder_ / "logs");
     WriteAndDrain(L"kept");
-    EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  kept\r\n");
+    EXPECT_EQ(Lines(FileOf(0)), "[WARN ]  1 messages lost: the file could not be written\r\n"
+                                "[INFO ]  kept\r\n");
+}
+
+TEST_F(LoggerTest, AnOpenThatFindsNoMemoryLeavesItClosed) {
+    const Text name = folder_.TextOf("logs/test.log");
+    std::filesystem::create_directory(folder_ / "logs"); // so that every try does the same
+    int failures = 0;
+    for (;; ++failures) {
+        allocationsLeft = failures;
+        const int opened = logger_.Open(name.c_str(), ILogger::LL_INFO, ILogger::PRINT_FLAG_FILE);
+        allocationsLeft = kUnlimited;
+        if (opened != 0) break;
+        ASSERT_NE(logger_.GetLastError(), 0);
+        ASSERT_EQ(logger_.GetLogLevel(), ILogger::LL_NONE);
+        ASSERT_EQ(logger_.IsOpen(), 0);
+    }
+    EXPECT_GT(failures, 3);
+    WriteAndDrain(L"open");
+    EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  open\r\n");
 }
 
 TEST_F(LoggerTest, AFailedOpenLeavesNoNameBehind) {
