@@ -1,10 +1,12 @@
 #include "app/CHalvaneApp.h"
 #include "app/QueueLoop.h"
+#include "foundation/support/ConnectionLimit.h"
 #include "foundation/support/Utf.h"
 
 #include <semaphore.h>
 #include <signal.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <thread>
 
@@ -31,6 +33,8 @@ void QuitOnSignals(halvane::HostLoop& loop) {
 } // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGXFSZ, SIG_IGN); // a file at its limit costs log lines, not the process
+    halvane::RaiseDescriptorLimit();
     std::vector<halvane::Text> arguments;
     for (int i = 1; i < argc; ++i)
         arguments.push_back(halvane::FromUtf8(argv[i]).value_or(L"\xFFFD"));

@@ -2,6 +2,7 @@
 
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
+#include "foundation/support/ConnectionLimit.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Settings.h"
 #include "request/RepWorker.h"
@@ -100,6 +101,9 @@ void RequestBroker::Serve(std::stop_token stop) {
     const auto backIp = [] { return Text(L"127.0.0.1"); };
     const auto back = BindToNextFree(back_.get(), backIp, *front - 10000, 50000, stop);
     if (!back) return;
+    const ConnectionLimit limit(context_.get(), front_.get(), [](int refused) {
+        Log().Warn(L"[RequestBroker]no descriptors left: %d connections refused", refused);
+    });
     SetSetting(L"RelayPort", DecimalText(*back)); // before the workers, which read it
     StartWorkers();
     Forward(stop);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/support/ConnectionLimit.h"
 #include "foundation/support/Zmq.h"
 #include "publish/SendWindow.h"
 #include "tradeapi/Items.h"
@@ -7,6 +8,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <thread>
 #include <vector>
@@ -57,6 +59,7 @@ class PublishWorker : public TradeEvents {
     ZmqContext context_;
     std::vector<ZmqSocket> refused_; // their ports were taken; left open
     ZmqSocket socket_;
+    std::optional<ConnectionLimit> limit_;
     SendWindow window_; // under sendLock_
     TradeApi* tradeApi_ = nullptr;
     std::mutex sendLock_; // around each send and its log line

@@ -129,6 +129,14 @@ class Gateway:
         """Its exit code, once it has ended."""
         return self.process.wait(PATIENCE)
 
+    def processor_time(self):
+        """In seconds, of all its threads."""
+        fields = pathlib.Path(f"/proc/{self.process.pid}/stat").read_text().rpartition(")")[2].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def descriptors(self):
+        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
+
     def end(self):
         """Tells it to end and gives its exit code."""
         self.process.terminate()

@@ -2,6 +2,7 @@
 byte for byte, and how it ends. Takes the path of the program as its last argument."""
 
 import json
+import resource
 import socket
 import time
 import unittest
@@ -182,6 +183,40 @@ class Ending(WireTest):
 class LargeRequests(WireTest):
     def test_none_stalls(self):
         self.assertLess(self.start().slowest_large_request(), 0.5)
+
+
+class Limits(WireTest):
+    """What the system grants runs out: the gateway goes on, and says so."""
+
+    def start_limited(self, kind, limit):
+        gateway = self.new_gateway()
+        grant = lambda: resource.setrlimit(kind, (limit, limit))
+        gateway.start("paper:", gateway.system_name, SERVICE_KEY, preexec_fn=grant)
+        gateway.logged("[PublishWorker]working...")
+        return gateway
+
+    def test_more_connections_than_descriptors(self):
+        gateway = self.start_limited(resource.RLIMIT_NOFILE, 256)
+        for worker, port in ("RequestBroker", "RepPort:"), ("PublishWorker", "PublishPort:"):
+            with self.subTest(worker):
+                port = int(gateway.logged(port))
+                crowd = [socket.create_connection(("127.0.0.1", port)) for _ in range(400)]
+                gateway.logged(f"[{worker}]no descriptors left: ")
+                used, started = gateway.processor_time(), time.monotonic()
+                time.sleep(3)
+                self.assertLess((gateway.processor_time() - used) / (time.monotonic() - started), 0.2)
+                for connection in crowd:
+                    connection.close()
+                until(lambda: gateway.descriptors() < 100, "the end of the crowd")
+                with gateway.client() as client:
+                    self.assertEqual(client.request("PONG")["Reply"], "PONG")
+
+    def test_a_file_at_its_limit(self):
+        gateway = self.start_limited(resource.RLIMIT_FSIZE, 1 << 20)
+        with gateway.client() as client:
+            for _ in range(6):
+                self.assertEqual(client.request("PONG", Text="x" * 300_000)["Reply"], "PONG")
+        self.assertEqual(gateway.end(), 0)
 
 
 class Served(WireTest):
