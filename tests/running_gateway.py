@@ -19,6 +19,10 @@ from halvane import Client, LoginRefused
 from halvane.wire import compose, parse
 
 SERVICE_KEY = "wire-key"
+EXPORTS = """ILogger_Create ILogger_Destroy ILogger_GetErrorDesc ILogger_GetLogLevelDesc StringSplit CreateFolder
+    DeleteFolder GetFileNameList RegisterNotification UnregisterNotification SendNotification GetDataFromTopic
+    SetTopic _ZN10CppUtility8BaseData14CreateInstanceEv _ZN10CppUtility8BaseData7ReleaseEv _ZN13CStaticLoggerC1Ei
+    _ZN13CStaticLoggerD1Ev _ZN13CStaticLogger5ResetEP7ILogger""".split()  # what other modules look for
 PATIENCE = 60  # seconds until something that must happen counts as missing
 LINE = re.compile(r"\d\d:\d\d:\d\d\.\d{3} [ \d]{5}\d  \[(?:DEBUG|TRACE|INFO |WARN |ERROR|FATAL)\]  ")
 

@@ -4,12 +4,13 @@ byte for byte, and how it ends. Takes the path of the program as its last argume
 import json
 import resource
 import socket
+import subprocess
 import time
 import unittest
 
 import zmq
 
-from running_gateway import LINE, ROOT, SERVICE_KEY, Gateway, connect, take_paths, until
+from running_gateway import EXPORTS, LINE, ROOT, SERVICE_KEY, Gateway, connect, take_paths, until
 
 (PROGRAM,) = take_paths(1)
 
@@ -183,6 +184,14 @@ class Ending(WireTest):
 class LargeRequests(WireTest):
     def test_none_stalls(self):
         self.assertLess(self.start().slowest_large_request(), 0.5)
+
+
+class Exports(unittest.TestCase):
+    def test_the_names_that_other_modules_look_for(self):
+        words = ["nm", "-D", "--defined-only", "--format=just-symbols", PROGRAM]
+        names = subprocess.run(words, capture_output=True, text=True, check=True).stdout.split()
+        self.assertLessEqual(set(EXPORTS), set(names))
+        self.assertFalse([name for name in names if "halvane" in name], "the house's own are nobody's")
 
 
 class Limits(WireTest):

@@ -30,6 +30,13 @@ CLoggerImpl::CLoggerImpl(std::size_t queueLimit) : queueLimit_(queueLimit) {}
 
 CLoggerImpl::~CLoggerImpl() { CLoggerImpl::Close(); }
 
+void* CLoggerImpl::Delete(unsigned int flags) {
+    void* const address = this;
+    this->~CLoggerImpl();
+    if ((flags & 1) != 0) ::operator delete(address);
+    return address;
+}
+
 int CLoggerImpl::Open(const wchar_t* fileName, LogLevel level, int printFlag) {
     const std::lock_guard lifecycle(lifecycle_);
     lastError_ = kLogNoError;

@@ -24,10 +24,11 @@ class CLoggerImpl final : public ILogger {
     // dropped (but two of any size find room), and a line at WARN says how many as soon as the
     // writer has caught up.
     explicit CLoggerImpl(std::size_t queueLimit = kQueueLimit);
-    ~CLoggerImpl() override; // closes
+    ~CLoggerImpl(); // closes
     CLoggerImpl(const CLoggerImpl&) = delete;
     CLoggerImpl& operator=(const CLoggerImpl&) = delete;
 
+    void* Delete(unsigned int flags) override;
     int Open(const wchar_t* fileName, LogLevel level, int printFlag) override;
     int Close() override;
     void Write(LogLevel level, const wchar_t* text) override;

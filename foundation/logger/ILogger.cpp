@@ -13,8 +13,6 @@
     LogV(level, format, args);                                                                     \
     va_end(args)
 
-ILogger::~ILogger() = default;
-
 void ILogger::Debug_0(const wchar_t* text) { Write(LL_DEBUG, text); }
 void ILogger::Trace_0(const wchar_t* text) { Write(LL_TRACE, text); }
 void ILogger::Info_0(const wchar_t* text) { Write(LL_INFO, text); }
@@ -74,7 +72,10 @@ void ILogger::TryFatal(const wchar_t* format, ...) {
 }
 
 ILogger* ILogger_Create() { return new (std::nothrow) halvane::CLoggerImpl; }
-void ILogger_Destroy(ILogger* logger) { delete logger; }
+void ILogger_Destroy(ILogger* logger) {
+    constexpr unsigned int kFree = 1;
+    if (logger != nullptr) logger->Delete(kFree);
+}
 
 const wchar_t* ILogger_GetLogLevelDesc(int level) {
     switch (level) {

@@ -8,8 +8,8 @@
 #include <cstdint>
 
 // The logger as modules loaded into the program see it: names, values and the order of the virtual
-// operations are fixed. It lies outside the house's namespace because it is exported under its own
-// names.
+// operations are fixed, also for modules of other compilers, which call by the slots in that order.
+// It lies outside the house's namespace because it is exported under its own names.
 
 struct HWND__; // what a window handle points to; opaque, and without meaning outside Windows
 
@@ -46,7 +46,10 @@ class HALVANE_EXPORT ILogger {
         char16_t text[1];
     };
 
-    virtual ~ILogger();
+    // What a compiler with one slot for the deleting destructor calls there: ends the logger, frees
+    // its memory if bit 0 of `flags` is set, and gives the address that it had. A virtual
+    // destructor would take two slots here, and all that follow would stand one further.
+    virtual void* Delete(unsigned int flags) = 0;
 
     // Opens for messages of at least this level, to the file, the window or both (PRINT_FLAG_...).
     // Null or "" names the default file, logs\<executable>.log beside the executable; the file that
@@ -100,6 +103,9 @@ class HALVANE_EXPORT ILogger {
     virtual void SetWindow(HWND__* window) = 0;
     virtual HWND__* GetWindow() = 0;
     virtual void FreeLogMsg(const TLogMsg* msg) = 0;
+
+  protected:
+    ~ILogger() = default;
 };
 
 static_assert(offsetof(ILogger::TLogMsg, text) == 28);

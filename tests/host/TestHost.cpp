@@ -25,8 +25,12 @@ LogKeeper::Shared& LogKeeper::TheShared() {
     return shared;
 }
 
-class LogKeeper::Logger : public ILogger {
+class LogKeeper::Logger final : public ILogger {
   public:
+    void* Delete(unsigned int) override {
+        delete this;
+        return nullptr;
+    }
     void Write(LogLevel level, const wchar_t* text) override {
         const std::string line = ToUtf8(ILogger_GetLogLevelDesc(level)) + " " + ToUtf8(text);
         Shared& shared = TheShared();

@@ -7,9 +7,18 @@
 
 #include <future>
 
-// A module that is loaded into the running program and uses what the program exports.
+// A module that is loaded into the running program and uses what the program exports. The logger it
+// calls as modules of other compilers do: by the number of the slot, whatever the operation's name.
 
 namespace {
+
+constexpr std::size_t kDelete = 0, kOpen = 1, kDebug = 12, kInfo = 14, kTryError = 23, kIsOpen = 25,
+                      kGetPrintFlag = 28, kGetLogLevel = 29, kGetLastError = 31, kFreeLogMsg = 34;
+
+template <class Operation> Operation* Slot(ILogger* logger, std::size_t slot) {
+    return (*reinterpret_cast<Operation***>(logger))[slot];
+}
+int Ask(ILogger* logger, std::size_t slot) { return Slot<int(ILogger*)>(logger, slot)(logger); }
 
 using namespace CppUtility;
 
@@ -23,15 +32,26 @@ class Receiver : public ReceiveNotification {
 
 // The logger stays open until the program ends, so that nothing is dropped.
 std::wstring UseLogger() {
-    static CStaticLogger logger(1);
-    const int opened = logger->Open(L"guest.log", ILogger::LL_INFO, ILogger::PRINT_FLAG_FILE);
-    logger->Info(L"%s logs number %d", L"the guest", 7);
-    logger->Debug(L"not this");
+    using Opening = int(ILogger*, const wchar_t*, std::int32_t, int);
+    using Logging = void(ILogger*, const wchar_t*, ...);
+    static CStaticLogger holder(1);
+    ILogger* const logger = holder.Get();
+    const int opened = Slot<Opening>(logger, kOpen)(logger, L"guest.log", ILogger::LL_INFO, 1);
+    Slot<Logging>(logger, kInfo)(logger, L"%s logs number %d", L"the guest", 7);
+    Slot<Logging>(logger, kDebug)(logger, L"not this");
+    Slot<Logging>(logger, kTryError)(logger, L"%s", L"the end");
+    Slot<void(ILogger*, const void*)>(logger, kFreeLogMsg)(logger, nullptr);
+    const bool fine = Ask(logger, kIsOpen) == 1 && Ask(logger, kGetPrintFlag) == 1 &&
+                      Ask(logger, kGetLogLevel) == ILogger::LL_INFO;
+
     ILogger* const other = ILogger_Create();
-    const bool closed = other->IsOpen() == 0 && other->GetLogLevel() == ILogger::LL_NONE;
-    ILogger_Destroy(other);
+    Slot<Logging>(other, kInfo)(other, L"closed");
+    const bool closed = Ask(other, kIsOpen) == 0 && Ask(other, kGetLastError) == 15;
+    const bool deleted = Slot<void*(ILogger*, unsigned int)>(other, kDelete)(other, 1) == other;
+    ILogger_Destroy(ILogger_Create());
     return std::to_wstring(opened) + ILogger_GetLogLevelDesc(ILogger::LL_WARN) +
-           (closed && ILogger_GetErrorDesc(1) != nullptr ? L" closed" : L" broken");
+           (fine && closed && deleted && ILogger_GetErrorDesc(1) != nullptr ? L" fine"
+                                                                            : L" broken");
 }
 
 std::wstring UseRecords() {
@@ -75,7 +95,7 @@ std::wstring UseNotifications() {
 
 } // namespace
 
-extern "C" __declspec(dllexport) const wchar_t* GuestReport() {
+extern "C" const wchar_t* GuestReport() {
     static const std::wstring report =
         UseLogger() + L"\n" + UseRecords() + L"\n" + UseHelpers() + L"\n" + UseNotifications();
     return report.c_str();
