@@ -2,6 +2,7 @@
 add_library(house INTERFACE)
 target_include_directories(house INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(house INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_compile_options(house INTERFACE $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 target_compile_definitions(house INTERFACE HALVANE_VERSION="${PROJECT_VERSION}")
 target_link_libraries(house INTERFACE Threads::Threads)
 

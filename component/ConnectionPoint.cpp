@@ -41,7 +41,7 @@ HRESULT ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) {
     if (!events) events = QueryInterfaceOf<IDispatch>(*sink, IID_IDispatch);
     if (!events) return CONNECT_E_CANNOTCONNECT;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         *cookie = ++lastCookie_;
         sinks_[*cookie] = std::move(events);
     }
@@ -51,7 +51,7 @@ HRESULT ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) {
 
 HRESULT ConnectionPoint::Unadvise(DWORD cookie) {
     ComPtr<IDispatch> sink; // released after the lock
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     const auto found = sinks_.find(cookie);
     if (found == sinks_.end()) return CONNECT_E_NOCONNECTION;
     sink = std::move(found->second);
@@ -65,7 +65,7 @@ void ConnectionPoint::Send(DISPID id, Variant* arguments, std::size_t count) {
     InitialiseComOnThisThread();
     std::vector<ComPtr<IDispatch>> sinks;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         for (const auto& [cookie, sink] : sinks_) {
             sink->AddRef();
             sinks.emplace_back(sink.get());

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 #include "tradeapi/Automation.h"
 
 #include <functional>
 #include <map>
-#include <mutex>
 
 namespace halvane {
 
@@ -42,7 +41,7 @@ class ConnectionPoint : public IConnectionPoint {
     IDispatch& owner_;
     IID events_;
     std::function<void()> connected_;
-    std::mutex lock_;
+    Mutex lock_;
     DWORD lastCookie_ GUARDED_BY(lock_) = 0;
     std::map<DWORD, ComPtr<IDispatch>> sinks_ GUARDED_BY(lock_);
 };

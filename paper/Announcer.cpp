@@ -1,5 +1,6 @@
 #include "paper/Announcer.h"
 
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Process.h"
 #include "paper/Topics.h"
 #include "paper/exchange/Exchange.h"
@@ -74,7 +75,7 @@ void Announcer::Tell(const std::vector<Notice>& notices) {
 void Announcer::Post(const ReportNotice& notice) {
     events_.Post([this, notice] {
         {
-            const std::lock_guard guard(lock_);
+            const MutexLock guard(lock_);
             shown_.Show(*notice.order, notice.state);
         }
         CallTrader([&](TradeEvents& trader) { trader.OnExecutionReport(notice.order->reportId); });
@@ -101,7 +102,7 @@ void Announcer::Post(const CombinationNotice& notice) {
 void Announcer::Post(const ResetNotice& notice) {
     events_.Post([this, notice] {
         if (notice.newDay) {
-            const std::lock_guard guard(lock_);
+            const MutexLock guard(lock_);
             shown_ = {};
         }
         CallTrader([](TradeEvents& trader) { trader.OnReportReset(); });
@@ -165,7 +166,7 @@ template <typename Call> void Announcer::PostToTrader(Call call) {
 template <typename Call> void Announcer::CallTrader(Call call) {
     TradeEvents* trader = nullptr;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         trader = trader_;
     }
     if (trader != nullptr) call(*trader);

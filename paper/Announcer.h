@@ -1,13 +1,12 @@
 #pragma once
 
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Text.h"
 #include "paper/EventQueue.h"
 #include "paper/exchange/Notices.h"
 #include "paper/exchange/Signals.h"
 #include "paper/rows/ShownReports.h"
 
-#include <mutex>
 #include <set>
 
 namespace halvane {
@@ -24,7 +23,7 @@ class Exchange;
 // events take that lock where they need it, and never while a sink is called.
 class Announcer {
   public:
-    explicit Announcer(std::mutex& platformLock) : lock_(platformLock) {}
+    explicit Announcer(Mutex& platformLock) : lock_(platformLock) {}
 
     // False when there is such a sink already. Sinks are greeted once the market has started.
     bool Advise(HostEvents& sink);
@@ -62,7 +61,7 @@ class Announcer {
     template <typename Call> void PostToTrader(Call call);
     template <typename Call> void CallTrader(Call call);
 
-    std::mutex& lock_;
+    Mutex& lock_;
     const Exchange* exchange_ GUARDED_BY(lock_) = nullptr; // from Start on
     HostEvents* host_ GUARDED_BY(lock_) = nullptr;
     TradeEvents* trader_ GUARDED_BY(lock_) = nullptr;

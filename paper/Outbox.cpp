@@ -1,6 +1,7 @@
 #include "paper/Outbox.h"
 
 #include "foundation/support/Json.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
 #include "paper/base/Calendar.h"
@@ -16,7 +17,7 @@ bool Outbox::Add(TextView lineId, TextView message) {
     json.Member(L"LineID", lineId);
     json.Member(L"Message", message);
     const std::string line = ToUtf8(json.Finish()) + "\n";
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     std::ofstream file(path_, std::ios::binary | std::ios::app);
     file.write(line.data(), static_cast<std::streamsize>(line.size()));
     file.close();

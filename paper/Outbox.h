@@ -1,9 +1,9 @@
 #pragma once
 
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Text.h"
 
 #include <filesystem>
-#include <mutex>
 
 namespace halvane::paper {
 
@@ -20,7 +20,7 @@ class Outbox {
 
   private:
     const std::filesystem::path path_;
-    std::mutex lock_; // lines do not mix
+    Mutex lock_; // lines do not mix
 };
 
 } // namespace halvane::paper

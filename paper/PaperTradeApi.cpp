@@ -1,6 +1,6 @@
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Utf.h"
 #include "paper/Announcer.h"
@@ -20,7 +20,6 @@
 #include "paper/rows/ReportItems.h"
 #include "paper/rows/Tracker.h"
 
-#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -83,7 +82,7 @@ class PaperTradeApi : public TradeApi {
     const ServiceKey* FindKey(TextView key) const;
 
     Outbox outbox_{ToPath(ExecutableFolder() + L"PaperOutbox.log")}; // has a lock of its own
-    std::mutex lock_;
+    Mutex lock_;
     std::optional<Exchange> exchange_ GUARDED_BY(lock_); // from Connect on
     std::vector<ServiceKey> keys_ GUARDED_BY(lock_);
     Announcer announcer_{lock_}; // guarded by it as well; ends before what it tells of
@@ -103,18 +102,18 @@ std::unique_ptr<PositionTracker> PaperTradeApi::CreatePositionTracker() {
 }
 
 bool PaperTradeApi::Advise(HostEvents& sink) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return announcer_.Advise(sink);
 }
 
 bool PaperTradeApi::Advise(TradeEvents& sink) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return announcer_.Advise(sink);
 }
 
 std::int32_t PaperTradeApi::Connect(TextView hostAddress, TextView systemName, TextView serviceKey,
                                     std::int32_t) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     keys_.insert(keys_.begin(), {Text(serviceKey), Text(systemName)});
     if (exchange_) return kConnected;
     std::optional<MarketPlan> plan = ChooseMarket(hostAddress);
@@ -133,7 +132,7 @@ std::int32_t PaperTradeApi::Connect(TextView hostAddress, TextView systemName, T
 void PaperTradeApi::RunMarket(const std::stop_token& stop, Pacer pacer) {
     while (TheClock().Sleep(pacer.PauseMs(), stop)) {
         for (std::int64_t due = pacer.Due(); due > 0; --due) { // calls come in between
-            const std::lock_guard guard(lock_);
+            const MutexLock guard(lock_);
             StepMarket();
         }
     }
@@ -149,7 +148,7 @@ void PaperTradeApi::StepMarket() {
 void PaperTradeApi::Delay() {
     std::uint32_t delayMs = 0;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (!exchange_) return;
         const Incident* delay = exchange_->TheIncidents().Active(IncidentKind::DelayAnswers);
         if (delay != nullptr) delayMs = static_cast<std::uint32_t>(delay->delayMs);
@@ -173,7 +172,7 @@ const ServiceKey* PaperTradeApi::FindKey(TextView key) const {
 void PaperTradeApi::GeneralCommand(std::int32_t kind, std::int32_t subKind, TextView,
                                    std::optional<Text>& inOut) {
     if (kind != kCheckKeyCommand || subKind != 0) return;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     const ServiceKey* row = inOut ? FindKey(*inOut) : nullptr;
     inOut = row == nullptr ? std::nullopt : std::optional(row->systemName);
 }
@@ -182,7 +181,7 @@ std::int32_t PaperTradeApi::GetDataItem(std::int32_t kind, std::int32_t index, T
                                         Item& item) {
     auto* paperItem = dynamic_cast<PaperItem*>(&item);
     if (index == 0) Delay(); // once a list
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (paperItem == nullptr || !IsUp() || index < 0 || RefusesRow()) return kNothingRead;
     paperItem->Clear();
     return PutRow(kind, index, accountMask, *paperItem);
@@ -204,7 +203,7 @@ std::int32_t PaperTradeApi::PutRow(std::int32_t kind, std::int32_t index, TextVi
 
 template <typename Call> std::int32_t PaperTradeApi::Change(Call call) {
     Delay();
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (!IsUp()) return kNotConnected;
     exchange_->EndDayIfOver();
     const std::int32_t result = call(*exchange_);
@@ -233,7 +232,7 @@ std::int32_t PaperTradeApi::CancelOrder(TextView reportId, TextView) {
 
 std::int32_t PaperTradeApi::QueryReport(std::int32_t kind, TextView id, Item& item) {
     auto* paperItem = dynamic_cast<PaperItem*>(&item);
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (paperItem == nullptr || !exchange_) return kNothingRead;
     paperItem->Clear();
     // An event that is on its way when the platform goes away still finds its report.
@@ -267,7 +266,7 @@ Text PaperTradeApi::GetPlatformValue(TextView name) {
 void PaperTradeApi::SetMode(std::int32_t) {}
 
 void PaperTradeApi::SubscribeTopic(TextView topic) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     announcer_.Subscribe(topic);
 }
 
@@ -277,7 +276,7 @@ void PaperTradeApi::SendTopicCommand(TextView topic, std::int32_t value, TextVie
         if (value == kLineMessage && data) outbox_.Add(text, *data);
         return;
     }
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (topic == kRecoverTopic && exchange_ && announcer_.IsSubscribed(kReturnTopic))
         announcer_.TellRecovered(text, value);
 }
@@ -300,7 +299,7 @@ void PaperTradeApi::NewStrategyOrder(TextView text) {
 
 template <typename Result, typename Read>
 Result PaperTradeApi::ReadInstrument(TextView symbol, Result unknown, Read read) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     const Book* book = IsUp() ? exchange_->FindBook(symbol) : nullptr;
     return book == nullptr ? unknown : read(*book);
 }
@@ -323,7 +322,7 @@ std::int32_t PaperTradeApi::GetTradingDays(TextView symbol, std::int32_t expirat
 
 void PaperTradeApi::AttachPositionTracker(PositionTracker& tracker) {
     auto* paperTracker = dynamic_cast<Tracker*>(&tracker);
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (paperTracker == nullptr || !exchange_) return;
     paperTracker->Clear();
     for (const auto& account : exchange_->Accounts())

@@ -98,7 +98,7 @@ void PublishWorker::SendHeartbeats(std::stop_token stop) {
 
 void PublishWorker::SendData(TextView text, bool log) {
     std::string bytes = ToUtf8(text);
-    const std::lock_guard guard(sendLock_);
+    const MutexLock guard(sendLock_);
     if (log) Log().Info(L"[PublishWorker]SendData:%s", Text(text).c_str());
     ++sent_;
     SendWithTrailingZero(socket_.get(), std::move(bytes));

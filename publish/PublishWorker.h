@@ -1,13 +1,13 @@
 #pragma once
 
 #include "foundation/support/ConnectionLimit.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Zmq.h"
 #include "publish/SendWindow.h"
 #include "tradeapi/Items.h"
 #include "tradeapi/TradeEvents.h"
 
 #include <atomic>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <thread>
@@ -62,7 +62,7 @@ class PublishWorker : public TradeEvents {
     std::optional<ConnectionLimit> limit_;
     SendWindow window_; // under sendLock_
     TradeApi* tradeApi_ = nullptr;
-    std::mutex sendLock_; // around each send and its log line
+    Mutex sendLock_; // around each send and its log line
     std::atomic<std::uint64_t> sent_ = 0;
     std::jthread heartbeat_;
 };

@@ -2,6 +2,7 @@
 
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Settings.h"
@@ -167,7 +168,7 @@ void RepWorker::Refuse(const Request& request, TextView reason) {
 
 void RepWorker::SendData(TextView json, bool log) {
     std::string bytes = ToUtf8(json);
-    const std::lock_guard guard(sendLock_);
+    const MutexLock guard(sendLock_);
     if (log) Log().Info(L"[RepWorker]SendData:%s", Text(json).c_str());
     replied_ = true;
     ++requestsServed;

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "foundation/cpputility/Notifications.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Zmq.h"
 #include "request/Envelope.h"
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <stop_token>
 
 namespace halvane {
@@ -66,7 +66,7 @@ class RepWorker : public CppUtility::ReceiveNotification {
     ZmqContext context_;
     ZmqSocket socket_;
     TradeApi* tradeApi_ = nullptr;
-    std::mutex sendLock_;                             // around each reply
+    Mutex sendLock_;                                  // around each reply
     std::map<Text, Text, std::less<>> contractNames_; // list type to alias
     std::uint32_t processId_;
     Text serviceKey_;

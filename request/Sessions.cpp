@@ -5,8 +5,8 @@
 #include "foundation/cpputility/TopicBoard.h"
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
-#include "foundation/support/Guarded.h"
 #include "foundation/support/Md5.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Settings.h"
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
@@ -15,7 +15,6 @@
 
 #include <atomic>
 #include <map>
-#include <mutex>
 
 namespace halvane {
 namespace {
@@ -34,8 +33,8 @@ std::atomic<std::uint32_t> loginCounter = 0;
 struct SessionStore {
     // Around every removal of a session, and wherever a nested record of the table is in hand: a
     // removal frees it. Taken before mapLock.
-    std::mutex removalLock;
-    std::mutex mapLock;
+    Mutex removalLock;
+    Mutex mapLock;
     std::map<Text, Text, std::less<>> map GUARDED_BY(mapLock); // key to key
 };
 
@@ -61,7 +60,7 @@ Text FormSessionKey() {
 
 void RemoveFromMap(TextView key) {
     SessionStore& store = TheStore();
-    const std::lock_guard guard(store.mapLock);
+    const MutexLock guard(store.mapLock);
     if (const auto found = store.map.find(key); found != store.map.end()) store.map.erase(found);
 }
 
@@ -71,8 +70,8 @@ LoginInfoTable::LoginInfoTable() { CppUtility::SetTopic(kLoginInfo, BaseData::Cr
 
 LoginInfoTable::~LoginInfoTable() {
     SessionStore& store = TheStore();
-    const std::lock_guard removal(store.removalLock);
-    const std::lock_guard guard(store.mapLock);
+    const MutexLock removal(store.removalLock);
+    const MutexLock guard(store.mapLock);
     store.map.clear();
     Table().Release();
     CppUtility::SetTopic(kLoginInfo, nullptr);
@@ -80,13 +79,13 @@ LoginInfoTable::~LoginInfoTable() {
 
 bool IsSessionKnown(TextView key) {
     SessionStore& store = TheStore();
-    const std::lock_guard guard(store.mapLock);
+    const MutexLock guard(store.mapLock);
     return store.map.contains(key);
 }
 
 std::size_t SessionCount() {
     SessionStore& store = TheStore();
-    const std::lock_guard guard(store.mapLock);
+    const MutexLock guard(store.mapLock);
     return store.map.size();
 }
 
@@ -110,7 +109,7 @@ void RemoveLoginInfo(const Text& key) {
 
 void UpdatePingTime(const Text& key) {
     const std::uint32_t tick = TheClock().TickCount();
-    const std::lock_guard removal(TheStore().removalLock);
+    const MutexLock removal(TheStore().removalLock);
     BaseData* session = Table().GetRecord(key.c_str());
     if (session == nullptr) return;
     SetPingTime(*session, tick);
@@ -120,25 +119,25 @@ void UpdatePingTime(const Text& key) {
 void OpenSession(const Text& key) {
     SaveLoginInfo(key);
     SessionStore& store = TheStore();
-    const std::lock_guard guard(store.mapLock);
+    const MutexLock guard(store.mapLock);
     store.map.insert_or_assign(key, key);
 }
 
 void CloseSession(const Text& key) {
-    const std::lock_guard removal(TheStore().removalLock);
+    const MutexLock removal(TheStore().removalLock);
     RemoveLoginInfo(key);
     RemoveFromMap(key);
 }
 
 void DropSession(const Text& key) {
-    const std::lock_guard removal(TheStore().removalLock);
+    const MutexLock removal(TheStore().removalLock);
     if (!IsSessionKnown(key)) return;
     RemoveFromMap(key);
     RemoveLoginInfo(key);
 }
 
 void ReportSilentSessions() {
-    const std::lock_guard removal(TheStore().removalLock);
+    const MutexLock removal(TheStore().removalLock);
     std::vector<CppUtility::DataTableInfo> sessions;
     const std::uint32_t now = TheClock().TickCount();
     Table().GetRecords(sessions);

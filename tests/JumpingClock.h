@@ -1,9 +1,7 @@
 #pragma once
 
 #include "foundation/support/Clock.h"
-
-#include <condition_variable>
-#include <mutex>
+#include "foundation/support/Mutex.h"
 
 namespace halvane {
 
@@ -14,17 +12,17 @@ class JumpingClock : public Clock {
     explicit JumpingClock(std::uint32_t selfMovingMs = 0) : selfMovingMs_(selfMovingMs) {}
 
     std::uint32_t TickCount() override {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         return static_cast<std::uint32_t>(elapsedMs_) + firstTick_;
     }
 
     std::int64_t UnixTimeMs() override {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         return startMs_ + elapsedMs_;
     }
 
     bool Sleep(std::uint32_t timeMs, std::stop_token stop) override {
-        std::unique_lock guard(lock_);
+        MutexLock guard(lock_);
         const std::int64_t end = elapsedMs_ + timeMs;
         if (timeMs <= selfMovingMs_) {
             MoveTo(end);
@@ -37,28 +35,28 @@ class JumpingClock : public Clock {
     }
 
     void Advance(std::int64_t ms) {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         MoveTo(elapsedMs_ + ms);
     }
 
     // How often a thread has gone to sleep, and a wait until that number is reached: a thread that
     // sleeps again has done its round.
     int Sleeps() {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         return sleeps_;
     }
     void WaitForSleeps(int count) {
-        std::unique_lock guard(lock_);
+        MutexLock guard(lock_);
         changed_.wait(guard, [&] { return sleeps_ >= count; });
     }
 
     void SetTick(std::uint32_t tick) {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         firstTick_ = tick - static_cast<std::uint32_t>(elapsedMs_);
     }
 
     void SetUnixTimeMs(std::int64_t ms) {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         startMs_ = ms - elapsedMs_;
     }
 
@@ -69,7 +67,7 @@ class JumpingClock : public Clock {
     }
 
     const std::uint32_t selfMovingMs_;
-    std::mutex lock_;
+    Mutex lock_;
     std::condition_variable_any changed_;
     std::int64_t elapsedMs_ = 0;
     std::int64_t startMs_ = 1'794'000'000'000;

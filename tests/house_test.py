@@ -78,6 +78,11 @@ FORBIDDEN_CODE = [
         None,
     ),
     (r"\bshared_ptr\b", "shares ownership", None),
+    (
+        r"\bstd::(?:(?:recursive_|shared_)?mutex|(?:lock_guard|unique_lock|scoped_lock)\b|condition_variable(?!_any))",
+        "a lock that Clang cannot check",
+        r"foundation/support/Mutex\.h|tradeapi/paper/",
+    ),
 ]
 FORBIDDEN_STRINGS = [
     (r"%[-+ #0-9.*]*l[dux]", "a format whose width differs between systems", r"tests/"),
@@ -390,6 +395,8 @@ class TheChecks(unittest.TestCase):
             ('char a = \'"\'; std::wcout << "";', 1),
             ("1'000'000; towupper(L'a');", 1),
             ("std::shared_ptr<int> a;", 1),
+            ("std::mutex a; std::lock_guard b(a); std::condition_variable c;", 3),
+            ("Mutex a; const MutexLock b(a); std::condition_variable_any c;", 0),
         ]
         self.check(rows, lambda text: check_words({"app/A.cpp": text}))
         self.assertFalse(list(check_words({"foundation/support/Clock-win32.cpp": "Sleep(1);"})))

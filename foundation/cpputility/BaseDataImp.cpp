@@ -52,10 +52,10 @@ ChangeSet* BaseDataImp::BeginChange() { return new ChangeSet; }
 void BaseDataImp::ApplyChange(ChangeSet* changes) {
     const std::unique_ptr<ChangeSet> owned(changes);
     {
-        const std::lock_guard guard(dataLock_);
+        const halvane::MutexLock guard(dataLock_);
         Apply(*changes);
     }
-    const std::lock_guard guard(listenerLock_);
+    const halvane::MutexLock guard(listenerLock_);
     for (std::size_t i = 0; i < listeners_.size(); ++i)
         listeners_[i]->OnBaseData(this);
 }
@@ -83,43 +83,43 @@ void BaseDataImp::Clear(DataType type) {
 }
 
 std::wstring BaseDataImp::GetString(const wchar_t* key) {
-    const std::lock_guard guard(dataLock_);
+    const halvane::MutexLock guard(dataLock_);
     const auto found = values_.find(TextView(key));
     return found == values_.end() ? Text() : found->second;
 }
 
 std::int64_t BaseDataImp::GetInteger(const wchar_t* key, std::int64_t defaultValue) {
-    const std::lock_guard guard(dataLock_);
+    const halvane::MutexLock guard(dataLock_);
     const auto found = values_.find(TextView(key));
     return found == values_.end() ? defaultValue : halvane::ToInt64(found->second);
 }
 
 BaseData* BaseDataImp::GetRecord(const wchar_t* key) {
-    const std::lock_guard guard(dataLock_);
+    const halvane::MutexLock guard(dataLock_);
     const auto found = records_.find(TextView(key));
     return found == records_.end() ? nullptr : found->second.get();
 }
 
 void BaseDataImp::AddListener(ReceiveBaseData* listener) {
-    const std::lock_guard guard(listenerLock_);
+    const halvane::MutexLock guard(listenerLock_);
     listeners_.push_back(listener);
 }
 
 void BaseDataImp::RemoveListener(ReceiveBaseData* listener) {
-    const std::lock_guard guard(listenerLock_);
+    const halvane::MutexLock guard(listenerLock_);
     const auto found = std::ranges::find(listeners_, listener);
     if (found != listeners_.end()) listeners_.erase(found);
 }
 
 void BaseDataImp::GetRecords(std::vector<DataTableInfo>& records) {
-    const std::lock_guard guard(dataLock_);
+    const halvane::MutexLock guard(dataLock_);
     records.clear();
     for (const auto& [key, record] : records_)
         records.push_back({key, record.get()});
 }
 
 void BaseDataImp::GetValues(std::vector<std::pair<std::wstring, std::wstring>>& values) {
-    const std::lock_guard guard(dataLock_);
+    const halvane::MutexLock guard(dataLock_);
     values.assign(values_.begin(), values_.end());
 }
 

@@ -1,12 +1,11 @@
 #pragma once
 
 #include "foundation/cpputility/BaseData.h"
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Text.h"
 
 #include <map>
 #include <memory>
-#include <mutex>
 
 namespace CppUtility {
 
@@ -61,13 +60,13 @@ class BaseDataImp final : public BaseData {
     };
     using RecordPtr = std::unique_ptr<BaseData, Releaser>;
 
-    void Apply(const ChangeSet& changes);
-    void Clear(DataType type);
+    void Apply(const ChangeSet& changes) REQUIRES(dataLock_);
+    void Clear(DataType type) REQUIRES(dataLock_);
 
-    std::recursive_mutex dataLock_;
+    halvane::RecursiveMutex dataLock_;
     std::map<halvane::Text, halvane::Text, std::less<>> values_ GUARDED_BY(dataLock_);
     std::map<halvane::Text, RecordPtr, std::less<>> records_ GUARDED_BY(dataLock_);
-    std::recursive_mutex listenerLock_; // also held while listeners are called
+    halvane::RecursiveMutex listenerLock_; // also held while listeners are called
     std::vector<ReceiveBaseData*> listeners_ GUARDED_BY(listenerLock_);
 };
 

@@ -1,12 +1,11 @@
 #include "foundation/cpputility/Notifications.h"
 
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Text.h"
 #include "foundation/support/WorkQueue.h"
 
 #include <algorithm>
 #include <map>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -31,21 +30,21 @@ class NotificationHub {
 
     void Dispatch(const std::stop_token& stop);
     void Deliver(const Notification& notification);
-    Receivers ReceiversOf(TextView name);
+    Receivers ReceiversOf(TextView name) REQUIRES(receiversLock_);
 
-    std::recursive_mutex receiversLock_; // also held while receivers are called
+    halvane::RecursiveMutex receiversLock_; // also held while receivers are called
     std::map<Text, Receivers, std::less<>> receivers_ GUARDED_BY(receiversLock_);
     halvane::WorkQueue<Notification> queue_;
     std::jthread thread_{[this](const std::stop_token& stop) { Dispatch(stop); }}; // ends first
 };
 
 void NotificationHub::Register(TextView name, ReceiveNotification* receiver) {
-    const std::lock_guard guard(receiversLock_);
+    const halvane::MutexLock guard(receiversLock_);
     receivers_[Text(name)].push_back(receiver);
 }
 
 void NotificationHub::Unregister(TextView name, ReceiveNotification* receiver) {
-    const std::lock_guard guard(receiversLock_);
+    const halvane::MutexLock guard(receiversLock_);
     const auto found = receivers_.find(name);
     if (found == receivers_.end()) return;
     Receivers& list = found->second;
@@ -66,7 +65,7 @@ void NotificationHub::Dispatch(const std::stop_token& stop) {
 // Goes through a copy of the list, because receivers may change it; whoever has left it meanwhile
 // may be gone and is not called.
 void NotificationHub::Deliver(const Notification& notification) {
-    const std::lock_guard guard(receiversLock_);
+    const halvane::MutexLock guard(receiversLock_);
     for (ReceiveNotification* receiver : ReceiversOf(notification.name)) {
         if (std::ranges::count(ReceiversOf(notification.name), receiver) == 0) continue;
         try {

@@ -1,16 +1,15 @@
 #include "foundation/cpputility/TopicBoard.h"
 
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Text.h"
 
 #include <map>
-#include <mutex>
 
 namespace CppUtility {
 namespace {
 
 struct Board {
-    std::mutex lock;
+    halvane::Mutex lock;
     std::map<halvane::Text, BaseData*, std::less<>> topics GUARDED_BY(lock);
 };
 
@@ -23,13 +22,13 @@ Board& TheBoard() {
 
 void SetTopic(const wchar_t* name, BaseData* record) {
     Board& board = TheBoard();
-    const std::lock_guard guard(board.lock);
+    const halvane::MutexLock guard(board.lock);
     board.topics[name] = record;
 }
 
 BaseData* GetDataFromTopic(const wchar_t* name) {
     Board& board = TheBoard();
-    const std::lock_guard guard(board.lock);
+    const halvane::MutexLock guard(board.lock);
     const auto found = board.topics.find(halvane::TextView(name));
     return found == board.topics.end() ? nullptr : found->second;
 }

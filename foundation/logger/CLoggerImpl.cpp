@@ -38,7 +38,7 @@ void* CLoggerImpl::Delete(unsigned int flags) {
 }
 
 int CLoggerImpl::Open(const wchar_t* fileName, LogLevel level, int printFlag) {
-    const std::lock_guard lifecycle(lifecycle_);
+    const MutexLock lifecycle(lifecycle_);
     lastError_ = kLogNoError;
     if (open_) return Fail(kLogWrongState);
     if (level == LL_NONE) return Fail(kLogBadLevel);
@@ -56,10 +56,10 @@ int CLoggerImpl::Open(const wchar_t* fileName, LogLevel level, int printFlag) {
 }
 
 int CLoggerImpl::Close() {
-    const std::lock_guard lifecycle(lifecycle_);
+    const MutexLock lifecycle(lifecycle_);
     if (!open_) return Fail(kLogWrongState);
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         level_ = LL_NONE;
         signalled_ = true;
     }
@@ -89,10 +89,10 @@ void CLoggerImpl::Write(LogLevel level, const wchar_t* text) {
 void CLoggerImpl::FreeLogMsg(const TLogMsg* msg) { LogMsgDeleter()(const_cast<TLogMsg*>(msg)); }
 
 bool CLoggerImpl::Drain(std::uint32_t timeoutMs) {
-    std::unique_lock guard(lock_);
+    MutexLock guard(lock_);
     const std::uint64_t target = accepted_;
     drained_.wait_for(guard, std::chrono::milliseconds(timeoutMs),
-                      [&] { return done_ >= target || level_ == LL_NONE; });
+                      [&]() REQUIRES(lock_) { return done_ >= target || level_ == LL_NONE; });
     return done_ >= target;
 }
 
@@ -131,7 +131,7 @@ bool CLoggerImpl::StartWriter() {
 
 void CLoggerImpl::Enqueue(LogMsgPtr msg) {
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (level_ == LL_NONE || msg->level < level_) return;
         if (queuedBytes_ + Cost(*msg) > queueLimit_) {
             ++dropped_;
@@ -154,9 +154,10 @@ std::size_t CLoggerImpl::Cost(const TLogMsg& msg) const {
 }
 
 void CLoggerImpl::RunWriter() noexcept {
-    std::unique_lock guard(lock_);
+    MutexLock guard(lock_);
     for (;;) {
-        wake_.wait(guard, [&] { return signalled_; });
+        while (!signalled_)
+            wake_.wait(guard);
         signalled_ = false;
         if (level_ == LL_NONE) break;
         Queue batch;

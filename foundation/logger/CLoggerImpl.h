@@ -2,12 +2,10 @@
 
 #include "foundation/logger/LogFile.h"
 #include "foundation/logger/LogFormat.h"
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <list>
-#include <mutex>
 #include <thread>
 
 namespace halvane {
@@ -64,16 +62,16 @@ class CLoggerImpl final : public ILogger {
     void Post(const TLogMsg& msg);
 
     const std::size_t queueLimit_;
-    std::mutex lifecycle_; // held while opening and closing; taken before lock_
-    std::mutex lock_;
+    Mutex lifecycle_; // held while opening and closing; taken before lock_
+    Mutex lock_;
     Queue queue_ GUARDED_BY(lock_);
     std::size_t queuedBytes_ GUARDED_BY(lock_) = 0; // queued or with the writer
     std::uint64_t accepted_ GUARDED_BY(lock_) = 0;  // messages ever queued
     std::uint64_t done_ GUARDED_BY(lock_) = 0;      // of these, the writer is done with
     std::uint64_t dropped_ GUARDED_BY(lock_) = 0;   // for want of room, not yet told
     bool signalled_ GUARDED_BY(lock_) = false;
-    std::condition_variable wake_;    // signalled_ was set
-    std::condition_variable drained_; // done_ or level_ has changed
+    std::condition_variable_any wake_;    // signalled_ was set
+    std::condition_variable_any drained_; // done_ or level_ has changed
 
     std::atomic<std::int32_t> open_ = 0;
     std::atomic<std::int32_t> level_ = LL_NONE; // changed under lock_, read as a filter without it

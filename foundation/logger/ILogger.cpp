@@ -71,7 +71,13 @@ void ILogger::TryFatal(const wchar_t* format, ...) {
     LOG_ARGS(LL_FATAL);
 }
 
-ILogger* ILogger_Create() { return new (std::nothrow) halvane::CLoggerImpl; }
+ILogger* ILogger_Create() {
+    try {
+        return new halvane::CLoggerImpl;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
 void ILogger_Destroy(ILogger* logger) {
     constexpr unsigned int kFree = 1;
     if (logger != nullptr) logger->Delete(kFree);

@@ -1,10 +1,10 @@
 #include "foundation/support/Clock.h"
 
+#include "foundation/support/Mutex.h"
+
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <ctime>
-#include <mutex>
 
 namespace halvane {
 namespace {
@@ -23,9 +23,9 @@ class SystemClock : public Clock {
     }
 
     bool Sleep(std::uint32_t timeMs, std::stop_token stop) override {
-        std::mutex mutex;
+        Mutex mutex;
         std::condition_variable_any wake;
-        std::unique_lock lock(mutex);
+        MutexLock lock(mutex);
         wake.wait_for(lock, stop, milliseconds(timeMs), [] { return false; });
         return !stop.stop_requested();
     }

@@ -1,9 +1,8 @@
 #include "foundation/support/Event.h"
 
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 
 #include <map>
-#include <mutex>
 
 namespace halvane {
 
@@ -16,7 +15,7 @@ struct NamedEvent::State {
 namespace {
 
 struct Registry {
-    std::mutex lock;
+    Mutex lock;
     std::map<Text, NamedEvent::State> events GUARDED_BY(lock);
 };
 
@@ -29,7 +28,7 @@ Registry& TheRegistry() {
 
 std::optional<NamedEvent> NamedEvent::Open(const Text& name) {
     Registry& registry = TheRegistry();
-    const std::lock_guard guard(registry.lock);
+    const MutexLock guard(registry.lock);
     State& state = registry.events[name];
     state.name = name;
     ++state.holders;
@@ -39,17 +38,17 @@ std::optional<NamedEvent> NamedEvent::Open(const Text& name) {
 NamedEvent::~NamedEvent() {
     if (state_ == nullptr) return;
     Registry& registry = TheRegistry();
-    const std::lock_guard guard(registry.lock);
+    const MutexLock guard(registry.lock);
     if (--state_->holders == 0) registry.events.erase(Text(state_->name));
 }
 
 void NamedEvent::Signal() {
-    const std::lock_guard guard(TheRegistry().lock);
+    const MutexLock guard(TheRegistry().lock);
     state_->signalled = true;
 }
 
 bool NamedEvent::IsSignalled() {
-    const std::lock_guard guard(TheRegistry().lock);
+    const MutexLock guard(TheRegistry().lock);
     return state_->signalled;
 }
 

@@ -1,15 +1,14 @@
 #include "foundation/support/Settings.h"
 
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 
 #include <map>
-#include <mutex>
 
 namespace halvane {
 namespace {
 
 struct Settings {
-    std::mutex lock;
+    Mutex lock;
     std::map<Text, Text, std::less<>> values GUARDED_BY(lock);
 };
 
@@ -22,20 +21,20 @@ Settings& TheSettings() {
 
 Text GetSetting(TextView name) {
     Settings& settings = TheSettings();
-    const std::lock_guard guard(settings.lock);
+    const MutexLock guard(settings.lock);
     const auto found = settings.values.find(name);
     return found == settings.values.end() ? Text() : found->second;
 }
 
 void SetSetting(TextView name, Text value) {
     Settings& settings = TheSettings();
-    const std::lock_guard guard(settings.lock);
+    const MutexLock guard(settings.lock);
     settings.values.insert_or_assign(Text(name), std::move(value));
 }
 
 void ClearSettings() {
     Settings& settings = TheSettings();
-    const std::lock_guard guard(settings.lock);
+    const MutexLock guard(settings.lock);
     settings.values.clear();
 }
 

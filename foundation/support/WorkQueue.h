@@ -1,10 +1,9 @@
 #pragma once
 
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 
 #include <condition_variable>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <stop_token>
 
@@ -16,7 +15,7 @@ template <class Work> class WorkQueue {
   public:
     void Post(Work work) {
         {
-            const std::lock_guard guard(lock_);
+            const MutexLock guard(lock_);
             work_.push_back(std::move(work));
         }
         changed_.notify_one();
@@ -24,40 +23,40 @@ template <class Work> class WorkQueue {
 
     // The oldest piece, once there is one; nothing when a stop is requested, whatever is left.
     std::optional<Work> Next(const std::stop_token& stop = {}) {
-        std::unique_lock guard(lock_);
-        changed_.wait(guard, stop, [this] { return IsReady(); });
+        MutexLock guard(lock_);
+        changed_.wait(guard, stop, [this]() REQUIRES(lock_) { return IsReady(); });
         return stop.stop_requested() ? std::nullopt : Take();
     }
 
     // The oldest piece; nothing when there is none now.
     std::optional<Work> NextIfAny() {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         return IsReady() ? Take() : std::nullopt;
     }
 
     // Work waits from Hold to Release, that which was posted before as well.
     void Hold() {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         held_ = true;
     }
     void Release() {
         {
-            const std::lock_guard guard(lock_);
+            const MutexLock guard(lock_);
             held_ = false;
         }
         changed_.notify_one();
     }
 
   private:
-    bool IsReady() const { return !held_ && !work_.empty(); }
+    bool IsReady() const REQUIRES(lock_) { return !held_ && !work_.empty(); }
 
-    std::optional<Work> Take() {
+    std::optional<Work> Take() REQUIRES(lock_) {
         std::optional<Work> oldest(std::move(work_.front()));
         work_.pop_front();
         return oldest;
     }
 
-    std::mutex lock_;
+    Mutex lock_;
     std::condition_variable_any changed_;
     std::deque<Work> work_ GUARDED_BY(lock_);
     bool held_ GUARDED_BY(lock_) = false;

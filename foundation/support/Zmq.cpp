@@ -56,7 +56,7 @@ void SetZmqOption(void* socket, int option, int value) {
 }
 
 void ZmqMessage::OnRelease(std::function<void()> work) {
-    auto watched = std::make_unique<WatchedContent>(zmq_msg_t{}, std::move(work));
+    std::unique_ptr<WatchedContent> watched(new WatchedContent{{}, std::move(work)});
     zmq_msg_init(&watched->content);
     zmq_msg_move(&watched->content, &message_);
     void* const data = zmq_msg_data(&watched->content); // short ones lie in the message itself

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/logger/CLoggerImpl.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Strings.h"
 #include "tests/JumpingClock.h"
 #include "tests/TempFolder.h"
@@ -20,7 +21,7 @@ class GateClock : public JumpingClock {
   public:
     std::int64_t UnixTimeMs() override {
         if (std::this_thread::get_id() != owner_) {
-            std::unique_lock guard(lock_);
+            MutexLock guard(lock_);
             ++waiting_;
             changed_.notify_all();
             changed_.wait(guard, [this] { return !shut_; });
@@ -30,23 +31,23 @@ class GateClock : public JumpingClock {
     }
 
     void Shut() {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         shut_ = true;
     }
     void Open() {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         shut_ = false;
         changed_.notify_all();
     }
     void AwaitWaiter() {
-        std::unique_lock guard(lock_);
+        MutexLock guard(lock_);
         changed_.wait(guard, [this] { return waiting_ > 0; });
     }
 
   private:
     const std::thread::id owner_ = std::this_thread::get_id();
-    std::mutex lock_;
-    std::condition_variable changed_;
+    Mutex lock_;
+    std::condition_variable_any changed_;
     bool shut_ = false;
     int waiting_ = 0;
 };

@@ -175,7 +175,7 @@ TEST(TopicBoard, MapsNamesToRecordsItDoesNotOwn) {
 }
 
 // Notes every call, and does what the test wants done in it.
-class Receiver : public ReceiveNotification {
+class Receiver final : public ReceiveNotification {
   public:
     using Action = std::function<void(const Text& param)>;
     Receiver(std::wstring letter, std::vector<Text>& calls, Action action = {})

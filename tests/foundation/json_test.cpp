@@ -38,7 +38,7 @@ TEST(Json, CorpusIsAcceptedAndRefusedAsItsNamesSay) {
 
 TEST(Json, NestingStopsAtAThousandLevels) {
     for (const auto& [open, close] : {std::pair{L"[", L"]"}, {L"{\"a\":", L"}"}}) {
-        const auto nested = [&](std::size_t depth) {
+        const auto nested = [open = open, close = close](std::size_t depth) {
             return Repeat(open, depth - 1) + L"[]" + Repeat(close, depth - 1);
         };
         JsonDocument document;

@@ -22,7 +22,7 @@ int Ask(ILogger* logger, std::size_t slot) { return Slot<int(ILogger*)>(logger, 
 
 using namespace CppUtility;
 
-class Receiver : public ReceiveNotification {
+class Receiver final : public ReceiveNotification {
   public:
     void OnNotification(const wchar_t* name, const wchar_t* param) override {
         received.set_value(std::wstring(name) + L"=" + param);

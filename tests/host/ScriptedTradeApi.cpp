@@ -54,12 +54,12 @@ void ProbeItem::Note(const Text& read) {
 }
 
 std::vector<std::string> ScriptedTradeApi::TakeCalls() {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return std::exchange(calls_, {});
 }
 
 void ScriptedTradeApi::Note(const std::string& operation, const Text& arguments) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     calls_.push_back(operation + " " + ToUtf8(arguments));
     if (throwing.contains(operation))
         throw TradeApiError(-2147352567, L"the platform is out of order");

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "foundation/support/Mutex.h"
 #include "tradeapi/TradeApi.h"
 #include "tradeapi/TradeEvents.h"
 
 #include <functional>
 #include <map>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -116,7 +116,7 @@ class ScriptedTradeApi : public TradeApi {
     void Note(const std::string& operation, const Text& arguments);
 
   private:
-    std::mutex lock_;
+    Mutex lock_;
     std::vector<std::string> calls_;
 };
 

@@ -2,6 +2,7 @@
 
 #include "foundation/logger/CStaticLogger.h"
 #include "foundation/logger/Log.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Settings.h"
@@ -15,8 +16,8 @@
 namespace halvane {
 
 struct LogKeeper::Shared {
-    std::mutex lock;
-    std::condition_variable changed;
+    Mutex lock;
+    std::condition_variable_any changed;
     std::vector<std::string> lines;
 };
 
@@ -34,7 +35,7 @@ class LogKeeper::Logger final : public ILogger {
     void Write(LogLevel level, const wchar_t* text) override {
         const std::string line = ToUtf8(ILogger_GetLogLevelDesc(level)) + " " + ToUtf8(text);
         Shared& shared = TheShared();
-        const std::lock_guard guard(shared.lock);
+        const MutexLock guard(shared.lock);
         shared.lines.push_back(line);
         shared.changed.notify_all();
     }
@@ -60,13 +61,13 @@ LogKeeper::LogKeeper() {
 LogKeeper::~LogKeeper() { TheStaticLogger().Reset(ILogger_Create()); }
 
 std::vector<std::string> LogKeeper::Lines() {
-    const std::lock_guard guard(TheShared().lock);
+    const MutexLock guard(TheShared().lock);
     return TheShared().lines;
 }
 
 std::string LogKeeper::WaitFor(const std::string& start) {
     Shared& shared = TheShared();
-    std::unique_lock guard(shared.lock);
+    MutexLock guard(shared.lock);
     std::string rest;
     const bool found = shared.changed.wait_for(guard, std::chrono::seconds(20), [&] {
         for (const std::string& line : shared.lines) {
@@ -80,7 +81,7 @@ std::string LogKeeper::WaitFor(const std::string& start) {
     return rest;
 }
 
-void LogKeeper::Synchronise() { const std::lock_guard guard(TheShared().lock); }
+void LogKeeper::Synchronise() { const MutexLock guard(TheShared().lock); }
 
 int LogKeeper::Count(const std::string& line) {
     const std::vector<std::string> lines = Lines();

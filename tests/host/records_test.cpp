@@ -48,7 +48,7 @@ TEST_P(Records, Published) {
 }
 
 TEST_P(Records, Restored) {
-    host.Api().queryReport = [this](std::int32_t kind, const Text&, ProbeItem& item) {
+    host.Api().queryReport = [](std::int32_t kind, const Text&, ProbeItem& item) {
         item.ints[2] = 1; // one report in the list
         if (kind == 0 && !GetParam()) item.ints[39] = 1039;
         return 1;

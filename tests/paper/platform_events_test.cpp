@@ -1,3 +1,4 @@
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
@@ -44,7 +45,7 @@ class Notes : public TradeEvents {
 
     // The events so far, once the last one has come.
     std::vector<Text> WaitFor(const Text& last) {
-        std::unique_lock guard(lock_);
+        MutexLock guard(lock_);
         EXPECT_TRUE(changed_.wait_for(guard, std::chrono::seconds(60), [&] {
             return std::find(notes_.begin(), notes_.end(), last) != notes_.end();
         })) << ToUtf8(last);
@@ -56,13 +57,13 @@ class Notes : public TradeEvents {
 
   private:
     void Note(Text text) {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         notes_.push_back(std::move(text));
         changed_.notify_all();
     }
 
-    std::mutex lock_;
-    std::condition_variable changed_;
+    Mutex lock_;
+    std::condition_variable_any changed_;
     std::vector<Text> notes_;
 };
 

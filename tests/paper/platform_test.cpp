@@ -1,3 +1,4 @@
+#include "foundation/support/Mutex.h"
 #include "paper/Paper.h"
 #include "tests/paper/PaperTests.h"
 #include "tradeapi/TradeEvents.h"
@@ -34,7 +35,7 @@ class Listener : public HostEvents, public TradeEvents {
         const auto item = api_->CreateItem(ItemClass::Fill);
         const std::int32_t read = api_->QueryReport(kOneReport, reportId, *item);
         Note(L"fill " + DecimalText(read) + L" " + DecimalText(item->GetInt(fill_id::kMatchedQty)));
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         fills_.insert(Text(reportId));
     }
     void OnReportReset() override { Note(L"reset"); }
@@ -48,33 +49,33 @@ class Listener : public HostEvents, public TradeEvents {
 
     // The events so far, once there are as many as that.
     std::vector<Text> Wait(std::size_t count) {
-        std::unique_lock guard(lock_);
+        MutexLock guard(lock_);
         EXPECT_TRUE(changed_.wait_for(guard, std::chrono::seconds(60),
                                       [&] { return notes_.size() >= count; }));
         return notes_;
     }
     void WaitFor(const Text& note) {
-        std::unique_lock guard(lock_);
+        MutexLock guard(lock_);
         EXPECT_TRUE(changed_.wait_for(guard, std::chrono::seconds(60), [&] {
             return std::find(notes_.begin(), notes_.end(), note) != notes_.end();
         }));
     }
     void Forget() {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         notes_.clear();
     }
     std::set<Text> Fills() {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         return fills_;
     }
     std::thread::id Thread() {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         return thread_;
     }
 
   private:
     void Note(Text text) {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         notes_.push_back(std::move(text));
         EXPECT_TRUE(thread_ == std::thread::id() || thread_ == std::this_thread::get_id());
         thread_ = std::this_thread::get_id();
@@ -82,8 +83,8 @@ class Listener : public HostEvents, public TradeEvents {
     }
 
     TradeApi* api_ = nullptr;
-    std::mutex lock_;
-    std::condition_variable changed_;
+    Mutex lock_;
+    std::condition_variable_any changed_;
     std::vector<Text> notes_;
     std::set<Text> fills_;
     std::thread::id thread_;

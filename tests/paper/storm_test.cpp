@@ -581,7 +581,7 @@ class Storm {
 };
 
 TEST(Storm, BreaksNoPromise) {
-    for (const std::uint64_t seed : {1, 2}) {
+    for (const std::uint64_t seed : {1U, 2U}) {
         Storm storm(seed);
         const Referee& referee = storm.Rage(STORM_ORDERS);
         EXPECT_EQ(referee.broken, (std::map<std::string, std::string>{})) << seed;

@@ -1,3 +1,4 @@
+#include "foundation/support/Mutex.h"
 #include "tests/windows/Registry.h"
 
 #include "foundation/support/Process.h"
@@ -13,8 +14,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 
 // The paper platform's own component, driven through the binding that drives the platform's.
 
@@ -32,7 +31,7 @@ class Listener : public HostEvents, public TradeEvents {
         Note(Format(L"count %d %s %d", kind, Text(key).c_str(), value));
     }
     void OnExecutionReport(TextView reportId) override {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         lastReport_ = reportId;
     }
     void OnFilledReport(TextView fillId) override {
@@ -51,25 +50,25 @@ class Listener : public HostEvents, public TradeEvents {
     void ReadFrom(TradeApi& api) { api_ = &api; }
 
     bool WaitFor(const Text& note) {
-        std::unique_lock guard(lock_);
+        MutexLock guard(lock_);
         return changed_.wait_for(guard, std::chrono::seconds(60),
                                  [&] { return std::ranges::find(notes_, note) != notes_.end(); });
     }
     Text LastReport() {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         return lastReport_;
     }
 
   private:
     void Note(const Text& note) {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         notes_.push_back(note);
         changed_.notify_all();
     }
 
     TradeApi* api_ = nullptr;
-    std::mutex lock_;
-    std::condition_variable changed_;
+    Mutex lock_;
+    std::condition_variable_any changed_;
     std::vector<Text> notes_;
     Text lastReport_;
 };

@@ -1,12 +1,11 @@
 #include "tradeapi/com/ComponentLoader.h"
 
 #include "foundation/support/Clock.h"
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Process.h"
 #include "tradeapi/com/Identifiers.h"
 
 #include <map>
-#include <mutex>
 #include <type_traits>
 
 namespace halvane {
@@ -30,21 +29,21 @@ template <typename Function> Function ExportOf(HMODULE module, const char* name)
 class ModuleCache {
   public:
     HMODULE Find(const Text& file) {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         const auto found = modules_.find(file);
         return found != modules_.end() ? found->second : nullptr;
     }
 
     // A module that another thread entered first stays; then ours goes.
     void Enter(const Text& file, Module& module) {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (modules_.try_emplace(file, module.get()).second) static_cast<void>(module.release());
     }
 
     void Unload() {
         std::map<Text, HMODULE> modules;
         {
-            const std::lock_guard guard(lock_);
+            const MutexLock guard(lock_);
             modules.swap(modules_);
         }
         for (const auto& [file, module] : modules)
@@ -58,7 +57,7 @@ class ModuleCache {
         return canUnloadNow != nullptr && canUnloadNow() == S_OK;
     }
 
-    std::mutex lock_;
+    Mutex lock_;
     std::map<Text, HMODULE> modules_ GUARDED_BY(lock_);
 };
 

@@ -1,14 +1,13 @@
 #include "tradeapi/com/EventSink.h"
 
 #include "foundation/logger/Log.h"
-#include "foundation/support/Guarded.h"
+#include "foundation/support/Mutex.h"
 #include "foundation/support/Utf.h"
 #include "tradeapi/AutomationObject.h"
 #include "tradeapi/TradeApi.h"
 
 #include <algorithm>
 #include <condition_variable>
-#include <mutex>
 
 namespace halvane {
 
@@ -20,7 +19,7 @@ class EventSink final : public LateBound<> {
         : events_(events), rows_(std::move(rows)) {}
 
     void Close() {
-        std::unique_lock guard(lock_);
+        MutexLock guard(lock_);
         open_ = false;
         idle_.wait(guard, [this] { return running_ == 0; });
     }
@@ -47,13 +46,13 @@ class EventSink final : public LateBound<> {
 
   private:
     bool Enter() {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (open_) ++running_;
         return open_;
     }
 
     void Leave() {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (--running_ == 0) idle_.notify_all();
     }
 
@@ -80,8 +79,8 @@ class EventSink final : public LateBound<> {
 
     const IID events_;
     const std::vector<EventRow> rows_;
-    std::mutex lock_; // not held while a row is called
-    std::condition_variable idle_;
+    Mutex lock_; // not held while a row is called
+    std::condition_variable_any idle_;
     bool open_ GUARDED_BY(lock_) = true;
     int running_ GUARDED_BY(lock_) = 0;
 };

@@ -1,5 +1,6 @@
 #include "tests/windows/probe/Objects.h"
 
+#include "foundation/support/Mutex.h"
 #include "tests/windows/probe/Live.h"
 #include "tests/windows/probe/Recorder.h"
 
@@ -10,7 +11,6 @@
 
 #include <algorithm>
 #include <cwchar>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -21,7 +21,7 @@ struct Subscription {
     IID events;
     IDispatch* sink;
 };
-std::mutex lock;
+halvane::Mutex lock;
 std::vector<Subscription> subscriptions;
 
 class ConnectionPoint final : public Live<halvane::Counted<IConnectionPoint>> {
@@ -44,13 +44,13 @@ class ConnectionPoint final : public Live<halvane::Counted<IConnectionPoint>> {
     HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override {
         void* found = nullptr;
         if (FAILED(sink->QueryInterface(events_, &found))) return CONNECT_E_CANNOTCONNECT;
-        const std::lock_guard guard(lock);
+        const halvane::MutexLock guard(lock);
         *cookie = ++lastCookie_;
         subscriptions.push_back({*cookie, events_, static_cast<IDispatch*>(found)});
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override {
-        const std::lock_guard guard(lock);
+        const halvane::MutexLock guard(lock);
         const auto found = std::ranges::find(subscriptions, cookie, &Subscription::cookie);
         if (found == subscriptions.end()) return CONNECT_E_NOCONNECTION;
         found->sink->Release();
@@ -115,7 +115,7 @@ IUnknown* MakeProbeObject(const wchar_t* name) {
 HRESULT FireEvent(REFIID events, DISPID id, VARIANT* arguments, UINT count, WORD flags) {
     IDispatch* sink = nullptr;
     {
-        const std::lock_guard guard(lock);
+        const halvane::MutexLock guard(lock);
         for (const Subscription& subscription : subscriptions)
             if (IsEqualIID(subscription.events, events)) sink = subscription.sink;
         if (sink == nullptr) return CONNECT_E_NOCONNECTION;

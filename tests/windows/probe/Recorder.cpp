@@ -1,9 +1,10 @@
 #include "tests/windows/probe/Recorder.h"
 
+#include "foundation/support/Mutex.h"
+
 #include <oleauto.h>
 
 #include <map>
-#include <mutex>
 #include <utility>
 
 namespace {
@@ -14,7 +15,7 @@ struct Failure {
     std::wstring description;
 };
 
-std::mutex lock;
+halvane::Mutex lock;
 std::wstring calls;
 std::map<DISPID, VARIANT> answers;
 std::map<DISPID, VARIANT> answersByReference;
@@ -52,7 +53,7 @@ std::wstring DescribeCall(const std::wstring& object, DISPID id, WORD flags,
 }
 
 void Tell(std::map<DISPID, VARIANT>& told, DISPID id, const VARIANT& value) {
-    const std::lock_guard guard(lock);
+    const halvane::MutexLock guard(lock);
     VariantCopy(&told[id], const_cast<VARIANT*>(&value));
 }
 
@@ -73,7 +74,7 @@ void FillByReference(DISPID id, const DISPPARAMS& parameters) {
 
 // Failures of even ids give their description only when they are asked for it.
 HRESULT STDAPICALLTYPE FillInLater(EXCEPINFO* exception) {
-    const std::lock_guard guard(lock);
+    const halvane::MutexLock guard(lock);
     const auto told = failures.find(static_cast<DISPID>(exception->wReserved));
     exception->bstrDescription = SysAllocString(told->second.description.c_str());
     return S_OK;
@@ -99,7 +100,7 @@ std::wstring Describe(const VARIANT& value) {
 HRESULT RecordAndAnswer(const std::wstring& object, DISPID id, WORD flags,
                         const DISPPARAMS& parameters, VARIANT* result, EXCEPINFO* exception) {
     const std::wstring line = DescribeCall(object, id, flags, parameters, result != nullptr);
-    const std::lock_guard guard(lock);
+    const halvane::MutexLock guard(lock);
     calls += line;
     if (const auto told = failures.find(id); told != failures.end()) {
         const Failure& failure = told->second;
@@ -119,7 +120,7 @@ HRESULT RecordAndAnswer(const std::wstring& object, DISPID id, WORD flags,
 }
 
 void ResetRecorder() {
-    const std::lock_guard guard(lock);
+    const halvane::MutexLock guard(lock);
     calls.clear();
     failures.clear();
     Forget(answers);
@@ -131,23 +132,23 @@ void TellAnswer(DISPID id, const VARIANT& value) { Tell(answers, id, value); }
 void TellAnswerByReference(DISPID id, const VARIANT& value) { Tell(answersByReference, id, value); }
 
 void TellFailure(DISPID id, HRESULT code, SCODE exceptionCode, const wchar_t* description) {
-    const std::lock_guard guard(lock);
+    const halvane::MutexLock guard(lock);
     failures[id] = {code, exceptionCode, description};
 }
 
 void MendFailure(DISPID id) {
-    const std::lock_guard guard(lock);
+    const halvane::MutexLock guard(lock);
     failures.erase(id);
 }
 
 std::wstring TakeCalls() {
-    const std::lock_guard guard(lock);
+    const halvane::MutexLock guard(lock);
     return std::exchange(calls, {});
 }
 
 const wchar_t* RecordedCalls() {
     static std::wstring given;
-    const std::lock_guard guard(lock);
+    const halvane::MutexLock guard(lock);
     given = calls;
     return given.c_str();
 }
