@@ -78,14 +78,15 @@ void Announcer::Post(const ReportNotice& notice) {
             const MutexLock guard(lock_);
             shown_.Show(*notice.order, notice.state);
         }
-        CallTrader([&](TradeEvents& trader) { trader.OnExecutionReport(notice.order->reportId); });
+        CallTrader(
+            [&](TradeEvents& trader) { trader.OnExecutionReport(notice.order->ReportId()); });
     });
 }
 
 void Announcer::Post(const FillNotice& notice) {
     trackerMoved_ = true;
     PostToTrader(
-        [fill = notice.fill](TradeEvents& trader) { trader.OnFilledReport(fill->fillId); });
+        [fill = notice.fill](TradeEvents& trader) { trader.OnFilledReport(fill->FillId()); });
 }
 
 void Announcer::Post(const CountsNotice& notice) {

@@ -103,7 +103,8 @@ void Exchange::Reject(Order& order, std::int32_t errorCode) {
 }
 
 Order& Exchange::Enter(Draft draft) {
-    Order& order = registry_.Enter(std::move(draft), Clock().Now().date);
+    if (draft.ticket.symbol == draft.book->TheInstrument().symbol) draft.ticket.symbol.clear();
+    Order& order = registry_.Enter(draft, Clock().Now().date);
     if (order.trigger) order.book.Trail(order);
     return order;
 }
@@ -357,8 +358,7 @@ void Exchange::Report(Order& order, std::int32_t execType) {
     OrderState& state = order.state;
     state.execType = execType;
     state.stamp = Clock().Now();
-    if (!state.history.empty()) state.history += L';';
-    state.history += DecimalText(execType);
+    state.execTypes += static_cast<char>(execType);
     Count(order);
     notices_.emplace_back(ReportNotice{&order, state});
 }

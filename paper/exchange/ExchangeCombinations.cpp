@@ -8,17 +8,18 @@ void Exchange::ActOnCombination(TextView mask, TextView text) {
     Account* account = AccountOf(mask);
     if (account == nullptr) return;
     CombinationCommand command(text);
-    const Text orderId = registry_.NextId(L"O");
+    const Text orderId = registry_.NextId(Identities::kOrder);
     const bool done = command.Combines() ? CombineIn(*account, command, orderId)
                                          : command.Separates() && Separate(*account, command);
-    account->Combinations().actions.push_back({.orderId = orderId,
-                                               .filledId = done ? registry_.NextId(L"F") : Text(),
-                                               .symbol = command.symbol,
-                                               .quantity = command.volume,
-                                               .code = command.code,
-                                               .side = command.side,
-                                               .combSide = command.action,
-                                               .execType = done ? kFilled : kRejected});
+    account->Combinations().actions.push_back(
+        {.orderId = orderId,
+         .filledId = done ? registry_.NextId(Identities::kFill) : Text(),
+         .symbol = command.symbol,
+         .quantity = command.volume,
+         .code = command.code,
+         .side = command.side,
+         .combSide = command.action,
+         .execType = done ? kFilled : kRejected});
     notices_.emplace_back(CombinationNotice{.account = account,
                                             .positions = account->Held().size(),
                                             .combinations = account->Combinations().held.size(),

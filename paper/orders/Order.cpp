@@ -1,11 +1,19 @@
 #include "paper/orders/Order.h"
 
+#include "foundation/support/Numbers.h"
 #include "paper/base/Codes.h"
 #include "paper/base/Units.h"
 
 namespace halvane::paper {
 
 std::int64_t OrderState::AveragePriceE10() const { return PriceOfE10(paidE6, filled); }
+
+Text OrderState::History() const {
+    Text history;
+    for (const char each : execTypes)
+        history += (history.empty() ? L"" : L";") + DecimalText(each);
+    return history;
+}
 
 bool Order::IsBuy() const { return ticket.side == kBuy; }
 bool Leg::IsBuy() const { return side == kBuy; }

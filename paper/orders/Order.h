@@ -1,10 +1,12 @@
 #pragma once
 
 #include "paper/base/Calendar.h"
-#include "paper/orders/Ticket.h"
+#include "paper/orders/Identities.h"
+#include "paper/orders/KeptTicket.h"
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace halvane::paper {
@@ -26,10 +28,12 @@ struct OrderState {
     std::int32_t errorCode = 0;
     Stamp stamp{};
     std::size_t fillCount = 0;
-    Text history{}; // the execution types so far
+    std::string execTypes{}; // so far, a byte for each
 
     // Of the fills; kNoInt64 before the first.
     std::int64_t AveragePriceE10() const;
+    // The execution types, with ";" between.
+    Text History() const;
 };
 
 // What an order holds back of its account while it works.
@@ -61,8 +65,9 @@ struct Leg {
 
 // An order and its report, which bears one identity all its life. The first block never changes.
 struct Order {
-    Text reportId, orderId;
-    Ticket ticket;
+    const Identities& identities;
+    std::uint64_t number; // of its report; the order itself has the next one
+    KeptTicket ticket;    // its symbol is "" when it is that of the book
     std::int32_t tradeDate;
     Account& account;
     Book& book;
@@ -80,18 +85,22 @@ struct Order {
 
     static constexpr std::int64_t kUnknown = -1; // the background has not been there since
 
+    Text ReportId() const { return identities.TextOf(Identities::kReport, number); }
+    Text OrderId() const { return identities.TextOf(Identities::kOrder, number + 1); }
     bool IsWorking() const { return state.leaves > 0; }
     bool IsBuy() const;
 };
 
 struct Fill {
-    Text fillId;
+    std::uint64_t number;
     const Order& order;
     const Book& book; // of the leg that it is of
     std::int32_t side;
     std::int64_t priceE10;
     std::int32_t quantity;
     Stamp stamp;
+
+    Text FillId() const { return order.identities.TextOf(Identities::kFill, number); }
 };
 
 } // namespace halvane::paper

@@ -48,10 +48,12 @@ Text ExecTypeText(const OrderState& state) {
 
 Text GivenNumber(std::int64_t value) { return value == 0 ? Text() : DecimalText(value); }
 
-void PutTicket(PaperItem& item, const Ticket& ticket) {
-    item.Put(report_id::kAccount, ticket.account);
-    item.Put(report_id::kBrokerId, ticket.brokerId);
-    item.Put(report_id::kSymbol, ticket.symbol);
+void PutTicket(PaperItem& item, const Order& order) {
+    const KeptTicket& ticket = order.ticket;
+    const Text symbol = ticket.Get(&Ticket::symbol);
+    item.Put(report_id::kAccount, order.account.Setup().account);
+    item.Put(report_id::kBrokerId, order.account.Setup().brokerId);
+    item.Put(report_id::kSymbol, symbol.empty() ? order.book.TheInstrument().symbol : symbol);
     item.Put(report_id::kSide, ticket.side);
     item.Put(report_id::kOrderType, ticket.orderType);
     item.Put(report_id::kTradeType, ticket.tradeType);
@@ -61,29 +63,30 @@ void PutTicket(PaperItem& item, const Ticket& ticket) {
     item.Put(report_id::kTimeInForce, ticket.timeInForce);
     item.Put(report_id::kTrailingAmount, GivenNumber(ticket.trailingAmount));
     item.Put(report_id::kTouchCondition, GivenNumber(ticket.touchCondition));
-    item.Put(report_id::kGroup, ticket.group);
-    item.Put(report_id::kStrategy, ticket.strategy);
-    item.Put(report_id::kUserKey1, ticket.userKey1);
-    item.Put(report_id::kUserKey2, ticket.userKey2);
-    item.Put(report_id::kOrgSource, ticket.source);
+    item.Put(report_id::kGroup, ticket.Get(&Ticket::group));
+    item.Put(report_id::kStrategy, ticket.Get(&Ticket::strategy));
+    item.Put(report_id::kUserKey1, ticket.Get(&Ticket::userKey1));
+    item.Put(report_id::kUserKey2, ticket.Get(&Ticket::userKey2));
+    item.Put(report_id::kOrgSource, ticket.Get(&Ticket::source));
+    const Text commands = ticket.Get(&Ticket::extCommands);
     for (const TextView name : {L"HedgeFlag", L"SetPRIADJ", L"DelayTransPosition"}) {
-        item.PutNamed(name, Text(NamedValue(ticket.extCommands, L';', name)));
+        item.PutNamed(name, Text(NamedValue(commands, L';', name)));
     }
 }
 
 std::vector<Text> FillIds(const Order& order, std::size_t count) {
     std::vector<Text> ids;
     for (std::size_t at = 0; at < count; ++at)
-        ids.push_back(order.fills[at]->fillId);
+        ids.push_back(order.fills[at]->FillId());
     return ids;
 }
 
 } // namespace
 
 void PutReport(PaperItem& item, const Order& order, const OrderState& state) {
-    PutTicket(item, order.ticket);
-    item.Put(report_id::kReportId, order.reportId);
-    item.Put(report_id::kOrderId, order.orderId);
+    PutTicket(item, order);
+    item.Put(report_id::kReportId, order.ReportId());
+    item.Put(report_id::kOrderId, order.OrderId());
     item.Put(report_id::kOriginalQty, order.ticket.quantity);
     item.Put(report_id::kOrderQty, state.quantity);
     item.Put(report_id::kPrice, state.priceE10);
@@ -101,27 +104,28 @@ void PutReport(PaperItem& item, const Order& order, const OrderState& state) {
     item.Put(report_id::kIsRestoreData,
              0); // nothing outlives the process, so no report comes out of a store
     item.Put(report_id::kTradeDate, order.tradeDate);
-    item.Put(report_id::kExecHistory, state.history);
+    item.Put(report_id::kExecHistory, state.History());
     item.PutNamed(L"SlicedType", GivenNumber(order.ticket.slicedType));
     item.PutNamed(L"SliceID", GivenNumber(order.slice));
     item.PutIndexed(report_id::kFillEntry, FillIds(order, state.fillCount));
 }
 
 void PutFill(PaperItem& item, const Fill& fill) {
-    const Ticket& ticket = fill.order.ticket;
-    item.Put(fill_id::kReportId, fill.fillId);
-    item.Put(fill_id::kAccount, ticket.account);
-    item.Put(fill_id::kBrokerId, ticket.brokerId);
+    const KeptTicket& ticket = fill.order.ticket;
+    const AccountSetup& owner = fill.order.account.Setup();
+    item.Put(fill_id::kReportId, fill.FillId());
+    item.Put(fill_id::kAccount, owner.account);
+    item.Put(fill_id::kBrokerId, owner.brokerId);
     item.Put(fill_id::kSymbol, fill.book.TheInstrument().symbol);
     item.Put(fill_id::kSide, fill.side);
-    item.Put(fill_id::kOrderId, fill.order.orderId);
+    item.Put(fill_id::kOrderId, fill.order.OrderId());
     item.Put(fill_id::kMatchedPrice, fill.priceE10);
     item.Put(fill_id::kMatchedQty, fill.quantity);
     item.Put(fill_id::kPositionEffect, ticket.positionEffect);
     item.Put(fill_id::kTransactDate, fill.stamp.date);
     item.Put(fill_id::kTransactTime, fill.stamp.time);
-    item.Put(fill_id::kUserKey1, ticket.userKey1);
-    item.Put(fill_id::kUserKey2, ticket.userKey2);
+    item.Put(fill_id::kUserKey1, ticket.Get(&Ticket::userKey1));
+    item.Put(fill_id::kUserKey2, ticket.Get(&Ticket::userKey2));
 }
 
 void PutReportList(PaperItem& item, std::vector<Text> reportIds) {

@@ -157,7 +157,7 @@ class ExchangeTest : public ::testing::Test {
         EXPECT_EQ(Send(exchange_, wish), kAccepted);
         return *std::get<ReportNotice>(exchange_.TakeNotices().at(0)).order;
     }
-    Text EnterId(const Wish& wish) { return Enter(wish).reportId; }
+    Text EnterId(const Wish& wish) { return Enter(wish).ReportId(); }
 
     JumpingClock clock_;
     ScopedClock scoped_{clock_};

@@ -153,7 +153,7 @@ TEST_F(CombinationTest, WhatIsCombinedCannotBeClosed) {
     EXPECT_EQ(send(kCall, kSell, 3), kPositionCombined);
     EXPECT_EQ(send(kHighCall, kBuy, 3), kPositionCombined);
     EXPECT_EQ(send(kCall, kSell, 2), 0);
-    const Text working = lastReport_.order->reportId;
+    const Text working = lastReport_.order->ReportId();
     EXPECT_EQ(send(kCall, kSell, 1), kPositionCombined); // with the one that works already
     PaperParameters replacement;
     replacement.PutText(replace_id::kReportId, working);

@@ -62,7 +62,7 @@ TEST_F(DayTest, WorkingOrdersEndWithTheirDay) {
     const Text waiting = EnterId({kStock, kBuy, kStop, 0, 5, kNoInt64, 105 * kE10});
     const std::vector<std::string> expected = {"report 12", "report 12", "reset"};
     EXPECT_EQ(NextDay(), expected);
-    EXPECT_EQ(lastReport_.state.history, L"0;12");
+    EXPECT_EQ(lastReport_.state.History(), L"0;12");
     PaperItem report(ItemClass::ExecutionReport);
     PutReport(report, *lastReport_.order, lastReport_.state);
     EXPECT_EQ(report.GetText(report_id::kExecTypeText), L"Expired");

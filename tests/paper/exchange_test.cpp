@@ -46,7 +46,7 @@ TEST_F(ExchangeTest, OrdersLiveTheirLives) {
         for (int tick = 0; tick < each.ticks; ++tick)
             exchange_.Step();
         EXPECT_EQ(Trace(), each.trace) << each.name;
-        exchange_.CancelOrder(lastReport_.order->reportId);
+        exchange_.CancelOrder(lastReport_.order->ReportId());
     }
 }
 
@@ -61,7 +61,7 @@ TEST_F(ExchangeTest, RejectionsSayWhy) {
     Trace();
     EXPECT_EQ(lastReport_.state.errorCode, kFundsShort);
     EXPECT_EQ(lastReport_.state.leaves, 0);
-    EXPECT_EQ(exchange_.CancelOrder(lastReport_.order->reportId), kNotWorking);
+    EXPECT_EQ(exchange_.CancelOrder(lastReport_.order->ReportId()), kNotWorking);
 }
 
 TEST_F(ExchangeTest, UnfitOrdersAreRefusedAtTheDoor) {
@@ -132,7 +132,7 @@ TEST_F(ExchangeTest, ClientsMeetInPriceTimeOrder) {
     for (const Notice& notice : exchange_.TakeNotices()) {
         const auto* fill = std::get_if<FillNotice>(&notice);
         if (fill == nullptr || fill->fill->order.ticket.side == kSell) continue;
-        const Text& id = fill->fill->order.reportId;
+        const Text& id = fill->fill->order.ReportId();
         fills += id == best ? "best" : id == first ? "first" : id == second ? "second" : "third";
         fills += std::to_string(fill->fill->quantity) + "@" +
                  std::to_string(fill->fill->priceE10 / kE10) + " ";
@@ -194,9 +194,9 @@ TEST_F(ExchangeTest, IdentitiesAreNeverGivenTwice) {
     Send(restarted, {kStock});
     const std::vector<Notice> notices = restarted.TakeNotices();
     const Order& order = *std::get<ReportNotice>(notices.front()).order;
-    EXPECT_NE(order.reportId, before);
-    EXPECT_NE(order.reportId, order.orderId);
-    EXPECT_NE(order.fills.front()->fillId, order.orderId);
+    EXPECT_NE(order.ReportId(), before);
+    EXPECT_NE(order.ReportId(), order.OrderId());
+    EXPECT_NE(order.fills.front()->FillId(), order.OrderId());
 }
 
 } // namespace

@@ -75,11 +75,11 @@ TEST_F(RulesTest, WhileItIsClosedNothingTradesAndOrdersCanBeTakenBack) {
     GoTo(At(hours(11)));
     EXPECT_EQ(order.state.filled, filled);
     PaperParameters change;
-    change.PutText(replace_id::kReportId, order.reportId);
+    change.PutText(replace_id::kReportId, order.ReportId());
     change.PutInt(replace_id::kOrderQty, 5);
     EXPECT_EQ(exchange_.ReplaceOrder(ReadReplacement(change)),
               order.IsWorking() ? kMarketClosed : kNotWorking);
-    EXPECT_EQ(exchange_.CancelOrder(waiting.reportId), kAccepted);
+    EXPECT_EQ(exchange_.CancelOrder(waiting.ReportId()), kAccepted);
 }
 
 TEST_F(RulesTest, AnAccountPaysItsOwnRates) {

@@ -64,11 +64,11 @@ TEST_F(ExchangeTest, ReportsAndFillsCarryWhatTheClientSent) {
     EXPECT_EQ(report.GetInt64(report_id::kAvgPrice), ask);
     EXPECT_EQ(report.GetNamed(L"HedgeFlag"), L"3");
     EXPECT_EQ(report.GetNamed(L"SliceID"), L"");
-    EXPECT_EQ(report.GetIndexed(report_id::kFillEntry, 0), order.fills.front()->fillId);
+    EXPECT_EQ(report.GetIndexed(report_id::kFillEntry, 0), order.fills.front()->FillId());
 
     PaperItem fill(ItemClass::Fill);
     PutFill(fill, *order.fills.front());
-    EXPECT_EQ(fill.GetText(fill_id::kReportId), order.fills.front()->fillId);
+    EXPECT_EQ(fill.GetText(fill_id::kReportId), order.fills.front()->FillId());
     EXPECT_EQ(fill.GetText(fill_id::kOrderId), report.GetText(report_id::kOrderId));
     EXPECT_EQ(fill.GetText(fill_id::kUserKey2), L"UK#2=A;UK#7=B");
     EXPECT_EQ(fill.GetInt64(fill_id::kMatchedPrice), ask);

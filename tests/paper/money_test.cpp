@@ -17,11 +17,11 @@ class Auditor {
         for (const Notice& notice : notices) {
             if (const auto* report = std::get_if<ReportNotice>(&notice)) {
                 states_[report->order] = report->state;
-                Note(report->order->reportId, report->state.execType, report->state.stamp.time);
+                Note(report->order->ReportId(), report->state.execType, report->state.stamp.time);
             } else if (const auto* fill = std::get_if<FillNotice>(&notice)) {
                 fills_.push_back(fill->fill);
                 CheckFill(*fill->fill);
-                Note(fill->fill->fillId, fill->fill->quantity, fill->fill->priceE10);
+                Note(fill->fill->FillId(), fill->fill->quantity, fill->fill->priceE10);
             }
         }
     }
@@ -42,7 +42,7 @@ class Auditor {
     std::vector<Text> Working() const {
         std::vector<Text> ids;
         for (const auto& [order, state] : states_) {
-            if (state.leaves > 0) ids.push_back(order->reportId);
+            if (state.leaves > 0) ids.push_back(order->ReportId());
         }
         std::sort(ids.begin(), ids.end()); // not in the order of addresses
         return ids;

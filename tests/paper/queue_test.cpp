@@ -11,9 +11,9 @@ class QueueTest : public ::testing::Test {
     Order& Rest(std::int32_t side, std::int64_t price, std::int32_t quantity) {
         Ticket ticket;
         ticket.side = side;
-        Order& order = orders_.emplace_back(Order{.reportId = {},
-                                                  .orderId = {},
-                                                  .ticket = ticket,
+        Order& order = orders_.emplace_back(Order{.identities = identities_,
+                                                  .number = 0,
+                                                  .ticket = KeptTicket(ticket),
                                                   .tradeDate = 0,
                                                   .account = account_,
                                                   .book = book_,
@@ -56,6 +56,7 @@ class QueueTest : public ::testing::Test {
     const MarketClock clock_{std::nullopt};
     Account account_{AccountSetup{}};
     Book book_{market_.instruments.front(), clock_};
+    Identities identities_{L""};
     std::list<Order> orders_;
 };
 

@@ -21,7 +21,7 @@ class ReplaceTest : public ExchangeTest {
         Send(exchange_, {kStock, kSell, kLimit, kDay, 2, 100 * kE10, kNoInt64, L"1000002"});
         for (const Notice& notice : exchange_.TakeNotices()) {
             const auto* fill = std::get_if<FillNotice>(&notice);
-            if (fill != nullptr && fill->fill->order.IsBuy()) return fill->fill->order.reportId;
+            if (fill != nullptr && fill->fill->order.IsBuy()) return fill->fill->order.ReportId();
         }
         return {};
     }

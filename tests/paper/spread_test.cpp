@@ -83,7 +83,7 @@ TEST_F(SpreadTest, BothLegsTradeOrNeither) {
             exchange_.Step();
         EXPECT_EQ(Trace(), each.trace) << each.name;
         EXPECT_EQ(NetOf(kFuture), -NetOf(kFarFuture)) << each.name;
-        exchange_.CancelOrder(lastReport_.order->reportId);
+        exchange_.CancelOrder(lastReport_.order->ReportId());
     }
     EXPECT_EQ(exchange_.Accounts()[0]->Reckon().frozen.Total(), 0);
 }
@@ -142,7 +142,7 @@ TEST_F(SpreadTest, LegsMayBeNamedInSeveralWays) {
         EXPECT_EQ(Trace(), "0:0 2:1 f1 f1");
         EXPECT_EQ(NetOf(each.first) - first, each.firstNet);
         EXPECT_EQ(NetOf(each.second) - second, each.secondNet);
-        EXPECT_EQ(lastReport_.order->ticket.symbol, each.symbol);
+        EXPECT_EQ(lastReport_.order->ticket.Get(&Ticket::symbol), each.symbol);
         PaperItem report(ItemClass::ExecutionReport), a(ItemClass::Fill), b(ItemClass::Fill);
         PutReport(report, *lastReport_.order, lastReport_.state);
         PutFill(a, *lastReport_.order->fills[0]);
@@ -194,7 +194,7 @@ TEST_F(SpreadTest, ReplaceAndCancel) {
     ASSERT_LT(askE10, 0);
     SendSpread({.orderType = kLimit, .quantity = 3, .priceE10 = askE10 - 20 * kE10});
     Trace();
-    const Text id = lastReport_.order->reportId;
+    const Text id = lastReport_.order->ReportId();
     const auto replace = [&](std::int32_t quantity, std::optional<std::int64_t> priceE10) {
         PaperParameters parameters;
         parameters.PutText(replace_id::kReportId, id);

@@ -114,7 +114,7 @@ class Referee {
         const Order& order = *notice.order;
         const OrderState& now = notice.state;
         Watched& watched = orders_[&order];
-        where_ = order.reportId + L" " + now.history;
+        where_ = order.ReportId() + L" " + now.History();
         for (const std::int64_t value : {now.paidE6, now.priceE10, std::int64_t{now.leaves}})
             hash = (hash ^ static_cast<std::uint64_t>(value)) * 0x100000001b3U;
         told.insert({now.execType, now.errorCode});
@@ -137,7 +137,7 @@ class Referee {
         watched = {.order = &order, .waits = order.trigger.has_value()};
         watched.seen.execType = kUnborn;
         watched.seen.stopE10 = kNoInt64;
-        for (const Text& identity : {order.reportId, order.orderId})
+        for (const Text& identity : {order.ReportId(), order.OrderId()})
             Keep(identities_.insert(identity).second, "identities are unique");
         const std::int32_t code = order.state.errorCode;
         const auto kind = static_cast<std::size_t>(order.book.TheInstrument().kind);
@@ -155,14 +155,14 @@ class Referee {
         const OrderState& before = watched.seen;
         const bool fills = IsIn(kFills, now.execType);
         const std::size_t legs = fills ? watched.order->second ? 2 : 1 : 0;
-        const Text history = before.history.empty() ? Text() : before.history + L';';
+        const Text history = before.History().empty() ? Text() : before.History() + L';';
         const bool partly = now.filled > 0 && now.filled < now.quantity;
         const bool killed = watched.order->ticket.timeInForce == kFillOrKill && now.leaves == 0;
         Keep(due_.legs == 0 && !step_.counted, "reports, their fills, and counts at the end");
         Keep(kLife.contains(before.execType) && IsIn(kLife.at(before.execType), now.execType),
              "an order's life goes its way");
         Keep((now.leaves > 0) == kLife.contains(now.execType), "who works has something left");
-        Keep(now.history == history + DecimalText(now.execType), "the history lists the reports");
+        Keep(now.History() == history + DecimalText(now.execType), "the history lists the reports");
         Keep(now.leaves == 0 || now.filled + now.leaves == now.quantity, "filled and left");
         Keep((now.execType == kFilled) == (now.filled == now.quantity), "filled whole");
         Keep((now.filled > before.filled) == fills, "reports of fills");
@@ -196,8 +196,8 @@ class Referee {
         }
         if (watched.Queues())
             queue[{order.IsBuy() ? -now.priceE10 : now.priceE10, watched.place}] = &watched;
-        if (now.leaves > 0) working[order.reportId] = &watched;
-        if (now.leaves == 0) working.erase(order.reportId);
+        if (now.leaves > 0) working[order.ReportId()] = &watched;
+        if (now.leaves == 0) working.erase(order.ReportId());
     }
 
     void On(const FillNotice& notice) {
@@ -220,7 +220,7 @@ class Referee {
         Keep(due && &fill.book == (second ? &order.second->book : &order.book) &&
                  fill.side == (second ? order.second->side : order.ticket.side),
              "each leg is filled after the report");
-        Keep(identities_.insert(fill.fillId).second, "identities are unique");
+        Keep(identities_.insert(fill.FillId()).second, "identities are unique");
         Keep(fill.priceE10 >= terms.lowerE10 && fill.priceE10 <= terms.upperE10, "daily limits");
         Keep(fill.priceE10 % terms.tickE10 == 0, "prices are on ticks");
         Keep(MayTrade(fill.book), "nothing trades in a closed market or after expiry");
@@ -362,7 +362,7 @@ class Referee {
         };
         add(order.book, order.IsBuy(), order.frozen.first);
         if (order.second) add(order.second->book, order.second->IsBuy(), order.frozen.second);
-        Keep(order.state.history == seen.history && order.state.leaves == seen.leaves &&
+        Keep(order.state.execTypes == seen.execTypes && order.state.leaves == seen.leaves &&
                  order.frozen.Total() == watched.frozenE6 &&
                  (watched.waits || order.state.priceE10 == seen.priceE10),
              "nothing changes without a report");
@@ -564,9 +564,9 @@ class Storm {
         const Order& order = *AnyOf(referee_.working).second->order;
         const std::int32_t side = order.ticket.side;
         if (Upto(1) == 0)
-            return referee_.Watch(false, [&] { return exchange_.CancelOrder(order.reportId); });
+            return referee_.Watch(false, [&] { return exchange_.CancelOrder(order.ReportId()); });
         PaperParameters changes;
-        changes.PutText(id::kReportId, order.reportId);
+        changes.PutText(id::kReportId, order.ReportId());
         if (Upto(1) == 0) changes.PutInt(id::kOrderQty, Upto(2 * order.state.quantity));
         if (Upto(1) == 0) changes.PutInt64(id::kPrice, Near(order.book, side, Within(-2, 2)));
         if (Upto(1) == 0) changes.PutInt64(id::kStopPrice, Near(order.book, side, Upto(6)));

@@ -46,7 +46,7 @@ TEST_F(StrategyTest, BecomesOrdersOrARejectedReport) {
         exchange_.NewStrategyOrder(Json(each.more));
         EXPECT_EQ(Trace(), each.trace) << each.name;
         EXPECT_EQ(lastReport_.state.errorCode, each.errorCode) << each.name;
-        exchange_.CancelOrder(lastReport_.order->reportId);
+        exchange_.CancelOrder(lastReport_.order->ReportId());
     }
 }
 
@@ -72,11 +72,11 @@ TEST_F(StrategyTest, ReportsNameTheStrategyAndCarryItsKeys) {
         LR"("StrategyType":"SIMPLE","OrderQty":1,"OrderType":1,"UserKey1":"one","UserKey2":"a",)"
         LR"("UserKey3":"key|Halvane","UserKey4":4,"UserKey100":"z;z","UserKey101":"no","GroupID":"g")"));
     Trace();
-    const Ticket& ticket = lastReport_.order->ticket;
-    EXPECT_EQ(ticket.strategy, L"SIMPLE");
-    EXPECT_EQ(ticket.userKey1, L"one");
-    EXPECT_EQ(ticket.userKey2, L"UK#2=a;UK#3=key|Halvane;UK#100=z;z");
-    EXPECT_EQ(ticket.group, L"g");
+    const KeptTicket& ticket = lastReport_.order->ticket;
+    EXPECT_EQ(ticket.Get(&Ticket::strategy), L"SIMPLE");
+    EXPECT_EQ(ticket.Get(&Ticket::userKey1), L"one");
+    EXPECT_EQ(ticket.Get(&Ticket::userKey2), L"UK#2=a;UK#3=key|Halvane;UK#100=z;z");
+    EXPECT_EQ(ticket.Get(&Ticket::group), L"g");
 }
 
 // A part goes out when the one before is filled; the background sells one piece a tick.
@@ -84,11 +84,11 @@ TEST_F(StrategyTest, AnIcebergShowsOnePartAtATime) {
     exchange_.NewStrategyOrder(Json(
         LR"("StrategyType":"ICEBERG","OrderQty":5,"DiscloseQty":2,"OrderType":2,"Price":"102")"));
     EXPECT_EQ(Trace(), "0:0 1:1 f1");
-    const Text first = lastReport_.order->reportId;
+    const Text first = lastReport_.order->ReportId();
     exchange_.Step();
     EXPECT_EQ(Trace(), "2:2 f1 0:0");
-    EXPECT_NE(lastReport_.order->reportId, first);
-    EXPECT_EQ(lastReport_.order->ticket.strategy, L"ICEBERG");
+    EXPECT_NE(lastReport_.order->ReportId(), first);
+    EXPECT_EQ(lastReport_.order->ticket.Get(&Ticket::strategy), L"ICEBERG");
     exchange_.Step();
     exchange_.Step();
     EXPECT_EQ(Trace(), "1:1 f1 2:2 f1 0:0");
@@ -105,14 +105,14 @@ TEST_F(StrategyTest, WhoCancelsThePartThatWorksEndsTheStrategy) {
         LR"("StrategyType":"ICEBERG","OrderQty":6,"DiscloseQty":1,"OrderType":2,"Price":"102")"));
     EXPECT_EQ(Trace(), "0:0 2:1 f1 0:0");
     PaperParameters replacement;
-    replacement.PutText(replace_id::kReportId, lastReport_.order->reportId);
+    replacement.PutText(replace_id::kReportId, lastReport_.order->ReportId());
     replacement.PutInt64(replace_id::kPrice, 98 * kE10);
     EXPECT_EQ(exchange_.ReplaceOrder(ReadReplacement(replacement)), kAccepted);
     Send(exchange_, {kStock, kSell, kLimit, kDay, 3, 98 * kE10, kNoInt64, L"1000002"});
     // The bid serves the sale first, then the part, then the part after it at the part's new price.
     Trace();
     EXPECT_EQ(lastReport_.state.priceE10, 98 * kE10);
-    EXPECT_EQ(exchange_.CancelOrder(lastReport_.order->reportId), kAccepted);
+    EXPECT_EQ(exchange_.CancelOrder(lastReport_.order->ReportId()), kAccepted);
     Trace();
     exchange_.Step();
     EXPECT_EQ(Trace(), "");
