@@ -67,6 +67,8 @@ class PaperTradeApi : public TradeApi {
     void AttachPositionTracker(PositionTracker& tracker) override;
     std::int32_t GetTradingDays(TextView symbol, std::int32_t expiration) override;
     void NewStrategyOrder(TextView text) override;
+    std::optional<IdentifierPage> QueryPage(std::int32_t kind, std::int32_t start,
+                                            std::int32_t most) override;
 
   private:
     void RunMarket(const std::stop_token& stop, Pacer pacer);
@@ -254,6 +256,22 @@ std::int32_t PaperTradeApi::PutOneReport(TextView id, PaperItem& item) {
     if (fill == nullptr) return kNothingRead;
     PutFill(item, *fill);
     return kRead;
+}
+
+// As QueryReport answers the lists: when the platform is away they are empty.
+std::optional<IdentifierPage> PaperTradeApi::QueryPage(std::int32_t kind, std::int32_t start,
+                                                       std::int32_t most) {
+    const std::lock_guard guard(lock_);
+    if (!IsUp()) return IdentifierPage{};
+    const ShownReports& shown = announcer_.Shown();
+    const bool fills = kind == kReportsWithFills;
+    const std::size_t count = fills ? shown.CountFills() : shown.CountReports();
+    IdentifierPage page{{}, static_cast<std::int32_t>(count)};
+    if (start < 0 || most <= 0) return page;
+    const auto from = static_cast<std::size_t>(start);
+    const auto size = static_cast<std::size_t>(most);
+    page.identifiers = fills ? shown.FillIds(from, size) : shown.ReportIds(from, size);
+    return page;
 }
 
 Text PaperTradeApi::GetPlatformValue(TextView name) {

@@ -8,6 +8,10 @@ namespace halvane {
 TradeApiError::TradeApiError(std::int32_t code, TextView text)
     : std::runtime_error(ToUtf8(text)), code_(code), text_(text) {}
 
+std::optional<IdentifierPage> TradeApi::QueryPage(std::int32_t, std::int32_t, std::int32_t) {
+    return std::nullopt;
+}
+
 const wchar_t* ProgIdOf(ItemClass itemClass) {
     switch (itemClass) {
     case ItemClass::Account: return L"Ovaro.TradeDataAccount.1";

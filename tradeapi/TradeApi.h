@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 namespace halvane {
 
@@ -41,6 +42,12 @@ enum ReportKind : std::int32_t {
     kOneReport = 0,        // of one order or of one fill, as the item's class says
     kReportsWithFills = 2, // into a report list
     kReports = 3,          // into a report list
+};
+
+// A part of a list of identifiers, and how many there are in all.
+struct IdentifierPage {
+    std::vector<Text> identifiers;
+    std::int32_t count = 0;
 };
 
 // The trading platform: one connection, one method per operation, numbered as its automation
@@ -98,6 +105,13 @@ class TradeApi {
     virtual std::int32_t GetTradingDays(TextView symbol, std::int32_t expiration) = 0;
     // 44
     virtual void NewStrategyOrder(TextView text) = 0;
+
+    // Beyond the automation interface, for a platform that can tell it without a walk over all that
+    // came before: up to `most` identifiers from `start` on, in the order of the list that
+    // QueryReport gives for the kind. kReports: of the reports; kReportsWithFills: of their fills,
+    // one report's after the other's. Nothing: the lists are to be walked.
+    virtual std::optional<IdentifierPage> QueryPage(std::int32_t kind, std::int32_t start,
+                                                    std::int32_t most);
 };
 
 } // namespace halvane

@@ -2,17 +2,29 @@
 
 #include "request/PlatformObjects.h"
 #include "request/RepWorker.h"
-#include "tradeapi/TradeApi.h"
+#include "request/queries/RowQuery.h"
 
 namespace halvane {
 
+std::int32_t ReportItems::Count() { return page ? page->count : list->GetInt(kListCount); }
+
+Text ReportItems::Entry(std::int32_t index) {
+    if (!page) return list->GetIndexed(kListEntry, index);
+    const std::int64_t at = std::int64_t{index} - start;
+    const bool within = at >= 0 && at < std::ssize(page->identifiers);
+    return within ? page->identifiers[static_cast<std::size_t>(at)] : Text();
+}
+
 bool OpenReportList(RepWorker& worker, const Request& request, std::int32_t kind,
-                    ReportItems& items) {
+                    std::int32_t start, ReportItems& items) {
     items.list = CreateItem(worker, request, ItemClass::ReportList);
     if (items.list == nullptr) return false;
     items.report = CreateItem(worker, request, ItemClass::ExecutionReport);
     if (items.report == nullptr) return false;
-    worker.Platform().QueryReport(kind, L"", *items.list);
+    TradeApi& tradeApi = worker.Platform();
+    items.start = start;
+    items.page = tradeApi.QueryPage(kind, start, kPage);
+    if (!items.page) tradeApi.QueryReport(kind, L"", *items.list);
     return true;
 }
 

@@ -1,9 +1,10 @@
 #pragma once
 
-#include "tradeapi/Items.h"
+#include "tradeapi/TradeApi.h"
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 namespace halvane {
 
@@ -16,15 +17,21 @@ inline constexpr std::int32_t kListEntry = 4;  // of a list: the identifier of r
 inline constexpr std::int32_t kFillCount = 39; // of an execution report: how many fills
 inline constexpr std::int32_t kFillEntry = 3;  // of an execution report: the identifier of fill n
 
-// A list of reports and the item that each of them is read into.
+// A list of reports and the item that each of them is read into. The list is the platform's, or,
+// when the platform can tell that by itself, only the page that is wanted.
 struct ReportItems {
     std::unique_ptr<Item> list;
     std::unique_ptr<Item> report;
+    std::optional<IdentifierPage> page;
+    std::int32_t start = 0; // of the page
+
+    std::int32_t Count();
+    Text Entry(std::int32_t index);
 };
 
-// The list filled by the platform's report query of that kind. False when an item cannot be
-// created: the request has then been answered.
+// The list filled by the platform's report query of that kind, or the page of it that begins at
+// `start`. False when an item cannot be created: the request has then been answered.
 [[nodiscard]] bool OpenReportList(RepWorker& worker, const Request& request, std::int32_t kind,
-                                  ReportItems& items);
+                                  std::int32_t start, ReportItems& items);
 
 } // namespace halvane

@@ -10,14 +10,14 @@ namespace halvane {
 
 void RestoreReports(RepWorker& worker, const Request& request) {
     ReportItems items;
-    if (!OpenReportList(worker, request, kReports, items)) return;
+    std::int32_t index = ToInt32(request.Member(L"QryIndex"));
+    if (!OpenReportList(worker, request, kReports, index, items)) return;
     JsonWriter reply;
     BeginReply(reply, request.name);
     reply.BeginArray(L"Orders");
-    std::int32_t index = ToInt32(request.Member(L"QryIndex"));
     // The count is read again for every record: reports keep coming.
-    for (int rows = 0; rows < kPage && index < items.list->GetInt(kListCount); ++rows) {
-        const Text reportId = items.list->GetIndexed(kListEntry, index);
+    for (int rows = 0; rows < kPage && index < items.Count(); ++rows) {
+        const Text reportId = items.Entry(index);
         if (worker.Platform().QueryReport(kOneReport, reportId, *items.report) == 0 && index < 0)
             break;
         ++index;
