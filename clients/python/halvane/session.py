@@ -33,6 +33,7 @@ REFUSED_FOR = 3.0  # seconds: a gateway that starts refuses until its platform i
 RETRY_AFTER = 0.2
 PATIENCE = 10.0  # for one step of coming back
 HEAVY_PATIENCE = 60.0
+REST = 3.0  # between two restores over one link
 
 
 class Settings(NamedTuple):
@@ -176,6 +177,8 @@ class Session:
         try:
             while not link.lost.done():
                 await self._restore(link)
+                if self.complete:  # a platform in trouble may ask for it many times a second
+                    await asyncio.wait({link.lost}, timeout=REST)
                 await self._again.wait()
         finally:
             for watch in watches:
