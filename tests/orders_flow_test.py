@@ -9,6 +9,7 @@ import json
 import os
 import random
 import threading
+import time
 import unittest
 import uuid
 
@@ -21,6 +22,7 @@ from halvane import FillEvent, OrderEvent, ResetEvent, symbols_of
 (PROGRAM,) = take_paths(1)
 ORDERS = int(os.environ.get("HALVANE_FLOW_ORDERS", "10000"))
 CLIENTS, IN_FLIGHT = 8, 12
+PAUSE = 0.004  # after each request, so that the orders meet several rounds of faults
 BUY, SELL = "1", "2"
 MARKET, LIMIT, STOP = "1", "2", "3"
 NEW, PARTLY_FILLED, FILLED, CANCELLED, REPLACED, REJECTED = "0", "1", "2", "4", "5", "8"
@@ -114,6 +116,7 @@ class Trader(threading.Thread):
                 key = f"{self.number}-{number}"
                 name, param = self.draw(key)
                 self.send(key, name, {"Param": param} if param else {})
+                time.sleep(PAUSE)
             while self.waiting:
                 self.receive()
         except Exception as fault:  # shown by the test
