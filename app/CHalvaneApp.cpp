@@ -19,7 +19,7 @@ constexpr std::uint32_t kFarewellMs = 1000;
 CHalvaneApp::CHalvaneApp(HostLoop& loop) : loop_(loop), dialog_(loop, MakeTradeApi) {}
 
 int CHalvaneApp::Run(const std::vector<Text>& arguments) {
-    Log().Open(nullptr, ILogger::LL_INFO, ILogger::PRINT_FLAG_FILE);
+    TheLogger().Open(nullptr, ILogger::LL_INFO, ILogger::PRINT_FLAG_FILE);
     int exitCode = 0;
     if (dialog_.OnInitDialog(arguments)) {
         const bool paper = IsPaper(GetSetting(L"HostAddress"));

@@ -27,7 +27,7 @@ Text ReadBindAddress() {
 }
 
 void LogFailure(const wchar_t* work, const std::exception& error) {
-    Log().Error(L"%s failed: %s", work, ReasonOf(error).c_str());
+    Log().Error(L"%s failed: %s", work, ReasonOf(error));
 }
 
 } // namespace
@@ -36,7 +36,7 @@ CHalvaneDlg::CHalvaneDlg(HostLoop& loop, TradeApiMaker makeTradeApi)
     : loop_(loop), makeTradeApi_(std::move(makeTradeApi)) {}
 
 bool CHalvaneDlg::OnInitDialog(const std::vector<Text>& arguments) {
-    Log().Info(L"exe version : %s", FileVersion().c_str());
+    Log().Info(L"exe version : %s", FileVersion());
     if (!ParseCommandLine(arguments)) {
         Log().Fatal(L"Authentication failed!!");
         return false;
@@ -57,7 +57,7 @@ bool CHalvaneDlg::OnInitDialog(const std::vector<Text>& arguments) {
         return false;
     }
     SetSetting(L"MyIP", ReadBindAddress());
-    Log().Info(L"MyIP:%s", GetSetting(L"MyIP").c_str());
+    Log().Info(L"MyIP:%s", GetSetting(L"MyIP"));
     loginInfo_.emplace();
     if (!Connect()) return false;
     SubscribeTopics();
@@ -83,7 +83,7 @@ void CHalvaneDlg::SubscribeTopics() {
     const Text topics = GetSetting(L"SubTopic");
     for (const TextView topic : Split(topics, L'|')) {
         if (topic.empty()) continue;
-        Log().Info(L"SubTopic:%s", Text(topic).c_str());
+        Log().Info(L"SubTopic:%s", topic);
         try {
             tradeApi_->SubscribeTopic(topic);
         } catch (const std::exception& error) {
@@ -138,7 +138,7 @@ void CHalvaneDlg::Post(const wchar_t* event, std::function<void()> work) {
 // The platform may tell of its services more than once; the broker is started the first time.
 void CHalvaneDlg::TakeServices() {
     loginType_ = tradeApi_->GetPlatformValue(L"PERMISSIONS.General.LoginType");
-    Log().Info(L"OnGeneralServiceUpdate() m_strLoginType=%s", loginType_.c_str());
+    Log().Info(L"OnGeneralServiceUpdate() m_strLoginType=%s", loginType_);
     served_ = true;
     StartBroker();
 }
@@ -150,7 +150,7 @@ void CHalvaneDlg::StartBroker() {
 }
 
 void CHalvaneDlg::ObeyCommand(std::int32_t kind, std::int32_t subKind, const Text& text) {
-    Log().Info(L"OnCommandMsg:%d-%d-%s", kind, subKind, text.c_str());
+    Log().Info(L"OnCommandMsg:%d-%d-%s", kind, subKind, text);
     if (kind != 2) return;
     if (subKind == 0) loop_.Quit(0);
     if (subKind == 1 && !publishing_.joinable()) StartPublishing();

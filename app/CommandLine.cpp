@@ -15,7 +15,7 @@ bool ParseCommandLine(const std::vector<Text>& arguments) {
     SetSetting(L"ServiceKey", arguments[2]);
     if (arguments.size() >= 5) {
         SetSetting(L"ContractName", arguments[3]);
-        Log().Info(L"ContractName:%s", arguments[3].c_str());
+        Log().Info(L"ContractName:%s", arguments[3]);
     }
     if (arguments.size() >= 4) SetSetting(L"SubTopic", arguments[arguments.size() == 4 ? 3 : 4]);
     SetSetting(L"RepPort", DecimalText(RequestPortOf(arguments[1])));

@@ -43,8 +43,7 @@ std::optional<int> BindToNextFree(void* socket, const std::function<Text()>& ip,
     for (int refused = 0; !BindTcp(socket, ip(), port);) {
         if (++port >= end) port -= kPortsPerTurn;
         if (++refused % kPortsPerTurn == 0)
-            Log().Warn(L"[RequestBroker]no free port found in %d tries on %s", refused,
-                       ip().c_str());
+            Log().Warn(L"[RequestBroker]no free port found in %d tries on %s", refused, ip());
         if (!TheClock().Sleep(1, stop)) return std::nullopt;
     }
     return port;

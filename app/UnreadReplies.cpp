@@ -1,7 +1,6 @@
 #include "app/UnreadReplies.h"
 
 #include "foundation/logger/Log.h"
-#include "foundation/support/Strings.h"
 
 #include <algorithm>
 
@@ -11,9 +10,12 @@ namespace {
 constexpr std::int64_t kOverhead = 256; // bytes that the library and we keep for each
 
 Text HexText(std::string_view bytes) {
+    constexpr TextView kDigits = L"0123456789abcdef";
     Text text;
-    for (const char c : bytes)
-        text += Format(L"%02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    for (const char c : bytes) {
+        text += kDigits[static_cast<unsigned char>(c) >> 4];
+        text += kDigits[static_cast<unsigned char>(c) & 15];
+    }
     return text;
 }
 
@@ -35,7 +37,7 @@ bool UnreadReplies::Admit(std::string_view identity, ZmqMessage& body) {
     ++lost_;
     if (!client.told)
         Log().Warn(L"[RequestBroker]client %s does not read: its replies are lost",
-                   HexText(identity).c_str());
+                   HexText(identity));
     client.told = true;
     return false;
 }

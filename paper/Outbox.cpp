@@ -1,8 +1,8 @@
 #include "paper/Outbox.h"
 
+#include "foundation/support/Format.h"
 #include "foundation/support/Json.h"
 #include "foundation/support/Mutex.h"
-#include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
 #include "paper/base/Calendar.h"
 

@@ -261,7 +261,7 @@ std::int32_t PaperTradeApi::PutOneReport(TextView id, PaperItem& item) {
 // As QueryReport answers the lists: when the platform is away they are empty.
 std::optional<IdentifierPage> PaperTradeApi::QueryPage(std::int32_t kind, std::int32_t start,
                                                        std::int32_t most) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (!IsUp()) return IdentifierPage{};
     const ShownReports& shown = announcer_.Shown();
     const bool fills = kind == kReportsWithFills;

@@ -39,7 +39,7 @@ template <class Work> void HandleEvent(const wchar_t* event, Work work) {
     try {
         work();
     } catch (const std::exception& error) {
-        Log().Error(L"[PublishWorker]%s failed: %s", event, ReasonOf(error).c_str());
+        Log().Error(L"[PublishWorker]%s failed: %s", event, ReasonOf(error));
     }
 }
 
@@ -84,7 +84,7 @@ bool PublishWorker::BindToFreePort(std::stop_token stop) {
             return true;
         }
         if (++refused % kPorts == 0)
-            Log().Warn(L"[PublishWorker]no free port found in %d tries on %s", refused, ip.c_str());
+            Log().Warn(L"[PublishWorker]no free port found in %d tries on %s", refused, ip);
         TheClock().Sleep(1, stop);
     }
     return false;
@@ -99,7 +99,7 @@ void PublishWorker::SendHeartbeats(std::stop_token stop) {
 void PublishWorker::SendData(TextView text, bool log) {
     std::string bytes = ToUtf8(text);
     const MutexLock guard(sendLock_);
-    if (log) Log().Info(L"[PublishWorker]SendData:%s", Text(text).c_str());
+    if (log) Log().Info(L"[PublishWorker]SendData:%s", text);
     ++sent_;
     SendWithTrailingZero(socket_.get(), std::move(bytes));
     window_.CountSent();
@@ -145,7 +145,7 @@ void PublishWorker::PublishAccounts(std::int32_t kind, std::int32_t count) {
 
 void PublishWorker::OnExecutionReport(TextView reportId) {
     HandleEvent(L"OnExecutionReport", [&] {
-        Log().Info(L"[PublishWorker]OnExecutionReport(%s)", Text(reportId).c_str());
+        Log().Info(L"[PublishWorker]OnExecutionReport(%s)", reportId);
         PublishReport(L"EXECUTIONREPORT", ItemClass::ExecutionReport, reportId,
                       ExecutionReportFields());
     });
@@ -153,7 +153,7 @@ void PublishWorker::OnExecutionReport(TextView reportId) {
 
 void PublishWorker::OnFilledReport(TextView reportId) {
     HandleEvent(L"OnFilledReport", [&] {
-        Log().Info(L"[PublishWorker]OnFilledReport(%s)", Text(reportId).c_str());
+        Log().Info(L"[PublishWorker]OnFilledReport(%s)", reportId);
         PublishReport(L"FILLEDREPORT", ItemClass::Fill, reportId, FillReportFields());
     });
 }
@@ -196,15 +196,14 @@ void PublishWorker::OnCommandMsg(std::int32_t kind, std::int32_t subKind, TextVi
         document.Member(L"Symbol", text);
         document.EndObject();
         SendData(document.Finish(), true);
-        Log().Info(L"SYMBOLCLEAR. Symbol=%s.", Text(text).c_str());
+        Log().Info(L"SYMBOLCLEAR. Symbol=%s.", text);
     });
 }
 
 void PublishWorker::OnSetTopic(TextView topic, std::int32_t lParam, TextView strParam,
                                const std::optional<Text>& data) {
     HandleEvent(L"OnSetTopic", [&] {
-        Log().Info(L"OnSetTopic() Topic:%s, lParam:%d, strParam:%s", Text(topic).c_str(), lParam,
-                   Text(strParam).c_str());
+        Log().Info(L"OnSetTopic() Topic:%s, lParam:%d, strParam:%s", topic, lParam, strParam);
         if (topic == L"Corvinta")
             PublishSignal(strParam);
         else if (topic == L"VANTOR.RETURN")
@@ -223,9 +222,8 @@ void PublishWorker::PublishSignal(TextView signal) {
 
 // The answer to a request that waits for a contract list of some date.
 void PublishWorker::TakeRecoveredFile(std::int32_t date, TextView alias, const Text& file) {
-    Log().Info(L"ProcessQRMRecover. lParam=%d, strParam=%s, strFile=%s.", date, Text(alias).c_str(),
-               file.c_str());
-    const Text key = Format(L"%s_%d", Text(alias).c_str(), date);
+    Log().Info(L"ProcessQRMRecover. lParam=%d, strParam=%s, strFile=%s.", date, alias, file);
+    const Text key = Format(L"%s_%d", alias, date);
     SetSetting(key, file); // before the signal: whoever wakes reads it
     if (auto event = NamedEvent::Open(key)) event->Signal();
 }

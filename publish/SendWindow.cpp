@@ -1,7 +1,7 @@
 #include "publish/SendWindow.h"
 
 #include "foundation/logger/Log.h"
-#include "foundation/support/Strings.h"
+#include "foundation/support/Format.h"
 #include "foundation/support/Utf.h"
 
 namespace halvane {
@@ -15,8 +15,7 @@ constexpr int kDeafWaits = 3;
 
 void SendWindow::Open(const ZmqContext& context, TextView ip, int port) {
     const bool anyAddress = ip == L"*" || ip == L"0.0.0.0";
-    const Text endpoint =
-        Format(L"tcp://%s:%d", anyAddress ? L"127.0.0.1" : Text(ip).c_str(), port);
+    const Text endpoint = Format(L"tcp://%s:%d", anyAddress ? L"127.0.0.1" : ip, port);
     ear_.reset(zmq_socket(context.get(), ZMQ_SUB));
     zmq_setsockopt(ear_.get(), ZMQ_SUBSCRIBE, "", 0);
     zmq_connect(ear_.get(), ToNarrow(endpoint).c_str());

@@ -38,7 +38,7 @@ std::map<Text, Text, std::less<>> LoadContractNames() {
         const TextView alias = entry.substr(0, colon);
         const TextView type = colon == TextView::npos ? alias : entry.substr(colon + 1);
         if (alias.find_first_of(L"/\\:") != TextView::npos) // it becomes part of a file name
-            Log().Warn(L"ContractName: alias %s is not used", Text(alias).c_str());
+            Log().Warn(L"ContractName: alias %s is not used", alias);
         else
             names.insert_or_assign(Text(type), Text(alias));
     }
@@ -46,7 +46,7 @@ std::map<Text, Text, std::less<>> LoadContractNames() {
 }
 
 void LogFailure(const wchar_t* work, const std::exception& error) {
-    Log().Error(L"[RepWorker]%s failed: %s", work, ReasonOf(error).c_str());
+    Log().Error(L"[RepWorker]%s failed: %s", work, ReasonOf(error));
 }
 
 } // namespace
@@ -103,7 +103,7 @@ void RepWorker::ServeNext() {
 
 void RepWorker::DoWork(std::string_view bytes) {
     const Text text = FromUtf8(bytes.substr(0, bytes.find('\0'))).value_or(L"");
-    Log().Info(L"DoWork:%s", text.c_str());
+    Log().Info(L"DoWork:%s", text);
     JsonDocument document;
     const JsonValue* name = ParseJson(text, document) ? FindMember(document, L"Request") : nullptr;
     if (name == nullptr || !name->IsString()) {
@@ -169,7 +169,7 @@ void RepWorker::Refuse(const Request& request, TextView reason) {
 void RepWorker::SendData(TextView json, bool log) {
     std::string bytes = ToUtf8(json);
     const MutexLock guard(sendLock_);
-    if (log) Log().Info(L"[RepWorker]SendData:%s", Text(json).c_str());
+    if (log) Log().Info(L"[RepWorker]SendData:%s", json);
     replied_ = true;
     ++requestsServed;
     SendWithTrailingZero(socket_.get(), std::move(bytes));

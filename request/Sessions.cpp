@@ -28,7 +28,7 @@ constexpr std::uint32_t kLongestSilenceMs = 60000;
 constexpr std::int32_t kKeyCheck = 3;
 constexpr std::int32_t kSessionMode = 3;
 
-std::atomic<std::uint32_t> loginCounter = 0;
+std::atomic<std::int32_t> loginCounter = 0;
 
 struct SessionStore {
     // Around every removal of a session, and wherever a nested record of the table is in hand: a
@@ -54,7 +54,8 @@ void SetPingTime(BaseData& session, std::uint32_t tick) {
 // A session key that no other log-in of this process gets.
 Text FormSessionKey() {
     const LocalTime now = ToLocalTime(TheClock().UnixTimeMs());
-    const Text text = Format(L"%02d%02d%02d%d", now.hour, now.minute, now.second, loginCounter++);
+    const Text text = Format(L"%02d%02d%02d%d", std::int32_t{now.hour}, std::int32_t{now.minute},
+                             std::int32_t{now.second}, loginCounter++);
     return *FromUtf8(Md5Hex(ToNarrow(text)));
 }
 
@@ -96,11 +97,11 @@ void SaveLoginInfo(const Text& key) {
     auto* changes = Table().BeginChange();
     Table().SetRecord(changes, ChangeKind::SetRecord, key.c_str(), session);
     Table().ApplyChange(changes);
-    Log().Info(L"SaveLoginInfo() Session:%s, PingTime:%u", key.c_str(), tick);
+    Log().Info(L"SaveLoginInfo() Session:%s, PingTime:%lld", key, std::int64_t{tick});
 }
 
 void RemoveLoginInfo(const Text& key) {
-    Log().Info(L"RemoveLoginInfo(%s)", key.c_str());
+    Log().Info(L"RemoveLoginInfo(%s)", key);
     if (key.find(L'\0') != Text::npos) return; // the table would take it for a shorter key
     auto* changes = Table().BeginChange();
     Table().Remove(changes, ChangeKind::RemoveRecord, key.c_str());
@@ -113,7 +114,7 @@ void UpdatePingTime(const Text& key) {
     BaseData* session = Table().GetRecord(key.c_str());
     if (session == nullptr) return;
     SetPingTime(*session, tick);
-    Log().Info(L"UpdatePingTime() SessionKey:%s, PingTime:%u", key.c_str(), tick);
+    Log().Info(L"UpdatePingTime() SessionKey:%s, PingTime:%lld", key, std::int64_t{tick});
 }
 
 void OpenSession(const Text& key) {
@@ -146,8 +147,8 @@ void ReportSilentSessions() {
         const std::uint32_t silenceMs = now - pingTime;
         // A ping that came after the clock was read lies ahead of it: it is just now.
         if (silenceMs <= kLongestSilenceMs || silenceMs >= 0x80000000) continue;
-        Log().Info(L"ExecuteCheckPingTime() timeout. Session:%s PingTime:%d, lUserPingTime:%u",
-                   key.c_str(), static_cast<std::int32_t>(now), pingTime);
+        Log().Info(L"ExecuteCheckPingTime() timeout. Session:%s PingTime:%d, lUserPingTime:%lld",
+                   key, static_cast<std::int32_t>(now), std::int64_t{pingTime});
         CppUtility::SendNotification(L"RemoveLoginInfo", key.c_str());
     }
 }

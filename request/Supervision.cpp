@@ -15,7 +15,7 @@ void ExecuteCheckPingTime(std::stop_token stop) {
         try {
             ReportSilentSessions();
         } catch (const std::exception& error) {
-            Log().Error(L"ExecuteCheckPingTime() failed: %s", ReasonOf(error).c_str());
+            Log().Error(L"ExecuteCheckPingTime() failed: %s", ReasonOf(error));
         }
     } while (TheClock().Sleep(kRoundMs, stop));
 }

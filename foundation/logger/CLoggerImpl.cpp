@@ -2,7 +2,7 @@
 
 #include "foundation/logger/LogErrors.h"
 #include "foundation/logger/LogScreen.h"
-#include "foundation/support/Strings.h"
+#include "foundation/support/Format.h"
 
 #include <algorithm>
 #include <chrono>
@@ -17,7 +17,7 @@ constexpr std::size_t kBlockOverhead = 64; // what a queued record costs beside 
 
 // The line that owns up to what is missing, whatever the level.
 LogMsgPtr NewNotice(std::uint64_t count, const wchar_t* fate) {
-    const Text text = Format(L"%llu messages %s", static_cast<unsigned long long>(count), fate);
+    const Text text = Format(L"%lld messages %s", static_cast<std::int64_t>(count), fate);
     LogMsgPtr msg = NewLogMsg(ILogger::LL_WARN, text.c_str());
     if (msg == nullptr) throw std::bad_alloc();
     msg->time = ToLocalTime(TheClock().UnixTimeMs());

@@ -3,37 +3,50 @@
 #include "foundation/logger/CLoggerImpl.h"
 #include "foundation/logger/CStaticLogger.h"
 
+#include <exception>
+
 namespace halvane {
 namespace {
 
 constexpr std::uint32_t kDrainMs = 5000;
 
-struct ProcessLog {
-    CStaticLogger holder{1};
-    ~ProcessLog() { DrainLog(); } // deleting the logger alone would drop what is queued
+struct Holder {
+    CStaticLogger logger{1};
+    ~Holder() { DrainLog(); } // deleting the logger alone would drop what is queued
 };
 
-ProcessLog& TheProcessLog() {
-    static ProcessLog log;
-    return log;
+Holder& TheHolder() {
+    static Holder holder;
+    return holder;
 }
 
-[[maybe_unused]] const ProcessLog& createdAtStartUp = TheProcessLog();
+[[maybe_unused]] const Holder& createdAtStartUp = TheHolder();
 
 } // namespace
 
-ILogger& Log() { return *TheProcessLog().holder; }
+void ProcessLog::Write(ILogger::LogLevel level, TextView format,
+                       std::span<const FormatArgument> arguments) {
+    ILogger& logger = TheLogger();
+    if (level < logger.GetLogLevel()) return;
+    try {
+        logger.Write(level, FormatAll(format, arguments).c_str());
+    } catch (const std::exception&) {
+        // No memory for the text: whoever logs is not to suffer from it.
+    }
+}
 
-CStaticLogger& TheStaticLogger() { return TheProcessLog().holder; }
+ILogger& TheLogger() { return *TheHolder().logger; }
+
+CStaticLogger& TheStaticLogger() { return TheHolder().logger; }
 
 void DrainLog() {
-    auto* logger = dynamic_cast<CLoggerImpl*>(TheProcessLog().holder.Get());
+    auto* logger = dynamic_cast<CLoggerImpl*>(TheHolder().logger.Get());
     if (logger != nullptr) logger->Drain(kDrainMs);
 }
 
 void ShutDownLog() {
     DrainLog();
-    Log().Close();
+    TheLogger().Close();
 }
 
 } // namespace halvane

@@ -2,8 +2,8 @@
 
 #include "foundation/logger/LogErrors.h"
 #include "foundation/support/Clock.h"
+#include "foundation/support/Format.h"
 #include "foundation/support/Process.h"
-#include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
 
 #include <algorithm>
@@ -120,7 +120,7 @@ Text LogFile::DatedName() const {
     Text name = base_;
     const std::size_t point = name.rfind(L'.'); // of the whole path, folders included
     name.insert(std::min(point, name.size()),
-                Format(L"-%04d%02d%02d-%d", day.year, day.month, day.day, index_));
+                Format(L"-%04d%02d%02d-%d", int{day.year}, int{day.month}, int{day.day}, index_));
     return name;
 }
 

@@ -1,7 +1,7 @@
 #include "foundation/logger/LogFormat.h"
 
+#include "foundation/support/Format.h"
 #include "foundation/support/Process.h"
-#include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
 
 #include <algorithm>
@@ -44,9 +44,9 @@ LogMsgPtr CopyLogMsg(const ILogger::TLogMsg& msg) {
 }
 
 std::string FormatLine(const ILogger::TLogMsg& msg) {
-    Text line = Format(L"%02d:%02d:%02d.%03d %6d  [%-5s]  ", msg.time.hour, msg.time.minute,
-                       msg.time.second, msg.time.milliseconds, static_cast<int>(msg.threadId),
-                       ILogger_GetLogLevelDesc(msg.level));
+    Text line = Format(L"%02d:%02d:%02d.%03d %6d  [%-5s]  ", int{msg.time.hour},
+                       int{msg.time.minute}, int{msg.time.second}, int{msg.time.milliseconds},
+                       static_cast<int>(msg.threadId), ILogger_GetLogLevelDesc(msg.level));
     const char16_t* text = TextOf(const_cast<ILogger::TLogMsg*>(&msg));
     line.append(text, text + std::char_traits<char16_t>::length(text));
     line += L"\r\n";

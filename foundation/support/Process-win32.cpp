@@ -1,6 +1,6 @@
 #include "foundation/support/Process.h"
 
-#include "foundation/support/Strings.h"
+#include "foundation/support/Format.h"
 
 #include <windows.h>
 
@@ -31,8 +31,9 @@ Text FileVersion() {
         !GetFileVersionInfoW(path.c_str(), 0, static_cast<DWORD>(block.size()), block.data()) ||
         !VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &length))
         return {};
-    return Format(L"%d.%d.%d.%d", HIWORD(info->dwFileVersionMS), LOWORD(info->dwFileVersionMS),
-                  HIWORD(info->dwFileVersionLS), LOWORD(info->dwFileVersionLS));
+    return Format(L"%d.%d.%d.%d", int{HIWORD(info->dwFileVersionMS)},
+                  int{LOWORD(info->dwFileVersionMS)}, int{HIWORD(info->dwFileVersionLS)},
+                  int{LOWORD(info->dwFileVersionLS)});
 }
 
 } // namespace halvane

@@ -4,14 +4,6 @@
 
 namespace halvane {
 
-Text Format(const wchar_t* format, ...) {
-    va_list args;
-    va_start(args, format);
-    Text out = FormatV(format, args);
-    va_end(args);
-    return out;
-}
-
 std::vector<TextView> Split(TextView text, wchar_t separator) {
     std::vector<TextView> parts;
     for (;;) {

@@ -9,8 +9,7 @@
 namespace halvane {
 
 // The C library's wide printf as Windows knows it, on every system: "%s" takes wide text, "%I64d" a
-// 64-bit integer. The result may have any length. Our own formats use %s, %d, %u and %lld only.
-Text Format(const wchar_t* format, ...);
+// 64-bit integer. The result may have any length. For others' formats; Format.h is for our own.
 Text FormatV(const wchar_t* format, va_list args);
 
 // The parts of `text` between separators; always at least one, parts may be empty.

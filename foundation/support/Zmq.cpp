@@ -1,6 +1,6 @@
 #include "foundation/support/Zmq.h"
 
-#include "foundation/support/Strings.h"
+#include "foundation/support/Format.h"
 #include "foundation/support/Utf.h"
 
 // Buffers change hands inside the library, which the thread sanitizer does not see into.
@@ -47,7 +47,7 @@ ZmqContext MakeZmqContext() {
 
 bool BindTcp(void* socket, TextView ip, int port) {
     if (port > 65535) return false;
-    const Text endpoint = Format(L"tcp://%s:%d", Text(ip).c_str(), port);
+    const Text endpoint = Format(L"tcp://%s:%d", ip, port);
     return zmq_bind(socket, ToNarrow(endpoint).c_str()) == 0;
 }
 

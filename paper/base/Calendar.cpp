@@ -1,8 +1,8 @@
 #include "paper/base/Calendar.h"
 
 #include "foundation/support/Clock.h"
+#include "foundation/support/Format.h"
 #include "foundation/support/Numbers.h"
-#include "foundation/support/Strings.h"
 
 namespace halvane::paper {
 
@@ -35,8 +35,9 @@ Stamp Now() { return StampOf(LocalNow()); }
 Day Today() { return DayOf(LocalNow()); }
 
 Text DateText(Day day) {
-    return Format(L"%04d%02u%02u", static_cast<int>(day.year()), static_cast<unsigned>(day.month()),
-                  static_cast<unsigned>(day.day()));
+    return Format(L"%04d%02d%02d", static_cast<int>(day.year()),
+                  static_cast<int>(static_cast<unsigned>(day.month())),
+                  static_cast<int>(static_cast<unsigned>(day.day())));
 }
 
 Text MonthText(Day day) { return DateText(day).substr(0, 6); }

@@ -1,7 +1,7 @@
 #include "paper/file/MarketChecks.h"
 
+#include "foundation/support/Format.h"
 #include "foundation/support/Numbers.h"
-#include "foundation/support/Strings.h"
 #include "paper/base/Units.h"
 
 #include <algorithm>
@@ -163,7 +163,7 @@ class Checker {
         const std::int64_t contracts = ContractsOf(future);
         if (contracts > 0 && chain.months > contracts)
             passage.At(L"months").Tell(
-                Format(L"%d is more than %s has contracts", chain.months, future.security.c_str()));
+                Format(L"%d is more than %s has contracts", chain.months, future.security));
         CheckLimit(passage, chain, future.priceE10);
         CheckAmounts(passage, chain, std::max(future.priceE10, highestStrike * kE10),
                      future.multiplier);
@@ -234,7 +234,7 @@ class Checker {
             if (value <= kMostAmount) continue;
             passage.At(L"maxQuantity")
                 .Tell(Format(L"an order of %d may come to %s above %lld", product.maxQuantity, name,
-                             static_cast<long long>(kMostAmount)));
+                             static_cast<std::int64_t>(kMostAmount)));
             return;
         }
     }

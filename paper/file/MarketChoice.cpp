@@ -14,9 +14,9 @@ TextView PathIn(TextView address) {
 }
 
 void LogMarket(const MarketPlan& plan, const Text& name) {
-    Log().Warn(L"PAPER: the market is %s; seed %llu, speed %d, %d accounts, %d incidents",
-               name.c_str(), static_cast<unsigned long long>(plan.seed), plan.speed,
-               static_cast<int>(plan.accounts.size()), static_cast<int>(plan.incidents.size()));
+    Log().Warn(L"PAPER: the market is %s; seed %s, speed %d, %d accounts, %d incidents", name,
+               std::to_wstring(plan.seed), plan.speed, static_cast<int>(plan.accounts.size()),
+               static_cast<int>(plan.incidents.size()));
 }
 
 } // namespace
@@ -27,7 +27,7 @@ std::optional<MarketPlan> ChooseMarket(TextView hostAddress) {
     MarketReading reading{.plan = BuiltInPlan(), .mistakes = {}};
     if (!path.empty()) reading = ReadMarketFile(ToPath(path), LocalNow());
     for (const Text& mistake : reading.mistakes)
-        Log().Error(L"PAPER: %s: %s", name.c_str(), mistake.c_str());
+        Log().Error(L"PAPER: %s: %s", name, mistake);
     if (!reading.plan) return std::nullopt;
     MarketPlan& plan = *reading.plan;
     if (plan.speed != 1 && !plan.start) plan.start = LocalNow();

@@ -1,7 +1,7 @@
 #include "paper/file/MarketValues.h"
 
+#include "foundation/support/Format.h"
 #include "foundation/support/Numbers.h"
-#include "foundation/support/Strings.h"
 #include "paper/base/Units.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "paper/orders/Strategy.h"
 
+#include "foundation/support/Format.h"
 #include "foundation/support/Json.h"
 #include "foundation/support/Numbers.h"
-#include "foundation/support/Strings.h"
 #include "paper/base/Codes.h"
 #include "paper/base/Units.h"
 #include "tradeapi/Symbols.h"

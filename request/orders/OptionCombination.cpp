@@ -98,7 +98,7 @@ Text AccountKeyOf(const Request& request) {
 
 void ActOnOptionCombination(RepWorker& worker, const Request& request) {
     const Text command = CommandOf(request);
-    Log().Info(L"ReqOptComb() send Param = %s", command.c_str());
+    Log().Info(L"ReqOptComb() send Param = %s", command);
     worker.Platform().SendRequest(1, L"OPTCOMB", command, 1, AccountKeyOf(request));
     worker.SendData(SuccessReply(request.name), true);
 }

@@ -87,7 +87,7 @@ void PutOrderFields(const wchar_t* order, OrderParameters& parameters,
             PutField(parameters, field, param);
         } catch (const TradeApiError& error) {
             Log().Warn(L"[RepWorker]%s: put of property %d refused: %s", order,
-                       static_cast<int>(field.id), error.Description().c_str());
+                       static_cast<int>(field.id), error.Description());
         }
     }
 }

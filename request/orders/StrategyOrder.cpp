@@ -32,7 +32,7 @@ void NewStrategyOrder(RepWorker& worker, const Request& request) {
         return worker.Refuse(request, L"StrategyType is error!!");
     if (!worker.HasPlatform()) return worker.Refuse(request, L"trade api is error!!");
     const Text order = StampedOrder(request.param, worker);
-    Log().Info(L"NewStrategyOrder:%s", order.c_str());
+    Log().Info(L"NewStrategyOrder:%s", order);
     worker.Platform().NewStrategyOrder(order);
     worker.SendData(SuccessReply(request.name), true);
 }

@@ -30,13 +30,12 @@ void ReplyUnlogged(RepWorker& worker, const Request& request, const wchar_t* mem
 bool LoadList(RepWorker& worker, const Request& request, const Text& path, JsonDocument& list) {
     Text text;
     if (!ReadContractListFile(path, text)) {
-        Log().Error(L"ReqGetContractList open file failed. FileName:%s", path.c_str());
+        Log().Error(L"ReqGetContractList open file failed. FileName:%s", path);
         worker.Refuse(request, L"open file fail");
         return false;
     }
     if (!ParseJson(text, list)) {
-        text.insert(0, L"ReqGetContractList parse failed. Data:");
-        Log().Error_0(text.c_str()); // not formatted: it may be hundreds of megabytes long
+        Log().Error(L"ReqGetContractList parse failed. Data:%s", text);
         worker.Refuse(request, L"parse failed");
         return false;
     }
@@ -50,8 +49,7 @@ void ReplyCurrentList(RepWorker& worker, const Request& request, const Text& ali
     const TextView prefix = worker.LoginType() == L"9" ? L"RepContractList_" : L"ContractList_";
     const Text path =
         (module + L"Configs" + kPathSeparator).append(prefix).append(alias).append(L".ini");
-    Log().Info(L"ReqGetContractList() Alias:%s, FileName:%s, MARDVANT:%s", alias.c_str(),
-               path.c_str(), enrich.c_str());
+    Log().Info(L"ReqGetContractList() Alias:%s, FileName:%s, MARDVANT:%s", alias, path, enrich);
     JsonDocument list;
     if (!LoadList(worker, request, path, list)) return;
     // Without nodes there is nothing to enrich; a list that is enriched in part is sent so.
@@ -73,13 +71,12 @@ void ReplyPastList(RepWorker& worker, const Request& request, const Text& alias,
     const Text key = alias + L"_" + dateTime;
     auto recovered = NamedEvent::Open(key);
     const std::int64_t date = DateOf(dateTime);
-    Log().Info(L"ReqGetContractList() strEventKey:%s, llDate:%lld", key.c_str(),
-               static_cast<long long>(date));
+    Log().Info(L"ReqGetContractList() strEventKey:%s, llDate:%lld", key, date);
     worker.Platform().SendTopicCommand(L"VANTOR.RECOVER", static_cast<std::int32_t>(date), alias,
                                        std::nullopt);
     if (recovered) recovered->Wait(kRecoverTimeoutMs, worker.StopToken());
     const Text path = GetSetting(key);
-    Log().Info(L"ReqGetContractList() Alias:%s, FileName:%s", alias.c_str(), path.c_str());
+    Log().Info(L"ReqGetContractList() Alias:%s, FileName:%s", alias, path);
     JsonDocument list;
     if (LoadList(worker, request, path, list)) ReplyUnlogged(worker, request, L"Instruments", list);
 }
@@ -108,7 +105,7 @@ void QueryInstrumentInfo(RepWorker& worker, const Request& request) {
     const Text data = worker.Platform().GetInstrumentData(L"ALL", symbol);
     JsonDocument info;
     if (!ParseJson(data, info)) {
-        Log().Error(L"ReqGetInstrumentInfo parse failed. Data:%s", data.c_str());
+        Log().Error(L"ReqGetInstrumentInfo parse failed. Data:%s", data);
         return worker.Refuse(request, L"parse failed");
     }
     ReplyUnlogged(worker, request, L"Info", info);

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "foundation/logger/CLoggerImpl.h"
+#include "foundation/support/Format.h"
 #include "foundation/support/Mutex.h"
-#include "foundation/support/Strings.h"
 #include "tests/JumpingClock.h"
 #include "tests/TempFolder.h"
 
@@ -61,8 +61,8 @@ class LoggerTest : public testing::Test {
 
     std::filesystem::path FileOf(int index) {
         const LocalTime day = ToLocalTime(clock_.UnixTimeMs());
-        return folder_ / ToUtf8(Format(L"logs/test-%04d%02d%02d-%d.log", day.year, day.month,
-                                       day.day, index));
+        return folder_ / ToUtf8(Format(L"logs/test-%04d%02d%02d-%d.log", int{day.year},
+                                       int{day.month}, int{day.day}, index));
     }
 
     // What the file says, a line each from its level on.

@@ -5,6 +5,8 @@
 #include "tests/foundation/LoggerTest.h"
 #include "tests/foundation/ScarceMemory.h"
 
+#include "foundation/support/Format.h"
+#include "foundation/support/Strings.h"
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -262,13 +264,13 @@ TEST(Log, ShutDownWritesWhatIsQueued) {
     JumpingClock clock;
     const ScopedClock scoped(clock);
     const TempFolder folder;
-    ASSERT_EQ(Log().Open(folder.TextOf("x.log").c_str(), ILogger::LL_INFO, 1), 1);
+    ASSERT_EQ(TheLogger().Open(folder.TextOf("x.log").c_str(), ILogger::LL_INFO, 1), 1);
     for (int i = 0; i < 100; ++i)
         Log().Info(L"%d", i);
     ShutDownLog();
-    EXPECT_EQ(Log().IsOpen(), 0);
+    EXPECT_EQ(TheLogger().IsOpen(), 0);
     const LocalTime day = ToLocalTime(clock.UnixTimeMs());
-    const Text name = Format(L"x-%04d%02d%02d-0.log", day.year, day.month, day.day);
+    const Text name = Format(L"x-%04d%02d%02d-0.log", int{day.year}, int{day.month}, int{day.day});
     EXPECT_TRUE(ReadFile(folder / ToUtf8(name)).ends_with("[INFO ]  99\r\n"));
 }
 

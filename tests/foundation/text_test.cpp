@@ -1,3 +1,4 @@
+#include "foundation/support/Format.h"
 #include "foundation/support/IniFile.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Strings.h"
@@ -54,20 +55,44 @@ TEST(Utf, HalfAPairGoesOutAsReplacement) {
     EXPECT_EQ(ToUtf8(L"\xD800\xD83D\xDE00"), "\xEF\xBF\xBD\xF0\x9F\x98\x80");
 }
 
-TEST(Strings, FormatReadsTextAsWindowsDoes) {
-    EXPECT_EQ(Format(L"%s|%-5s|%5s|%.2s|", L"a", L"b", L"c", L"defg"), L"a|b    |    c|de|");
-    EXPECT_EQ(Format(L"%c%C%S%hs", L'x', 'y', "narrow", "too"), L"xynarrowtoo");
-    EXPECT_EQ(Format(L"%I64d %lld %I32d %06d %%s", kMin64, static_cast<long long>(kMax64), 5, -42),
+Text Printf(const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    Text out = FormatV(format, args);
+    va_end(args);
+    return out;
+}
+
+TEST(Strings, FormatVReadsTextAsWindowsDoes) {
+    EXPECT_EQ(Printf(L"%s|%-5s|%5s|%.2s|", L"a", L"b", L"c", L"defg"), L"a|b    |    c|de|");
+    EXPECT_EQ(Printf(L"%c%C%S%hs", L'x', 'y', "narrow", "too"), L"xynarrowtoo");
+    EXPECT_EQ(Printf(L"%I64d %lld %I32d %06d %%s", kMin64, static_cast<long long>(kMax64), 5, -42),
               L"-9223372036854775808 9223372036854775807 5 -00042 %s");
-    EXPECT_EQ(Format(L"%s", L"\xD83D\xDE00"), L"\xD83D\xDE00");
-}
-
-TEST(Strings, FormatHasNoLongestResult) {
+    EXPECT_EQ(Printf(L"%s", L"\xD83D\xDE00"), L"\xD83D\xDE00");
     const Text large(300'000, L'x');
-    EXPECT_EQ(Format(L"<%s>", large.c_str()), L"<" + large + L">");
+    EXPECT_EQ(Printf(L"<%s>", large.c_str()), L"<" + large + L">");
+    EXPECT_FALSE(Printf(L"%hs", "\xFF").empty()) << "what no room can help";
 }
 
-TEST(Strings, FormatGivesUpOnWhatNoRoomCanHelp) { EXPECT_FALSE(Format(L"%hs", "\xFF").empty()); }
+TEST(Format, WritesAsPrintfDoes) {
+    EXPECT_EQ(Format(L""), L"");
+    EXPECT_EQ(Format(L"100%% of %s%s", Text(L"a"), TextView(L"b")), L"100% of ab");
+    EXPECT_EQ(Format(L"%s|%-3s|%3s|%2s", L"a", L"b", L"c", L"long"), L"a|b  |  c|long");
+    EXPECT_EQ(Format(L"%d %lld", kMin32, kMin64), L"-2147483648 -9223372036854775808");
+    EXPECT_EQ(Format(L"%03d|%03d|%-3d|%3d|%02d|%05lld", 7, -7, 7, -7, 1234, kMax64),
+              L"007|-07|7  | -7|1234|9223372036854775807");
+    EXPECT_EQ(Format(L"%s.", TextView(L"cut\0short", 9)), L"cut.");
+}
+
+template <class... Arguments> constexpr bool Takes(TextView format) {
+    const FormatKind kinds[] = {KindOfArgument<Arguments>()..., FormatKind::String};
+    return FormatFits(format, {kinds, sizeof...(Arguments)});
+}
+static_assert(Takes<int, Text>(L"%d%%%-5s") && Takes<std::int64_t>(L"%lld") && Takes<>(L"%%"));
+static_assert(!Takes<>(L"%s") && !Takes<int, int>(L"%d") && !Takes<int>(L"%s") && !Takes<>(L"%"));
+static_assert(!Takes<int>(L"%lld") && !Takes<std::int64_t>(L"%d") && !Takes<int>(L"%u"));
+static_assert(!Formattable<unsigned> && !Formattable<bool> && !Formattable<double> &&
+              !Formattable<wchar_t> && !Formattable<const char*> && !Formattable<std::string>);
 
 TEST(Strings, SplitKeepsEmptyParts) {
     using Parts = std::vector<TextView>;

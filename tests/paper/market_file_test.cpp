@@ -1,4 +1,4 @@
-#include "foundation/support/Strings.h"
+#include "foundation/support/Format.h"
 #include "foundation/support/Utf.h"
 #include "paper/base/Units.h"
 #include "paper/file/MarketFile.h"
@@ -193,12 +193,10 @@ TEST(MarketFile, TellsWhyItIsNoJson) {
 
 // What a product has, in the units of the plan.
 std::string Line(const ProductPlan& product) {
-    return ToUtf8(Format(
-        L"%s %s tick %lld size %d most %d limit %lld margin %lld cost %lld + %lld",
-        product.security.c_str(), product.exchange.c_str(), static_cast<long long>(product.tickE10),
-        product.quoteSize, product.maxQuantity, static_cast<long long>(product.limitPpm),
-        static_cast<long long>(product.marginPpm), static_cast<long long>(product.commissionPpm),
-        static_cast<long long>(product.commissionLotE6)));
+    return ToUtf8(Format(L"%s %s tick %lld size %d most %d limit %lld margin %lld cost %lld + %lld",
+                         product.security, product.exchange, product.tickE10, product.quoteSize,
+                         product.maxQuantity, product.limitPpm, product.marginPpm,
+                         product.commissionPpm, product.commissionLotE6));
 }
 
 std::string Line(const AccountSetup& account) {

@@ -1,3 +1,4 @@
+#include "foundation/support/Format.h"
 #include "foundation/support/Json.h"
 #include "foundation/support/Strings.h"
 #include "paper/Outbox.h"

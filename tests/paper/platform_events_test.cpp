@@ -1,6 +1,6 @@
+#include "foundation/support/Format.h"
 #include "foundation/support/Mutex.h"
 #include "foundation/support/Process.h"
-#include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
 #include "paper/Paper.h"
 #include "tests/TempFolder.h"
@@ -23,7 +23,7 @@ class Notes : public TradeEvents {
         if (countsToo) Note(DecimalText(kind) + L" " + Text(key) + L" " + DecimalText(value));
     }
     void OnCommandMsg(std::int32_t kind, std::int32_t subKind, TextView text) override {
-        Note(Format(L"command %d %d %s", kind, subKind, Text(text).c_str()));
+        Note(Format(L"command %d %d %s", kind, subKind, text));
     }
     void OnExecutionReport(TextView reportId) override {
         const auto item = api->CreateItem(ItemClass::ExecutionReport);
@@ -38,8 +38,7 @@ class Notes : public TradeEvents {
     }
     void OnSetTopic(TextView topic, std::int32_t lParam, TextView strParam,
                     const std::optional<Text>& data) override {
-        Note(Format(L"%s %d %s %s", Text(topic).c_str(), lParam, Text(strParam).c_str(),
-                    data.value_or(L"none").c_str()));
+        Note(Format(L"%s %d %s %s", topic, lParam, strParam, data.value_or(L"none")));
     }
     void OnPositionTracker() override { Note(L"tracker"); }
 

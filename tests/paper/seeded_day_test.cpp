@@ -1,4 +1,5 @@
 #include "foundation/support/Event.h"
+#include "foundation/support/Format.h"
 #include "foundation/support/Json.h"
 #include "foundation/support/Md5.h"
 #include "foundation/support/Process.h"
@@ -165,7 +166,7 @@ class SeededDay {
     // No two questions are alike, so that none is answered by the event of the one before.
     void Settle() {
         if (IsAway()) return;
-        const Text question = Format(L"Day%u-%d", CurrentProcessId(), ++questions_);
+        const Text question = Format(L"Day%lld-%d", std::int64_t{CurrentProcessId()}, ++questions_);
         auto answered = NamedEvent::Open(question + L"_1");
         api_->SendTopicCommand(L"VANTOR.RECOVER", 1, question, std::nullopt);
         while (!answered->Wait(0))

@@ -1,6 +1,7 @@
 #include "foundation/support/Mutex.h"
 #include "tests/windows/Registry.h"
 
+#include "foundation/support/Format.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Strings.h"
 #include "tradeapi/Automation.h"
@@ -28,7 +29,7 @@ class Listener : public HostEvents, public TradeEvents {
         Note(Format(L"command %d %d", kind, subKind));
     }
     void OnAccountUpdate(std::int32_t kind, TextView key, std::int32_t value) override {
-        Note(Format(L"count %d %s %d", kind, Text(key).c_str(), value));
+        Note(Format(L"count %d %s %d", kind, key, value));
     }
     void OnExecutionReport(TextView reportId) override {
         const MutexLock guard(lock_);
@@ -37,13 +38,12 @@ class Listener : public HostEvents, public TradeEvents {
     void OnFilledReport(TextView fillId) override {
         const auto fill = api_->CreateItem(ItemClass::Fill);
         const std::int32_t read = fill ? api_->QueryReport(kOneReport, fillId, *fill) : -1;
-        Note(Format(L"fill %d %s %d", read, fill->GetText(28).c_str(), fill->GetInt(16)));
+        Note(Format(L"fill %d %s %d", read, fill->GetText(28), fill->GetInt(16)));
     }
     void OnReportReset() override {}
     void OnSetTopic(TextView topic, std::int32_t lParam, TextView strParam,
                     const std::optional<Text>& data) override {
-        Note(Format(L"topic %s %d %s %s", Text(topic).c_str(), lParam, Text(strParam).c_str(),
-                    data ? L"text" : L"none"));
+        Note(Format(L"topic %s %d %s %s", topic, lParam, strParam, data ? L"text" : L"none"));
     }
     void OnPositionTracker() override {}
 

@@ -1,6 +1,6 @@
 #include "tests/windows/ProbeTest.h"
 
-#include "foundation/support/Strings.h"
+#include "foundation/support/Format.h"
 #include "tradeapi/Automation.h"
 #include "tradeapi/TradeEvents.h"
 
@@ -17,18 +17,18 @@ namespace {
 struct HostNotes : HostEvents {
     void OnGeneralServiceUpdate() override { last = L"update"; }
     void OnCommandMsg(std::int32_t kind, std::int32_t subKind, TextView text) override {
-        last = Format(L"command %d %d %s", kind, subKind, Text(text).c_str());
+        last = Format(L"command %d %d %s", kind, subKind, text);
     }
     Text last;
 };
 
 struct TradeNotes : TradeEvents {
     void OnAccountUpdate(std::int32_t kind, TextView key, std::int32_t value) override {
-        last = Format(L"account %d %s %d", kind, Text(key).c_str(), value);
+        last = Format(L"account %d %s %d", kind, key, value);
         thread = GetCurrentThreadId();
     }
     void OnCommandMsg(std::int32_t kind, std::int32_t subKind, TextView text) override {
-        last = Format(L"command %d %d %s", kind, subKind, Text(text).c_str());
+        last = Format(L"command %d %d %s", kind, subKind, text);
     }
     void OnExecutionReport(TextView reportId) override {
         if (reportId == L"throw") throw std::runtime_error("a handler's fault");
@@ -44,8 +44,7 @@ struct TradeNotes : TradeEvents {
     void OnReportReset() override { last = L"reset"; }
     void OnSetTopic(TextView topic, std::int32_t lParam, TextView strParam,
                     const std::optional<Text>& data) override {
-        last = Format(L"topic %s %d %s %s", Text(topic).c_str(), lParam, Text(strParam).c_str(),
-                      data.value_or(L"(none)").c_str());
+        last = Format(L"topic %s %d %s %s", topic, lParam, strParam, data.value_or(L"(none)"));
     }
     void OnPositionTracker() override { last = L"tracker"; }
     Text last;
