@@ -227,7 +227,8 @@ void CLoggerImpl::Post(const TLogMsg& msg) {
     HWND__* const window = IsPrintToScreen() != 0 ? window_.load() : nullptr;
     if (window == nullptr) return;
     LogMsgPtr copy = CopyLogMsg(msg);
-    if (copy != nullptr && PostToWindow(window, this, copy.get())) copy.release();
+    if (copy != nullptr && PostToWindow(window, this, copy.get()))
+        static_cast<void>(copy.release()); // the window's
 }
 
 } // namespace halvane

@@ -14,7 +14,7 @@ namespace halvane {
 namespace {
 
 constexpr std::int64_t kLargest = 104'857'600; // 100 MiB
-constexpr std::size_t kGathered = 64 * 1024;   // bytes to write at once
+constexpr std::size_t kGathered = 65'536;      // bytes to write at once
 constexpr std::uint32_t kBadPath = 3;
 
 std::size_t LastSeparator(const Text& path) {

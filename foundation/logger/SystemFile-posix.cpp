@@ -2,43 +2,53 @@
 
 #include "foundation/support/Utf.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <iterator>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace halvane {
 namespace {
 
+struct SystemError {
+    int local;
+    std::uint32_t windows;
+};
+
 // clang-format off
-std::uint32_t ToWindowsError(int error) {
-    switch (error) {
-    case ENOENT:       return 3;   // opening creates the file, so it is a folder that is missing
-    case ENOTDIR:      return 3;
-    case ELOOP:        return 3;
-    case EMFILE:       return 4;
-    case ENFILE:       return 4;
-    case EACCES:       return 5;
-    case EPERM:        return 5;
-    case EISDIR:       return 5;
-    case EBADF:        return 6;
-    case EROFS:        return 19;
-    case EIO:          return 23;
-    case ESPIPE:       return 25;
-    case ETXTBSY:      return 32;
-    case EAGAIN:       return 33;
-    case ENODEV:       return 55;
-    case EINVAL:       return 87;
-    case ENOSPC:       return 112;
-    case EDQUOT:       return 112;
-    case EFBIG:        return 112;
-    case EBUSY:        return 170;
-    case EEXIST:       return 183;
-    case ENAMETOOLONG: return 206;
-    default:           return 31;  // a device that does not work as it should
-    }
-}
+constexpr SystemError kErrors[] = {
+    {ENOENT,       3},  // opening creates the file, so it is a folder that is missing
+    {ENOTDIR,      3},
+    {ELOOP,        3},
+    {EMFILE,       4},
+    {ENFILE,       4},
+    {EACCES,       5},
+    {EPERM,        5},
+    {EISDIR,       5},
+    {EBADF,        6},
+    {EROFS,        19},
+    {EIO,          23},
+    {ESPIPE,       25},
+    {ETXTBSY,      32},
+    {EAGAIN,       33},
+    {ENODEV,       55},
+    {EINVAL,       87},
+    {ENOSPC,       112},
+    {EDQUOT,       112},
+    {EFBIG,        112},
+    {EBUSY,        170},
+    {EEXIST,       183},
+    {ENAMETOOLONG, 206},
+};
 // clang-format on
+
+std::uint32_t ToWindowsError(int error) {
+    constexpr std::uint32_t kNotWorking = 31; // a device that does not work as it should
+    const auto found = std::ranges::find(kErrors, error, &SystemError::local);
+    return found == std::end(kErrors) ? kNotWorking : found->windows;
+}
 
 } // namespace
 

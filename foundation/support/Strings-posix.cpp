@@ -44,7 +44,7 @@ Text ToLocalSpelling(TextView format) {
 } // namespace
 
 Text FormatV(const wchar_t* format, va_list args) {
-    const Text spelt = ToLocalSpelling(format);
+    Text spelt = ToLocalSpelling(format);
     // A buffer that is too small gives -1, not the length: grow and try again.
     for (Text out(256, L'\0');; out.resize(out.size() * 2)) {
         va_list again;

@@ -74,7 +74,7 @@ bool SendWithTrailingZero(void* socket, std::string bytes) {
         0)
         return false;
     HAND_OVER(owner.get());
-    owner.release();
+    static_cast<void>(owner.release()); // the library's from here on
     bool sent = false;
     do {
         sent = zmq_msg_send(&message, socket, 0) >= 0;

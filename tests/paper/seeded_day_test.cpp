@@ -143,7 +143,7 @@ class SeededDay {
             publisher_.SendData(L"is anybody there?", false);
         SetZmqOption(subscriber_.get(), ZMQ_RCVTIMEO, 20'000);
         publisher_.SendData(L"now", false);
-        while (Receive() != std::string_view("now", 4)) {
+        while (Receive() != std::string("now") + '\0') {
         }
         received_ = publisher_.Sent();
     }
