@@ -61,14 +61,14 @@ class Announcer {
     template <typename Call> void PostToTrader(Call call);
     template <typename Call> void CallTrader(Call call);
 
-    Mutex& lock_;
-    const Exchange* exchange_ GUARDED_BY(lock_) = nullptr; // from Start on
-    HostEvents* host_ GUARDED_BY(lock_) = nullptr;
-    TradeEvents* trader_ GUARDED_BY(lock_) = nullptr;
-    ShownReports shown_ GUARDED_BY(lock_);
-    Signals signals_ GUARDED_BY(lock_);
-    bool trackerMoved_ GUARDED_BY(lock_) = false; // since its last event
-    std::set<Text, std::less<>> topics_ GUARDED_BY(lock_);
+    Mutex& lock_; // guards the rest as well: the platform marks the whole of us with it
+    const Exchange* exchange_ = nullptr; // from Start on
+    HostEvents* host_ = nullptr;
+    TradeEvents* trader_ = nullptr;
+    ShownReports shown_;
+    Signals signals_;
+    bool trackerMoved_ = false; // since its last event
+    std::set<Text, std::less<>> topics_;
     EventQueue events_; // ends before what its events use
 };
 

@@ -72,23 +72,24 @@ class PaperTradeApi : public TradeApi {
 
   private:
     void RunMarket(const std::stop_token& stop, Pacer pacer);
-    void StepMarket();
+    void StepMarket() REQUIRES(lock_);
     void Delay();
-    bool IsUp() const;
-    bool RefusesRow();
+    bool IsUp() const REQUIRES(lock_);
+    bool RefusesRow() REQUIRES(lock_);
     template <typename Result, typename Read>
     Result ReadInstrument(TextView symbol, Result unknown, Read read);
     template <typename Call> std::int32_t Change(Call call);
-    std::int32_t PutRow(std::int32_t kind, std::int32_t index, TextView mask, PaperItem& item);
-    std::int32_t PutOneReport(TextView id, PaperItem& item);
-    const ServiceKey* FindKey(TextView key) const;
+    std::int32_t PutRow(std::int32_t kind, std::int32_t index, TextView mask, PaperItem& item)
+        REQUIRES(lock_);
+    std::int32_t PutOneReport(TextView id, PaperItem& item) REQUIRES(lock_);
+    const ServiceKey* FindKey(TextView key) const REQUIRES(lock_);
 
     Outbox outbox_{ToPath(ExecutableFolder() + L"PaperOutbox.log")}; // has a lock of its own
     Mutex lock_;
     std::optional<Exchange> exchange_ GUARDED_BY(lock_); // from Connect on
     std::vector<ServiceKey> keys_ GUARDED_BY(lock_);
-    Announcer announcer_{lock_}; // guarded by it as well; ends before what it tells of
-    std::jthread market_;        // ends before the queue that it posts to
+    Announcer announcer_ GUARDED_BY(lock_){lock_}; // ends before what it tells of
+    std::jthread market_;                          // ends before the queue that it posts to
 };
 
 std::unique_ptr<Item> PaperTradeApi::CreateItem(ItemClass itemClass) {
