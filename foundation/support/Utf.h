@@ -14,8 +14,9 @@ namespace halvane {
 // points above U+10FFFF included).
 std::optional<Text> FromUtf8(std::string_view bytes);
 
-// The text of a file that somebody else has written: UTF-16 when it begins with that byte-order mark
-// (little-endian, the mark is no part of the text), else UTF-8, else one character for each byte.
+// The text of a file that somebody else has written: UTF-16 when it begins with that byte-order
+// mark (little-endian, the mark is no part of the text), else UTF-8, else one character for each
+// byte.
 Text FromFileBytes(std::string_view bytes);
 
 // What the exception says; "" when that is not UTF-8.
