@@ -64,7 +64,7 @@ void ZmqMessage::OnRelease(std::function<void()> work) {
     if (zmq_msg_init_data(&message_, data, size, ReleaseContent, watched.get()) != 0)
         throw std::bad_alloc();
     HAND_OVER(watched.get());
-    watched.release();
+    static_cast<void>(watched.release()); // the library's from here on
 }
 
 bool SendWithTrailingZero(void* socket, std::string bytes) {
