@@ -2,6 +2,7 @@
 byte for byte, and how it ends. Takes the path of the program as its last argument."""
 
 import json
+import re
 import resource
 import socket
 import subprocess
@@ -191,7 +192,7 @@ class Exports(unittest.TestCase):
         words = ["nm", "-D", "--defined-only", "--format=just-symbols", PROGRAM]
         names = subprocess.run(words, capture_output=True, text=True, check=True).stdout.split()
         self.assertLessEqual(set(EXPORTS), set(names))
-        self.assertFalse([name for name in names if "halvane" in name], "the house's own are nobody's")
+        self.assertFalse([name for name in names if re.match("_ZN?K?7halvane", name)], "the house's own are nobody's")
 
 
 class Limits(WireTest):

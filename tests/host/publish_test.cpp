@@ -121,9 +121,9 @@ TEST_F(Publishing, NothingIsLostOrTornUnderLoad) {
     // A subscriber that the system does not let run cannot read: it is not left further behind than
     // its queue is long.
     std::atomic<int> read = 0;
-    std::jthread platform([this, &read] {
-        for (int n = 0; n < kEvents; ++n) {
-            while (n - read >= 1000)
+    std::jthread platform([this, &read](std::stop_token stop) {
+        for (int n = 0; n < kEvents && !stop.stop_requested(); ++n) {
+            while (n - read >= 1000 && !stop.stop_requested())
                 std::this_thread::yield();
             events->OnCommandMsg(2, 5, std::to_wstring(n));
         }
