@@ -30,9 +30,9 @@ constexpr int kKeepAliveIdleS = 10;
 constexpr int kKeepAliveIntervalS = 5;
 constexpr int kKeepAliveProbes = 3;
 
-// On the back socket. Smaller ones would keep a blocked worker from holding more than some dozen
-// requests of others in a burst, and every request would pay for it with switches of threads; links
-// smaller still stall.
+// On the back socket. One request and 2 KiB would keep a blocked worker from holding more than some
+// dozen requests of a burst, and every request would pay for it with switches of threads; a few
+// requests and 2 KiB stall.
 constexpr int kQueuedRequests = 64;
 constexpr int kLinkBufferBytes = 8192;
 
