@@ -5,7 +5,7 @@ from __future__ import annotations
 
 import asyncio
 import contextlib
-from typing import Any, AsyncIterator, Callable, Dict, List, Mapping, NamedTuple, Optional, Set
+from typing import Any, AsyncIterator, Callable, Dict, List, Mapping, NamedTuple, Optional, Set, Tuple
 
 import zmq
 
@@ -103,8 +103,8 @@ class Session:
         self._again = asyncio.Event()  # the book must be restored anew, or the link is lost
         self._book_link: Optional[Link] = None  # over which the book was read
         self._resets = 0
-        self._resets_told = 0
-        self._told: Set[str] = set()  # the fills since the last reset
+        self._book_resets = 0  # that came before the book was read
+        self._told: Set[Tuple[Any, ...]] = set()  # the fills
         self._in_step: asyncio.Future[None] = self._loop.create_future()
         self.book = Book()
         self.orders: Dict[str, OrderCore] = {}
@@ -235,9 +235,9 @@ class Session:
                 self._next = None
             if self._resets == resets:
                 break
-        if link is self._book_link and self._resets_told == resets:
+        if link is self._book_link and self._book_resets == resets:
             carry_over(self.book, book)
-        self.complete, self._book_link = heard, link
+        self.complete, self._book_link, self._book_resets = heard, link, resets
         self._succeed(book)
 
     def _succeed(self, book: Book) -> None:
@@ -245,15 +245,13 @@ class Session:
         begun, behind = self._in_step.done(), not self.live
         changes, gone = succeed(self.book, book)
         self.book, self.stale_reason = book, ""
-        if self._resets_told != self._resets:
-            self._resets_told, self._told = self._resets, self._told & book.fills.keys()
         for core in self.orders.values():
             core.follow(book)
         for change in changes:
             if begun:
                 self._tell(change, recovered=True)
             elif isinstance(change, FillReport):
-                self._told.add(change.report_id)
+                self._told.add(_identity(change))
         if begun and (behind or gone):
             self._emit(events.ResyncedEvent(len(book.orders), len(book.fills), gone))
         for core in list(self.orders.values()):
@@ -267,8 +265,8 @@ class Session:
         order = self.orders.get(change.user_key1)
         if isinstance(change, ExecutionReport):
             self._emit(events.OrderEvent(change, order, recovered))
-        elif change.report_id not in self._told:
-            self._told.add(change.report_id)
+        elif _identity(change) not in self._told:
+            self._told.add(_identity(change))
             self._emit(events.FillEvent(change, order, recovered))
 
     def _receive(self, link: Link, message: bytes) -> None:
@@ -390,6 +388,11 @@ class Session:
             if link.session_key == key and not link.lost.done():
                 with contextlib.suppress(LinkLost, asyncio.TimeoutError):
                     await self._log_in(link)
+
+
+def _identity(fill: FillReport) -> Tuple[Any, ...]:
+    """A platform that begins its reports anew may list the same fills again, and another's under an old ReportID."""
+    return fill.report_id, fill.order_id, fill.transact_date, fill.transact_time
 
 
 def _doubt(name: str, lost: LinkLost) -> HalvaneError:
