@@ -5,6 +5,10 @@ find_path(RAPIDJSON_INCLUDE_DIR rapidjson/document.h REQUIRED NO_CMAKE_FIND_ROOT
 add_library(rapidjson INTERFACE)
 add_library(system_support INTERFACE)
 
+find_path(UTFCPP_INCLUDE_DIR utf8.h PATH_SUFFIXES utf8cpp NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+add_library(utfcpp INTERFACE)
+target_include_directories(utfcpp SYSTEM INTERFACE ${UTFCPP_INCLUDE_DIR})
+
 if(WIN32)
   # The folder that it is installed in holds the headers of another system as well.
   set(RAPIDJSON_ALONE ${CMAKE_BINARY_DIR}/rapidjson-alone)

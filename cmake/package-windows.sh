@@ -32,6 +32,7 @@ put_text "$deps/libzmq/share/zmq/COPYING.LESSER.txt" licences/libzmq.txt
 put_text "$deps/libzmq/share/zmq/copyright" licences/libzmq-parts.txt
 put_text /usr/share/common-licenses/GPL-3 licences/GPL-3.txt
 put_copyright rapidjson-dev RapidJSON.txt
+put_copyright libutfcpp-dev UTF8-CPP.txt
 put_copyright mingw-w64-x86-64-dev mingw-w64-and-winpthreads.txt
 put_copyright gcc-mingw-w64-x86-64-posix GCC-runtime-library-exception.txt
 

@@ -25,11 +25,9 @@ const wchar_t* CountName(std::int32_t kind) {
 
 } // namespace
 
-bool StoreRowCount(std::int32_t kind, TextView accountMask, std::int32_t count) {
-    const wchar_t* name = CountName(kind);
-    if (name == nullptr) return false;
-    SetSetting(Text(name).append(accountMask), DecimalText(count));
-    return true;
+void StoreRowCount(std::int32_t kind, TextView accountMask, std::int32_t count) {
+    if (const wchar_t* name = CountName(kind))
+        SetSetting(Text(name).append(accountMask), DecimalText(count));
 }
 
 std::optional<std::int32_t> RowCount(std::int32_t kind, TextView accountMask) {

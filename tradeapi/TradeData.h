@@ -11,8 +11,8 @@ namespace halvane {
 // whether they are loaded. Written by the publish worker, read by the queries; kept in the
 // settings. Safe from any thread.
 
-// False when rows of this kind are not counted.
-bool StoreRowCount(std::int32_t kind, TextView accountMask, std::int32_t count);
+// Rows of other kinds than those that have a count are none of its business.
+void StoreRowCount(std::int32_t kind, TextView accountMask, std::int32_t count);
 
 // Nothing when no count was announced.
 std::optional<std::int32_t> RowCount(std::int32_t kind, TextView accountMask);

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <ctime>
 
 namespace halvane {
 namespace {
@@ -37,14 +36,6 @@ std::atomic<Clock*>& CurrentClock() {
     return current;
 }
 
-void BreakDown(std::time_t seconds, std::tm& parts) {
-#ifdef _WIN32
-    localtime_s(&parts, &seconds);
-#else
-    localtime_r(&seconds, &parts);
-#endif
-}
-
 } // namespace
 
 Clock& TheClock() { return *CurrentClock().load(std::memory_order_acquire); }
@@ -53,8 +44,7 @@ ScopedClock::ScopedClock(Clock& clock) : previous_(CurrentClock().exchange(&cloc
 ScopedClock::~ScopedClock() { CurrentClock() = previous_; }
 
 LocalTime ToLocalTime(std::int64_t unixTimeMs) {
-    std::tm parts{};
-    BreakDown(static_cast<std::time_t>(unixTimeMs / 1000), parts);
+    const std::tm parts = ToLocalParts(static_cast<std::time_t>(unixTimeMs / 1000));
     const auto narrow = [](int value) { return static_cast<std::uint16_t>(value); };
     return {narrow(parts.tm_year + 1900), narrow(parts.tm_mon + 1),
             narrow(parts.tm_wday),        narrow(parts.tm_mday),

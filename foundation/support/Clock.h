@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <stop_token>
 
 namespace halvane {
@@ -41,5 +42,8 @@ struct LocalTime {
 };
 
 LocalTime ToLocalTime(std::int64_t unixTimeMs);
+
+// The same in the C library's form, without the milliseconds.
+std::tm ToLocalParts(std::time_t seconds);
 
 } // namespace halvane

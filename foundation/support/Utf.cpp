@@ -1,77 +1,68 @@
 #include "foundation/support/Utf.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+
+#include <utf8.h>
 
 namespace halvane {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
+constexpr std::size_t kMostBytes = 3; // of a unit; two units that make a pair have four
 
 bool IsHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool IsLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
-void AppendUtf8(std::string& out, char32_t code) {
-    const auto put = [&out](char32_t byte) { out.push_back(static_cast<char>(byte)); };
-    if (code < 0x80) {
-        put(code);
-    } else if (code < 0x800) {
-        put(0xC0 | code >> 6);
-        put(0x80 | (code & 0x3F));
-    } else if (code < 0x10000) {
-        put(0xE0 | code >> 12);
-        put(0x80 | (code >> 6 & 0x3F));
-        put(0x80 | (code & 0x3F));
-    } else {
-        put(0xF0 | code >> 18);
-        put(0x80 | (code >> 12 & 0x3F));
-        put(0x80 | (code >> 6 & 0x3F));
-        put(0x80 | (code & 0x3F));
+std::uint32_t Unit(char byte) { return static_cast<unsigned char>(byte); }
+std::uint32_t Unit(wchar_t unit) { return static_cast<std::uint32_t>(unit); }
+
+template <typename Char> bool IsAscii(Char unit) { return Unit(unit) < 0x80; }
+
+// Moves the ASCII at the beginning of `text` to `out` and gives the end there. Nearly all text is
+// ASCII: whole blocks, without a branch for each unit, are what the compiler makes wide.
+template <typename From, typename To> To* TakeAscii(std::basic_string_view<From>& text, To* out) {
+    constexpr std::ptrdiff_t kBlock = 32;
+    const From *at = text.data(), *const end = at + text.size();
+    for (; end - at >= kBlock; at += kBlock, out += kBlock) {
+        std::uint32_t all = 0;
+        for (std::ptrdiff_t i = 0; i < kBlock; ++i)
+            all |= Unit(at[i]);
+        if (all >= 0x80) break;
+        for (std::ptrdiff_t i = 0; i < kBlock; ++i)
+            out[i] = static_cast<To>(at[i]);
     }
+    for (; at != end && IsAscii(*at); ++at)
+        *out++ = static_cast<To>(*at);
+    text.remove_prefix(static_cast<std::size_t>(at - text.data()));
+    return out;
 }
 
-void AppendUtf16(Text& out, char32_t code) {
-    if (code < 0x10000) {
-        out.push_back(static_cast<wchar_t>(code));
-    } else {
-        out.push_back(static_cast<wchar_t>(0xD800 + ((code - 0x10000) >> 10)));
-        out.push_back(static_cast<wchar_t>(0xDC00 + ((code - 0x10000) & 0x3FF)));
-    }
-}
-
-struct LeadByte {
-    std::size_t length;
-    char32_t bits;
-    char32_t smallest; // the smallest code point that needs this length
-};
-
-LeadByte ReadLeadByte(unsigned char byte) {
-    if (byte < 0x80) return {1, byte, 0};
-    if (byte >= 0xC2 && byte <= 0xDF) return {2, byte & 0x1Fu, 0x80};
-    if (byte >= 0xE0 && byte <= 0xEF) return {3, byte & 0x0Fu, 0x800};
-    if (byte >= 0xF0 && byte <= 0xF4) return {4, byte & 0x07u, 0x10000};
-    return {0, 0, 0};
+// The code point at the beginning of `text`, which it takes off.
+char32_t TakeCode(TextView& text) {
+    const auto first = static_cast<char32_t>(text[0]);
+    const auto second = text.size() > 1 ? static_cast<char32_t>(text[1]) : 0;
+    const bool isPair = IsHighSurrogate(first) && IsLowSurrogate(second);
+    text.remove_prefix(isPair ? 2 : 1);
+    if (isPair) return 0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00);
+    const bool isAlone = IsHighSurrogate(first) || IsLowSurrogate(first) || first > 0xFFFF;
+    return isAlone ? kReplacement : first;
 }
 
 } // namespace
 
 std::optional<Text> FromUtf8(std::string_view bytes) {
-    Text out;
-    out.reserve(bytes.size());
-    for (std::size_t at = 0; at < bytes.size();) {
-        const LeadByte lead = ReadLeadByte(static_cast<unsigned char>(bytes[at]));
-        if (lead.length == 0 || bytes.size() - at < lead.length) return std::nullopt;
-        char32_t code = lead.bits;
-        for (std::size_t i = 1; i < lead.length; ++i) {
-            const auto next = static_cast<unsigned char>(bytes[at + i]);
-            if ((next & 0xC0) != 0x80) return std::nullopt;
-            code = code << 6 | (next & 0x3Fu);
-        }
-        if (code < lead.smallest || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF))
-            return std::nullopt;
-        AppendUtf16(out, code);
-        at += lead.length;
+    Text out(bytes.size(), L'\0');
+    wchar_t* end = TakeAscii(bytes, out.data());
+    while (!bytes.empty()) {
+        const auto run = std::ranges::find_if(bytes, IsAscii<char>);
+        if (!utf8::is_valid(bytes.begin(), run)) return std::nullopt;
+        end = utf8::unchecked::utf8to16(bytes.begin(), run, end);
+        bytes.remove_prefix(static_cast<std::size_t>(run - bytes.begin()));
+        end = TakeAscii(bytes, end);
     }
+    out.resize(static_cast<std::size_t>(end - out.data()));
     return out;
 }
 
@@ -97,19 +88,16 @@ Text FromFileBytes(std::string_view bytes) {
 Text ReasonOf(const std::exception& error) { return FromUtf8(error.what()).value_or(L""); }
 
 std::string ToUtf8(TextView text) {
-    std::string out;
-    out.reserve(text.size());
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        auto code = static_cast<char32_t>(text[at]);
-        if (IsHighSurrogate(code) && at + 1 < text.size() &&
-            IsLowSurrogate(static_cast<char32_t>(text[at + 1]))) {
-            const auto low = static_cast<char32_t>(text[++at]);
-            code = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
-        } else if ((code >= 0xD800 && code <= 0xDFFF) || code > 0xFFFF) {
-            code = kReplacement;
-        }
-        AppendUtf8(out, code);
+    std::string out(text.size(), '\0');
+    const auto length = static_cast<std::size_t>(TakeAscii(text, out.data()) - out.data());
+    if (text.empty()) return out;
+    out.resize(length + kMostBytes * text.size());
+    char* end = out.data() + length;
+    while (!text.empty()) {
+        end = utf8::unchecked::append(TakeCode(text), end);
+        end = TakeAscii(text, end);
     }
+    out.resize(static_cast<std::size_t>(end - out.data()));
     return out;
 }
 
