@@ -1,11 +1,10 @@
 #include "foundation/support/Json.h"
+#include "foundation/support/Numbers.h"
 
 #include <charconv>
 
 namespace halvane {
 namespace {
-
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // Of a number's text, without sign, point, exponent and zeros at either end.
 std::string SignificantDigits(std::string_view number) {

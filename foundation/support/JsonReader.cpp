@@ -20,8 +20,6 @@ struct Number {
 };
 using Numbers = std::vector<Number>; // in the order of the text
 
-bool IsDigit(wchar_t c) { return c >= L'0' && c <= L'9'; }
-
 bool TakeDigits(std::string_view& text) {
     const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
     text.remove_prefix(digits);

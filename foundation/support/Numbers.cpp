@@ -10,8 +10,6 @@ namespace {
 
 constexpr TextView kBlanks = L" \t\n\v\f\r";
 
-bool IsDigit(wchar_t c) { return c >= L'0' && c <= L'9'; }
-
 Text Widen(const char* begin, const char* end) { return Text(begin, end); }
 
 bool TakeSign(TextView& text) {

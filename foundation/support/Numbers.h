@@ -10,6 +10,8 @@ namespace halvane {
 // Text to number and number to text, all in one place: no locale, no fixed buffers, defined for
 // every input, and what the Windows C library gives for the functions that are named.
 
+constexpr bool IsDigit(wchar_t c) { return c >= L'0' && c <= L'9'; }
+
 // "_wtoi" and "_wtoi64": leading blanks and one sign, digits up to the first other character, 0
 // without digits; a number that does not fit becomes the nearest limit.
 std::int32_t ToInt32(TextView text);

@@ -47,6 +47,12 @@ template <typename Key> class PaperValues {
     std::vector<std::pair<Key, PaperValue>> rows_;
 };
 
+// A row of the tables that fill an item.
+struct NamedNumber {
+    TextView name;
+    std::int64_t value;
+};
+
 // A row or a report of any class: a snapshot that the platform fills in as a whole. Names are those
 // of the tables that fill it, so they live as long as the program.
 class PaperItem : public Item {

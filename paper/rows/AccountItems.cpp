@@ -18,11 +18,6 @@ struct MoneyRow {
     std::int64_t amountE6;
 };
 
-struct NamedRow {
-    TextView name;
-    std::int64_t amountE6;
-};
-
 // Margin over equity, in millionths; with margin and no equity there is nothing to compare it with.
 std::int64_t RiskRatePpm(const Funds& funds) {
     const std::int64_t equity = funds.Equity();
@@ -101,7 +96,7 @@ PositionSums SumsOf(const Account& account) {
 void PutNamedFunds(PaperItem& item, const Account& account, const Funds& funds) {
     const PositionSums sums = SumsOf(account);
     const std::int64_t risk = RiskRatePpm(funds);
-    const NamedRow rows[] = {
+    const NamedNumber rows[] = {
         {L"MarginLevel", risk},
         {L"UPLForOptions", funds.optionProfit},
         {L"LongOptionNetMarketValue", funds.longOptionValue},

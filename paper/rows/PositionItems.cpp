@@ -19,11 +19,6 @@ struct Row {
     std::int64_t value;
 };
 
-struct NamedRow {
-    TextView name;
-    std::int64_t value;
-};
-
 const wchar_t* SecurityType(InstrumentKind kind) {
     switch (kind) {
     case InstrumentKind::Stock: return L"S";
@@ -111,7 +106,7 @@ void PutPrices(PaperItem& item, const Position& position) {
     item.Put(position_id::kOpenPrice, average);
     item.Put(position_id::kLongAvgPrice, longAverage);
     item.Put(position_id::kShortAvgPrice, shortAverage);
-    const NamedRow rows[] = {
+    const NamedNumber rows[] = {
         {L"LongOpenPrice", longAverage},
         {L"ShortOpenPrice", shortAverage},
         {L"TdBuyAvgPrice", PriceOfE10(position.boughtE6, position.bought * multiplier)},
@@ -163,7 +158,7 @@ void PutNamedAmounts(PaperItem& item, const Position& position) {
     const std::int64_t byDate = position.OpenProfitByDateE6();
     const bool isLong = position.net > 0;
     const bool isShort = position.net < 0;
-    const NamedRow rows[] = {
+    const NamedNumber rows[] = {
         {L"FloatProfitByDate", byDate},
         {L"FloatProfitByTrade", byTrade},
         {L"LongFloatProfitByDate", isLong ? byDate : 0},

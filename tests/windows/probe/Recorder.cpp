@@ -15,7 +15,7 @@ struct Failure {
     std::wstring description;
 };
 
-halvane::Mutex lock;
+halvane::Mutex callsLock;
 std::wstring calls;
 std::map<DISPID, VARIANT> answers;
 std::map<DISPID, VARIANT> answersByReference;
@@ -53,7 +53,7 @@ std::wstring DescribeCall(const std::wstring& object, DISPID id, WORD flags,
 }
 
 void Tell(std::map<DISPID, VARIANT>& told, DISPID id, const VARIANT& value) {
-    const halvane::MutexLock guard(lock);
+    const halvane::MutexLock guard(callsLock);
     VariantCopy(&told[id], const_cast<VARIANT*>(&value));
 }
 
@@ -74,7 +74,7 @@ void FillByReference(DISPID id, const DISPPARAMS& parameters) {
 
 // Failures of even ids give their description only when they are asked for it.
 HRESULT STDAPICALLTYPE FillInLater(EXCEPINFO* exception) {
-    const halvane::MutexLock guard(lock);
+    const halvane::MutexLock guard(callsLock);
     const auto told = failures.find(static_cast<DISPID>(exception->wReserved));
     exception->bstrDescription = SysAllocString(told->second.description.c_str());
     return S_OK;
@@ -100,7 +100,7 @@ std::wstring Describe(const VARIANT& value) {
 HRESULT RecordAndAnswer(const std::wstring& object, DISPID id, WORD flags,
                         const DISPPARAMS& parameters, VARIANT* result, EXCEPINFO* exception) {
     const std::wstring line = DescribeCall(object, id, flags, parameters, result != nullptr);
-    const halvane::MutexLock guard(lock);
+    const halvane::MutexLock guard(callsLock);
     calls += line;
     if (const auto told = failures.find(id); told != failures.end()) {
         const Failure& failure = told->second;
@@ -120,7 +120,7 @@ HRESULT RecordAndAnswer(const std::wstring& object, DISPID id, WORD flags,
 }
 
 void ResetRecorder() {
-    const halvane::MutexLock guard(lock);
+    const halvane::MutexLock guard(callsLock);
     calls.clear();
     failures.clear();
     Forget(answers);
@@ -132,23 +132,23 @@ void TellAnswer(DISPID id, const VARIANT& value) { Tell(answers, id, value); }
 void TellAnswerByReference(DISPID id, const VARIANT& value) { Tell(answersByReference, id, value); }
 
 void TellFailure(DISPID id, HRESULT code, SCODE exceptionCode, const wchar_t* description) {
-    const halvane::MutexLock guard(lock);
+    const halvane::MutexLock guard(callsLock);
     failures[id] = {code, exceptionCode, description};
 }
 
 void MendFailure(DISPID id) {
-    const halvane::MutexLock guard(lock);
+    const halvane::MutexLock guard(callsLock);
     failures.erase(id);
 }
 
 std::wstring TakeCalls() {
-    const halvane::MutexLock guard(lock);
+    const halvane::MutexLock guard(callsLock);
     return std::exchange(calls, {});
 }
 
 const wchar_t* RecordedCalls() {
     static std::wstring given;
-    const halvane::MutexLock guard(lock);
+    const halvane::MutexLock guard(callsLock);
     given = calls;
     return given.c_str();
 }
