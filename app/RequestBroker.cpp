@@ -7,6 +7,7 @@
 #include "foundation/support/Settings.h"
 #include "request/RepWorker.h"
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 
@@ -91,6 +92,10 @@ void RequestBroker::Serve(std::stop_token stop) {
     front_.reset(zmq_socket(context_.get(), ZMQ_ROUTER));
     back_.reset(zmq_socket(context_.get(), ZMQ_DEALER));
     PrepareSockets();
+    // Made before strangers can connect and take all descriptors: the library does not survive
+    // having none for a context.
+    Workers workers(kWorkers);
+    std::ranges::generate(workers, [this] { return std::make_unique<RepWorker>(loginType_); });
     const auto frontIp = [] { return GetSetting(L"MyIP"); };
     const auto front =
         BindToNextFree(front_.get(), frontIp, ToInt32(GetSetting(L"RepPort")), 60000, stop);
@@ -104,7 +109,7 @@ void RequestBroker::Serve(std::stop_token stop) {
         Log().Warn(L"[RequestBroker]no descriptors left: %d connections refused", refused);
     });
     SetSetting(L"RelayPort", DecimalText(*back)); // before the workers, which read it
-    StartWorkers();
+    StartWorkers(std::move(workers));
     Forward(stop);
 }
 
@@ -122,11 +127,10 @@ void RequestBroker::PrepareSockets() {
     SetZmqOption(back_.get(), ZMQ_SNDBUF, kLinkBufferBytes);
 }
 
-void RequestBroker::StartWorkers() {
-    for (int n = 0; n < kWorkers; ++n) {
-        workers_.emplace_back([this](std::stop_token stop) {
-            RepWorker worker(loginType_);
-            worker.StartService(tradeApi_, stop);
+void RequestBroker::StartWorkers(Workers workers) {
+    for (auto& each : workers) {
+        workers_.emplace_back([this, worker = std::move(each)](std::stop_token stop) {
+            worker->StartService(tradeApi_, stop);
         });
     }
 }

@@ -5,11 +5,13 @@
 #include "foundation/support/Zmq.h"
 
 #include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
 namespace halvane {
 
+class RepWorker;
 class TradeApi;
 
 // The only door for requests: clients connect to its front socket, the four request workers to its
@@ -29,9 +31,11 @@ class RequestBroker {
     int Port() const { return port_; }
 
   private:
+    using Workers = std::vector<std::unique_ptr<RepWorker>>;
+
     void Serve(std::stop_token stop);
     void PrepareSockets();
-    void StartWorkers();
+    void StartWorkers(Workers workers);
     void Forward(std::stop_token stop);
     bool MoveReply();
 

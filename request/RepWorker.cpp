@@ -54,18 +54,17 @@ void LogFailure(const wchar_t* work, const std::exception& error) {
 std::uint64_t RequestsServed() { return requestsServed; }
 
 RepWorker::RepWorker(Text loginType)
-    : processId_(CurrentProcessId()), serviceKey_(GetSetting(L"ServiceKey")),
+    : context_(MakeZmqContext()), socket_(zmq_socket(context_.get(), ZMQ_REP)),
+      processId_(CurrentProcessId()), serviceKey_(GetSetting(L"ServiceKey")),
       loginType_(std::move(loginType)) {}
 
 RepWorker::~RepWorker() { CppUtility::UnregisterNotification(kRemoveLoginInfo, this); }
 
 void RepWorker::StartService(TradeApi& tradeApi, std::stop_token stop) {
-    context_ = MakeZmqContext();
     Log().Info(L"[RepWorker]StartService()");
     tradeApi_ = &tradeApi;
     stop_ = stop;
     const Text endpoint = Format(L"tcp://127.0.0.1:%d", ToInt32(GetSetting(L"RelayPort")));
-    socket_.reset(zmq_socket(context_.get(), ZMQ_REP));
     SetZmqOption(socket_.get(), ZMQ_RCVHWM, kQueuedRequests);
     SetZmqOption(socket_.get(), ZMQ_RCVBUF, kLinkBufferBytes);
     if (zmq_connect(socket_.get(), ToNarrow(endpoint).c_str()) != 0) {

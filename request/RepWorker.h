@@ -19,11 +19,12 @@ std::uint64_t RequestsServed();
 
 // A request worker: receives one JSON request at a time from the broker, runs the handler that its
 // name chooses, and sends exactly one reply, whatever the client sent and whatever the handler or
-// the platform does. Four of them run, each with a thread, a context and a socket of its own; a
-// worker is used by its own thread alone, but for OnNotification.
+// the platform does. Four of them run, each with a thread, a context and a socket of its own; from
+// StartService on a worker is used by its own thread alone, but for OnNotification.
 class RepWorker : public CppUtility::ReceiveNotification {
   public:
-    // The login type is the platform's, as the host read it.
+    // The login type is the platform's, as the host read it. Takes the descriptors that the library
+    // cannot do without.
     explicit RepWorker(Text loginType);
     ~RepWorker();
 
