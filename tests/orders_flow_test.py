@@ -107,7 +107,7 @@ class Trader(threading.Thread):
 
     def info(self, symbol):
         ask = self.client.request
-        return until(lambda: ask("QUERYINSTRUMENTINFO", Symbol=symbol)["Info"], f"prices of {symbol}")
+        return until(lambda: ask("QUERYINSTRUMENTINFO", Symbol=symbol).get("Info"), f"prices of {symbol}")
 
     def run(self):
         try:

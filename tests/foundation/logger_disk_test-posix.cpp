@@ -77,6 +77,7 @@ TEST_F(LoggerDiskTest, ATornLineIsForgottenWithItsFile) {
 
 TEST_F(LoggerDiskTest, WithoutDescriptorsALineIsLostAndCounted) {
     ASSERT_EQ(OpenLog(), 1);
+    WriteAndDrain(L"first");
     rlimit whole{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &whole), 0);
     const rlimit none{0, whole.rlim_max};
@@ -85,7 +86,8 @@ TEST_F(LoggerDiskTest, WithoutDescriptorsALineIsLostAndCounted) {
     setrlimit(RLIMIT_NOFILE, &whole);
     EXPECT_EQ(logger_.GetLastError(), 4);
     WriteAndDrain(L"kept");
-    EXPECT_EQ(Lines(FileOf(0)), "[WARN ]  1 messages lost: the file could not be written\r\n"
+    EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  first\r\n"
+                                "[WARN ]  1 messages lost: the file could not be written\r\n"
                                 "[INFO ]  kept\r\n");
 }
 
