@@ -1,6 +1,6 @@
 #include "request/Operations.h"
 
-#include "request/Sessions.h"
+#include "request/SessionRequests.h"
 #include "request/orders/Orders.h"
 #include "request/queries/Queries.h"
 

@@ -10,8 +10,6 @@
 #include "foundation/support/Settings.h"
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
-#include "request/RepWorker.h"
-#include "tradeapi/TradeApi.h"
 
 #include <atomic>
 #include <map>
@@ -25,8 +23,6 @@ using CppUtility::ChangeKind;
 constexpr const wchar_t* kLoginInfo = L"LoginInfo";
 constexpr const wchar_t* kPingTime = L"PingTime";
 constexpr std::uint32_t kLongestSilenceMs = 60000;
-constexpr std::int32_t kKeyCheck = 3;
-constexpr std::int32_t kSessionMode = 3;
 
 std::atomic<std::int32_t> loginCounter = 0;
 
@@ -49,14 +45,6 @@ void SetPingTime(BaseData& session, std::uint32_t tick) {
     auto* changes = session.BeginChange();
     session.SetInteger(changes, ChangeKind::SetValue, kPingTime, tick);
     session.ApplyChange(changes);
-}
-
-// A session key that no other log-in of this process gets.
-Text FormSessionKey() {
-    const LocalTime now = ToLocalTime(TheClock().UnixTimeMs());
-    const Text text = Format(L"%02d%02d%02d%d", std::int32_t{now.hour}, std::int32_t{now.minute},
-                             std::int32_t{now.second}, loginCounter++);
-    return *FromUtf8(Md5Hex(ToNarrow(text)));
 }
 
 void RemoveFromMap(TextView key) {
@@ -88,6 +76,13 @@ std::size_t SessionCount() {
     SessionStore& store = TheStore();
     const MutexLock guard(store.mapLock);
     return store.map.size();
+}
+
+Text FormSessionKey() {
+    const LocalTime now = ToLocalTime(TheClock().UnixTimeMs());
+    const Text text = Format(L"%02d%02d%02d%d", std::int32_t{now.hour}, std::int32_t{now.minute},
+                             std::int32_t{now.second}, loginCounter++);
+    return *FromUtf8(Md5Hex(ToNarrow(text)));
 }
 
 void SaveLoginInfo(const Text& key) {
@@ -151,33 +146,6 @@ void ReportSilentSessions() {
                    key, static_cast<std::int32_t>(now), std::int64_t{pingTime});
         CppUtility::SendNotification(L"RemoveLoginInfo", key.c_str());
     }
-}
-
-void LogIn(RepWorker& worker, const Request& request) {
-    std::optional<Text> system = Text(request.Param(L"ServiceKey"));
-    if (request.hasParam) worker.Platform().GeneralCommand(kKeyCheck, 0, L"COM", system);
-    if (!request.hasParam || !system || *system != request.Param(L"SystemName")) {
-        worker.ReplyFail(request.name, L"", L"");
-        return;
-    }
-    if (worker.LoginMode() == 0) worker.SetLoginMode(kSessionMode);
-    const Text key = FormSessionKey();
-    const Text publishPort = GetSetting(L"PublishPort");
-    OpenSession(key);
-    JsonWriter reply;
-    BeginReply(reply, request.name);
-    reply.Member(L"SessionKey", key);
-    reply.Member(L"SubPort", publishPort);
-    worker.SendData(reply.Finish(), true);
-}
-
-void LogOut(RepWorker& worker, const Request& request) {
-    CloseSession(Text(request.sessionKey));
-    worker.SendData(SuccessReply(request.name), true);
-}
-
-void Pong(RepWorker& worker, const Request& request) {
-    worker.SendData(SuccessReply(request.name), true);
 }
 
 } // namespace halvane

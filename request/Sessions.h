@@ -4,9 +4,6 @@
 
 namespace halvane {
 
-class RepWorker;
-struct Request;
-
 // The logged-in clients: the session map says who is one, the login-info table (topic "LoginInfo")
 // when each last gave a sign of life, in ticks of the system clock. Safe from any thread.
 
@@ -23,6 +20,9 @@ class LoginInfoTable {
 bool IsSessionKnown(TextView key);
 std::size_t SessionCount();
 
+// A session key that no other log-in of this process gets.
+Text FormSessionKey();
+
 // Makes the key a session whose last sign of life is now.
 void OpenSession(const Text& key);
 // Ends a session at the client's wish: the table first, and whether the key is known or not.
@@ -38,10 +38,5 @@ void UpdatePingTime(const Text& key);
 // Sends the notification "RemoveLoginInfo" for every session whose last sign of life is more than
 // 60 s old.
 void ReportSilentSessions();
-
-// The handlers of LOGIN, LOGOUT and PONG.
-void LogIn(RepWorker& worker, const Request& request);
-void LogOut(RepWorker& worker, const Request& request);
-void Pong(RepWorker& worker, const Request& request);
 
 } // namespace halvane

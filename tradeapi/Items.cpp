@@ -1,16 +1,6 @@
 #include "tradeapi/Items.h"
 
-#include "foundation/support/Utf.h"
-#include "tradeapi/TradeApi.h"
-
 namespace halvane {
-
-TradeApiError::TradeApiError(std::int32_t code, TextView text)
-    : std::runtime_error(ToUtf8(text)), code_(code), text_(text) {}
-
-std::optional<IdentifierPage> TradeApi::QueryPage(std::int32_t, std::int32_t, std::int32_t) {
-    return std::nullopt;
-}
 
 const wchar_t* ProgIdOf(ItemClass itemClass) {
     switch (itemClass) {

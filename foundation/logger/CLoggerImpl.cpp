@@ -232,3 +232,16 @@ void CLoggerImpl::Post(const TLogMsg& msg) {
 }
 
 } // namespace halvane
+
+ILogger* ILogger_Create() {
+    try {
+        return new halvane::CLoggerImpl;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+void ILogger_Destroy(ILogger* logger) {
+    constexpr unsigned int kFree = 1;
+    if (logger != nullptr) logger->Delete(kFree);
+}

@@ -1,6 +1,5 @@
 #include "foundation/logger/ILogger.h"
 
-#include "foundation/logger/CLoggerImpl.h"
 #include "foundation/support/Strings.h"
 
 #include <exception>
@@ -69,18 +68,6 @@ void ILogger::TryError(const wchar_t* format, ...) {
 void ILogger::TryFatal(const wchar_t* format, ...) {
     if (GetLogLevel() > LL_FATAL) return;
     LOG_ARGS(LL_FATAL);
-}
-
-ILogger* ILogger_Create() {
-    try {
-        return new halvane::CLoggerImpl;
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-}
-void ILogger_Destroy(ILogger* logger) {
-    constexpr unsigned int kFree = 1;
-    if (logger != nullptr) logger->Delete(kFree);
 }
 
 const wchar_t* ILogger_GetLogLevelDesc(int level) {
