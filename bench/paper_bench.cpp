@@ -1,11 +1,6 @@
-#include "app/CHalvaneApp.h"
-#include "app/CommandLine.h"
-#include "app/QueueLoop.h"
 #include "foundation/support/Clock.h"
-#include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Utf.h"
-#include "foundation/support/Zmq.h"
 #include "paper/Paper.h"
 #include "tradeapi/PropertyIds.h"
 #include "tradeapi/TradeEvents.h"
@@ -60,7 +55,6 @@ void FastMarket(benchmark::State& state) {
 BENCHMARK(FastMarket)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
 
 constexpr int kOrders = 1'000; // in a round
-double platformOrders = 0;     // in a second
 
 // Reads the row of each report, as the publisher does, and counts them.
 class Reader : public TradeEvents {
@@ -88,19 +82,11 @@ class Reader : public TradeEvents {
     std::atomic<std::int64_t> reports_ = 0;
 };
 
-// How many there were in a second.
-double CountOrders(benchmark::State& state, std::uint32_t start) {
-    state.SetItemsProcessed(state.iterations() * kOrders);
-    const double orders = 1'000.0 * static_cast<double>(state.iterations()) * kOrders;
-    return orders / std::max(1U, TheClock().TickCount() - start);
-}
-
 void PlatformOrders(benchmark::State& state) {
     const std::unique_ptr<TradeApi> api = MakePaperTradeApi();
     Reader reader(*api);
     if (!api->Advise(reader) || api->Connect(L"paper:", L"Bench", L"key", 1) != 1)
         return state.SkipWithError("the platform does not start");
-    const std::uint32_t start = TheClock().TickCount();
     std::int64_t reports = 0;
     for ([[maybe_unused]] auto round : state) {
         for (int order = 0; order < kOrders; ++order) {
@@ -110,69 +96,9 @@ void PlatformOrders(benchmark::State& state) {
         }
         reader.WaitFor(reports += 2 * kOrders);
     }
-    platformOrders = CountOrders(state, start);
+    state.SetItemsProcessed(state.iterations() * kOrders);
 }
 BENCHMARK(PlatformOrders)->UseRealTime();
-
-// The program as it stands, on the paper platform, and a client that has some requests under way.
-class Gateway {
-  public:
-    Gateway() {
-        SetZmqOption(client_.get(), ZMQ_RCVTIMEO, 5'000);
-        const auto port = std::to_string(RequestPortOf(kSystem));
-        zmq_connect(client_.get(), ("tcp://127.0.0.1:" + port).c_str());
-        Send(R"({"Request":"LOGIN","Param":{"SystemName":"BENCH","ServiceKey":"key"}})");
-        const std::string logIn = Receive();
-        order_ = R"({"Request":"NEWORDER","SessionKey":")" +
-                 logIn.substr(std::min(logIn.size(), kSessionAt), 32) +
-                 R"(","Param":{"BrokerID":"PAPER","Account":"1000001","Symbol":"OV.S.PAPX.ALFA",)"
-                 R"("Side":"1","OrderType":"2","Price":"110","TimeInForce":"2","OrderQty":"1"}})";
-        for (int tries = 0; !Order(1) && tries < 1'000; ++tries)
-            TheClock().Sleep(1); // until its trade data are loaded
-    }
-    ~Gateway() { loop_.Quit(0); }
-
-    // False when not all were taken.
-    bool Order(int orders) {
-        for (int sent = 0, answered = 0; answered < orders; ++answered) {
-            for (; sent < orders && sent < answered + kUnderWay; ++sent)
-                Send(order_);
-            if (Receive().find(R"("OK")") == std::string::npos) return false;
-        }
-        return true;
-    }
-
-  private:
-    static constexpr int kUnderWay = 32;
-    static constexpr std::size_t kSessionAt = 46; // in the reply to a log-in
-    static constexpr const wchar_t* kSystem = L"BENCH";
-    void Send(const std::string& request) {
-        zmq_send(client_.get(), "", 0, ZMQ_SNDMORE);
-        zmq_send(client_.get(), request.data(), request.size(), 0);
-    }
-    std::string Receive() {
-        ZmqMessage part; // the empty one first
-        if (!part.Receive(client_.get()) || !part.Receive(client_.get())) return {};
-        return std::string(part.Bytes());
-    }
-
-    QueueLoop loop_;
-    CHalvaneApp app_{loop_};
-    ZmqContext context_ = MakeZmqContext();
-    ZmqSocket client_{zmq_socket(context_.get(), ZMQ_DEALER)};
-    std::string order_;
-    std::jthread thread_{[this] { app_.Run({L"paper:", kSystem, L"key"}); }};
-};
-
-void GatewayOrders(benchmark::State& state) {
-    static Gateway gateway;
-    const std::uint32_t start = TheClock().TickCount();
-    for ([[maybe_unused]] auto round : state) {
-        if (!gateway.Order(kOrders)) return state.SkipWithError("an order was not taken");
-    }
-    state.counters["platform/gateway"] = platformOrders / CountOrders(state, start);
-}
-BENCHMARK(GatewayOrders)->UseRealTime();
 
 } // namespace
 } // namespace halvane
