@@ -13,7 +13,6 @@ class Records : public testing::TestWithParam<bool> {
         host.Serve();
         key = host.LogIn();
         host.Api().missingValues = GetParam();
-        suffix = GetParam() ? ".missing" : "";
     }
 
     std::string Ask(const std::string& request, const std::string& members = "") {
@@ -29,21 +28,20 @@ class Records : public testing::TestWithParam<bool> {
 
     TestHost host;
     std::string key;
-    std::string suffix;
 };
 
 TEST_P(Records, Published) {
     host.Api().tradeEvents->OnExecutionReport(L"R1");
     EXPECT_EQ(host.NextPublication("EXECUTIONREPORT"),
               R"({"DataType":"EXECUTIONREPORT","Report":)" +
-                  GoldenJson("execution_report.published" + suffix) + "}");
+                  GoldenJson("execution_report.published", GetParam()) + "}");
     host.Api().tradeEvents->OnFilledReport(L"F1");
     EXPECT_EQ(host.NextPublication("FILLEDREPORT"),
               R"({"DataType":"FILLEDREPORT","Report":)" +
-                  GoldenJson("fill_report.published" + suffix) + "}");
+                  GoldenJson("fill_report.published", GetParam()) + "}");
     host.Api().tradeEvents->OnAccountUpdate(1, L"", 1);
     EXPECT_EQ(host.NextPublication("ACCOUNTS"), R"({"DataType":"ACCOUNTS","Accounts":[)" +
-                                                    GoldenJson("account.published" + suffix) +
+                                                    GoldenJson("account.published", GetParam()) +
                                                     "]}");
 }
 
@@ -54,14 +52,14 @@ TEST_P(Records, Restored) {
         return 1;
     };
     EXPECT_EQ(Ask("RESTOREREPORT"), R"({"Reply":"RESTOREREPORT","Success":"OK","Orders":[)" +
-                                        GoldenJson("execution_report.restored" + suffix) + "]}");
+                                        GoldenJson("execution_report.restored", GetParam()) + "]}");
     host.Api().queryReport = [](std::int32_t, const Text&, ProbeItem& item) {
         item.ints[2] = item.ints[39] = 1;
         return 1;
     };
     EXPECT_EQ(Ask("RESTOREFILLREPORT"),
               R"({"Reply":"RESTOREFILLREPORT","Success":"OK","Orders":[)" +
-                  GoldenJson("fill_report.restored" + suffix) + "]}");
+                  GoldenJson("fill_report.restored", GetParam()) + "]}");
 }
 
 TEST_P(Records, Queried) {
@@ -71,10 +69,10 @@ TEST_P(Records, Queried) {
     events.OnAccountUpdate(1, L"", 1);
     events.OnAccountUpdate(100, L"", 1);
     host.Api().instrumentData[GetParam() ? L"Instrument " : L"Instrument t13"] = L"INSTRUMENT";
-    ExpectRows("ACCOUNTS", "Accounts", GoldenJson("account.restored" + suffix));
-    ExpectRows("MARGINS", "Margins", GoldenJson("margin" + suffix));
-    ExpectRows("POSITIONS", "Positions", GoldenJson("position" + suffix));
-    ExpectRows("QUERYOPTCOMBPOSITION", "Positions", GoldenJson("detail_position" + suffix));
+    ExpectRows("ACCOUNTS", "Accounts", GoldenJson("account.restored", GetParam()));
+    ExpectRows("MARGINS", "Margins", GoldenJson("margin", GetParam()));
+    ExpectRows("POSITIONS", "Positions", GoldenJson("position", GetParam()));
+    ExpectRows("QUERYOPTCOMBPOSITION", "Positions", GoldenJson("detail_position", GetParam()));
 }
 
 INSTANTIATE_TEST_SUITE_P(ValuesAndMarks, Records, testing::Bool(),
