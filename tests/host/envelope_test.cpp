@@ -33,11 +33,15 @@ TEST(Envelope, EveryTextGetsItsOneReply) {
         {"{\"Request\":\"\xED\xA0\x80\"}", kNoJson}, // half of a pair
         {R"({"Request":"\udc00"})", kNoJson},        // the same, escaped
         {R"({"Request":"PONG","n":17976931348623159e292})", kNoJson},
+        {"\xEF\xBB\xBF{\"Request\":\"PONG\"}", kNoJson}, // a byte-order mark
         {Nested(1'000'000), kNoJson},
+        {std::string(1'000'000, '['), kNoJson},
         {Nested(999),
          R"({"Reply":"PONG","Success":"Fail","SessionKey":"","ErrMsg":"the Session is illegal"})"},
         {R"({"Request":"FOO","SessionKey":"k"})", kUndefined},
         {R"({"Request":"login"})", kUndefined},
+        {R"({"Request":"%s%n%s%n","SessionKey":"%s%n"})", kUndefined},
+        {R"({"Request":"FOO\r\n00:00:00.000"})", kUndefined},
         {R"({"Request":"LOGIN\u0000"})", kUndefined},
         {std::string("{\"Request\":\"FOO\"}\0", 18), kUndefined},
         {std::string("{\"Request\":\"FOO\"}\0{", 19), kUndefined},
