@@ -25,7 +25,6 @@ CLIENTS, IN_FLIGHT = 8, 12
 PAUSE = 0.004  # after each request, so that the orders meet several rounds of faults
 BUY, SELL = "1", "2"
 MARKET, LIMIT, STOP = "1", "2", "3"
-NEW, PARTLY_FILLED, FILLED, CANCELLED, REPLACED, REJECTED = "0", "1", "2", "4", "5", "8"
 ACCOUNTS = ["1000001", "1000002"]
 LISTS = ["PaperStk", "PaperFut", "PaperOpt"]
 AWAY, MARKET_CLOSED, REJECTED_ON_DEMAND = "101", "145", "146"
@@ -210,24 +209,14 @@ class Trader(threading.Thread):
         ])  # fmt: skip
 
 
-class OnPaper(unittest.TestCase):
-    incidents = []
-
-    @classmethod
-    def setUpClass(cls):
-        cls.gateway = Gateway(PROGRAM)
-        cls.addClassCleanup(cls.gateway.remove)
-        path = cls.gateway.home / "market.json"
-        path.write_text(json.dumps(MARKET_FILE | {"incidents": cls.incidents}))
-        cls.gateway.start(f"paper:{path}", cls.gateway.system_name, SERVICE_KEY, ",".join(LISTS), "none")
-
-    @classmethod
-    def tearDownClass(cls):
-        code = cls.gateway.end()
-        if code:
-            raise AssertionError(f"the gateway ended with {code}")
-
+class Flow(unittest.TestCase):
     def setUp(self):
+        self.gateway = Gateway(PROGRAM)
+        self.addCleanup(self.gateway.remove)
+        rounds = [fault | {"after": fault["after"] + ROUND * number} for number in range(ROUNDS) for fault in FAULTS]
+        path = self.gateway.home / "market.json"
+        path.write_text(json.dumps(MARKET_FILE | {"incidents": rounds}))
+        self.gateway.start(f"paper:{path}", self.gateway.system_name, SERVICE_KEY, ",".join(LISTS), "none")
         self.client = self.gateway.connect(account=f"PAPER-{ACCOUNTS[0]}")
         self.addCleanup(self.client.close)
         self.probes = set()  # keys of orders that the recorder may have missed
@@ -249,7 +238,7 @@ class OnPaper(unittest.TestCase):
             pass
         return rows
 
-    def positions(self, account=ACCOUNTS[0]):
+    def positions(self, account):
         return [row.raw for row in self.client.positions(f"PAPER-{account}")]
 
     def wait_for_the_recorder(self):
@@ -263,12 +252,6 @@ class OnPaper(unittest.TestCase):
             return key in self.recorder.report_ids
 
         until(heard, "a publication")
-
-
-class Flow(OnPaper):
-    incidents = [
-        fault | {"after": fault["after"] + ROUND * number} for number in range(ROUNDS) for fault in FAULTS
-    ]
 
     def bring_to_rest(self):
         """Cancels what works until nothing does."""
@@ -401,71 +384,8 @@ class Flow(OnPaper):
         spreads = [r for r in self.recorder.reports.values() if "^" in r[-1]["Symbol"] and r[-1]["CumQty"] != "0"]
         self.assertGreater(len(fills), len(answers) // 4)
         self.assertGreater(len(spreads), 0)
-
-
-class Others(OnPaper):
-    def test_combinations_change_the_positions(self):
-        self.wait_for_the_recorder()
-        legs = [f"OV.O.PAPF.IDX.{self.month()}.P.{strike}" for strike in ("19000", "20000")]
-        account = {"BrokerID": "PAPER", "Account": ACCOUNTS[0]}
-        mask = f"PAPER-{ACCOUNTS[0]}"
-        for leg in legs:
-            self.set_position(leg, 3 if leg == legs[0] else -3)
-        act = account | {"Symbol": "&".join(legs), "CombinationType": "9", "OptCombID": "it"}
-
-        def rows(name, member):
-            return self.client.request(name, {"QryIndex": "0", "AccountMask": mask})[member]
-
-        def position(leg):
-            return next(row for row in self.positions() if row["Symbol"] == leg)
-
-        for direction, volume, exec_type, combined in [
-            ("1", "2", FILLED, "2"),
-            ("1", "2", REJECTED, "2"),
-            ("2", "1", FILLED, "1"),
-            ("7", "1", REJECTED, "1"),
-        ]:
-            before = len(rows("QUERYOPTCOMBORDER", "Orders"))
-            reply = self.send("OPTCOMB", **act, CombDirection=direction, Side=BUY, Volume=volume)
-            self.assertEqual(reply, {"Reply": "OPTCOMB", "Success": "OK"})
-            until(lambda: len(rows("QUERYOPTCOMBORDER", "Orders")) > before, "a row")
-            self.assertEqual(rows("QUERYOPTCOMBORDER", "Orders")[-1]["ExecType"], exec_type)
-            detail = rows("QUERYOPTCOMBPOSITION", "Positions")
-            self.assertEqual([row["Quantity"] for row in detail], [combined])
-            self.assertEqual(detail[0]["Symbol"], "&".join(legs))
-            self.assertEqual((detail[0]["OptCombID"], detail[0]["CombinationType"]), ("it", "9"))
-            for leg, available in zip(legs, ("LongAvailable", "ShortAvailable")):
-                row = position(leg)
-                self.assertEqual(row["CombPosition"], combined)
-                self.assertEqual(int(row[available]), 3 - int(combined))
-
-    def month(self):
-        return symbols_of(self.client.instruments("PaperOpt"))[0].split(".")[4]
-
-    def set_position(self, symbol, wanted):
-        """Buys or sells until the account holds as much."""
-
-        def moved():
-            nets = [int(r["SumLongQty"]) - int(r["SumShortQty"]) for r in self.positions() if r["Symbol"] == symbol]
-            missing = wanted - sum(nets)
-            if missing:
-                self.send("NEWORDER", BrokerID="PAPER", Account=ACCOUNTS[0], Symbol=symbol, OrderType=MARKET,
-                          Side=BUY if missing > 0 else SELL, OrderQty=str(min(abs(missing), 100)),
-                          TimeInForce="2")  # fmt: skip
-            return not missing
-
-        until(moved, f"a position of {wanted}")
-
-    def test_line_messages_lie_in_the_outbox(self):
-        text = "first\r\nsecond \u0436 \U0001f600"
-        for system in ("line", "OTHER"):
-            reply = self.send("SENDMESSAGE", System=system, LineID="../x", Message=text)
-            self.assertEqual(reply, {"Reply": "SENDMESSAGE", "Success": "OK"})
-        lines = (self.gateway.folder / "PaperOutbox.log").read_bytes().decode().split("\n")
-        self.assertEqual(len(lines), 2)
-        self.assertEqual(lines[1], "")
-        message = json.loads(lines[0])
-        self.assertEqual((message["LineID"], message["Message"]), ("../x", text))
+        self.client.close()
+        self.assertEqual(self.gateway.end(), 0)
 
 
 if __name__ == "__main__":

@@ -6,6 +6,8 @@
 #include "tests/JumpingClock.h"
 #include "tests/host/ScriptedTradeApi.h"
 
+#include <gtest/gtest.h>
+
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -78,6 +80,34 @@ class TestHost {
     ZmqSocket subscriber_;
     std::optional<CHalvaneDlg> dialog_;
     std::jthread thread_;
+};
+
+// A host that serves, and a client that is logged in.
+class HostTest : public testing::Test {
+  protected:
+    explicit HostTest(std::vector<Text> arguments = {L"scripted", OwnSystemName(), L"demo-key"})
+        : host(std::move(arguments)) {}
+    void SetUp() override {
+        host.Serve();
+        key = host.LogIn();
+    }
+
+    // The reply to a request of this session; `members` are further ones, each after a comma.
+    std::string Ask(const std::string& request, const std::string& members = "") {
+        return host.AskText(R"({"Request":")" + request + R"(","SessionKey":")" + key + "\"" +
+                            members + "}");
+    }
+    // The same with a Param of these members.
+    std::string Send(const std::string& request, const std::string& param) {
+        return Ask(request, R"(,"Param":{)" + param + "}");
+    }
+    std::string Failure(const std::string& request, const std::string& reason) const {
+        return R"({"Reply":")" + request + R"(","Success":"Fail","SessionKey":")" + key +
+               R"(","ErrMsg":")" + reason + "\"}";
+    }
+
+    TestHost host;
+    std::string key;
 };
 
 } // namespace halvane

@@ -8,17 +8,11 @@ namespace halvane {
 namespace {
 
 // Requests that hand a text or a few values on to the platform.
-class Commands : public testing::Test {
+class Commands : public HostTest {
   protected:
-    void SetUp() override {
-        host.Serve();
-        key = host.LogIn();
-    }
-
     std::string Send(const std::string& request, const std::string& param) {
         host.Api().TakeCalls();
-        return host.AskText(R"({"Request":")" + request + R"(","SessionKey":")" + key +
-                            R"(","Param":)" + param + "}");
+        return Ask(request, R"(,"Param":)" + param);
     }
 
     void ExpectCommand(const std::string& param, const std::string& command,
@@ -27,9 +21,6 @@ class Commands : public testing::Test {
         EXPECT_EQ(host.Api().TakeCalls(),
                   std::vector<std::string>{"request 1 OPTCOMB " + command + " 1 " + accountKey});
     }
-
-    TestHost host;
-    std::string key;
 };
 
 TEST_F(Commands, ReplacementsTakeNumbers) {
@@ -92,8 +83,7 @@ TEST_F(Commands, StrategyOrdersPassThroughWithAStamp) {
     }
     for (const std::string param : {"{}", R"({"StrategyType":""})", R"({"StrategyType":7})"}) {
         EXPECT_EQ(Send("NEWSTRATEGYORDER", param),
-                  R"({"Reply":"NEWSTRATEGYORDER","Success":"Fail","SessionKey":")" + key +
-                      R"(","ErrMsg":"StrategyType is error!!"})");
+                  Failure("NEWSTRATEGYORDER", "StrategyType is error!!"));
     }
 }
 

@@ -8,18 +8,8 @@
 namespace halvane {
 namespace {
 
-class Orders : public testing::Test {
+class Orders : public HostTest {
   protected:
-    void SetUp() override {
-        host.Serve();
-        key = host.LogIn();
-    }
-
-    std::string Send(const std::string& request, const std::string& param) {
-        return host.AskText(R"({"Request":")" + request + R"(","SessionKey":")" + key +
-                            R"(","Param":{)" + param + "}}");
-    }
-
     // The value that was put under the id, with its type; "" when none was.
     static std::string PutOf(const std::vector<std::string>& calls, const std::string& id) {
         std::string last;
@@ -29,9 +19,6 @@ class Orders : public testing::Test {
         }
         return last;
     }
-
-    TestHost host;
-    std::string key;
 };
 
 // Every member with a value of its own: each put in its order, with its type, id and value.
@@ -205,8 +192,7 @@ TEST_F(Orders, SymbolChoosesTheKind) {
         if (!order.empty()) {
             EXPECT_EQ(calls.back(), order) << symbol;
         } else {
-            EXPECT_EQ(reply, R"({"Reply":"NEWORDER","Success":"Fail","SessionKey":")" + key +
-                                 R"(","ErrMsg":"symbol is error!!"})");
+            EXPECT_EQ(reply, Failure("NEWORDER", "symbol is error!!"));
             EXPECT_TRUE(calls.empty());
         }
     }

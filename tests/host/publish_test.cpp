@@ -10,14 +10,13 @@
 namespace halvane {
 namespace {
 
-class Publishing : public testing::Test {
+class Publishing : public HostTest {
   protected:
     void SetUp() override {
-        host.Serve();
+        HostTest::SetUp();
         events = host.Api().tradeEvents;
     }
 
-    TestHost host;
     TradeEvents* events = nullptr;
 };
 
@@ -67,8 +66,7 @@ TEST_F(Publishing, AccountsThatThePlatformRefuses) {
     const std::string published = host.NextPublication("ACCOUNTS");
     EXPECT_NE(published.find(R"("AccountMask":"t2-0")"), std::string::npos);
     EXPECT_EQ(published.find(R"("AccountMask":"t2-1")"), std::string::npos);
-    const std::string key = host.LogIn();
-    const std::string reply = host.AskText(R"({"Request":"ACCOUNTS","SessionKey":")" + key + "\"}");
+    const std::string reply = Ask("ACCOUNTS");
     std::size_t at = 0;
     for (const char* mask : {"t2-0", "t2-1", "t2-2"}) {
         at = reply.find(std::string("\"AccountMask\":\"") + mask, at + 1);
@@ -107,15 +105,11 @@ TEST_F(Publishing, NothingIsLostOrTornUnderLoad) {
         item.ints[2] = 60;
         return 1;
     };
-    const std::string key = host.LogIn();
     std::vector<std::jthread> clients;
     for (int client = 0; client < 4; ++client) {
-        clients.emplace_back([this, key](std::stop_token stop) {
-            while (!stop.stop_requested()) {
-                const std::string reply =
-                    host.AskText(R"({"Request":"RESTOREREPORT","SessionKey":")" + key + "\"}");
-                EXPECT_TRUE(reply.ends_with(R"("QryIndex":"50"}]})"));
-            }
+        clients.emplace_back([this](std::stop_token stop) {
+            while (!stop.stop_requested())
+                EXPECT_TRUE(Ask("RESTOREREPORT").ends_with(R"("QryIndex":"50"}]})"));
         });
     }
     // A subscriber that the system does not let run cannot read: it is not left further behind than
@@ -143,11 +137,9 @@ TEST_F(Publishing, AReportThatThePlatformDoesNotKnowHasNoIdentity) {
     };
     events->OnExecutionReport(L"unknown");
     events->OnFilledReport(L"unknown");
-    const std::string key = host.LogIn();
     for (const std::string& text :
          {host.NextPublication("EXECUTIONREPORT"), host.NextPublication("FILLEDREPORT"),
-          host.AskText(R"({"Request":"RESTOREREPORT","SessionKey":")" + key + "\"}"),
-          host.AskText(R"({"Request":"RESTOREFILLREPORT","SessionKey":")" + key + "\"}")})
+          Ask("RESTOREREPORT"), Ask("RESTOREFILLREPORT")})
         EXPECT_NE(text.find(R"({"ReportID":"")"), std::string::npos) << text;
 }
 

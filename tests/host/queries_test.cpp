@@ -14,20 +14,9 @@
 namespace halvane {
 namespace {
 
-class Queries : public testing::Test {
+class Queries : public HostTest {
   protected:
-    explicit Queries(std::vector<Text> arguments = {L"scripted", OwnSystemName(), L"demo-key"})
-        : host(std::move(arguments)) {}
-
-    void SetUp() override {
-        host.Serve();
-        key = host.LogIn();
-    }
-
-    std::string Ask(const std::string& request, const std::string& members = "") {
-        return host.AskText(R"({"Request":")" + request + R"(","SessionKey":")" + key + "\"" +
-                            members + "}");
-    }
+    using HostTest::HostTest;
 
     // The values of a member, in order.
     static std::vector<std::string> ValuesOf(const std::string& reply, const std::string& member) {
@@ -44,9 +33,6 @@ class Queries : public testing::Test {
             numbers.push_back(std::to_string(n));
         return numbers;
     }
-
-    TestHost host;
-    std::string key;
 };
 
 TEST_F(Queries, PagesOfFiftyRows) {
@@ -179,8 +165,7 @@ TEST_F(Queries, WhatCannotBeCreatedIsAnsweredAndLogged) {
         host.Api().uncreatable = {itemClass};
         const std::string symbol = itemClass == ItemClass::FutOptOrder ? "OV.F.X.A" : "OV.S.X.A";
         EXPECT_EQ(Ask(request, R"(,"Param":{"Symbol":")" + symbol + "\"}"),
-                  R"({"Reply":")" + request + R"(","Success":"Fail","SessionKey":")" + key +
-                      R"(","ErrMsg":"Initial failed"})");
+                  Failure(request, "Initial failed"));
         const std::string fatal =
             "FATAL [RepWorker]create " + ToUtf8(ProgIdOf(itemClass)) + " failed";
         EXPECT_EQ(host.log.Count(fatal), 1) << fatal;
@@ -267,11 +252,6 @@ class Instruments : public Queries {
     std::string List(const std::string& type, const std::string& dateTime = "") {
         return Ask("QUERYALLINSTRUMENT",
                    R"(,"Type":")" + type + R"(","DateTime":")" + dateTime + "\"");
-    }
-
-    std::string Failure(const std::string& request, const std::string& reason) {
-        return R"({"Reply":")" + request + R"(","Success":"Fail","SessionKey":")" + key +
-               R"(","ErrMsg":")" + reason + "\"}";
     }
 
     static std::string Utf16(const std::string& ascii) {

@@ -7,17 +7,11 @@ namespace halvane {
 namespace {
 
 // Every record in every form, member by member, with values and with the marks of missing ones.
-class Records : public testing::TestWithParam<bool> {
+class Records : public HostTest, public testing::WithParamInterface<bool> {
   protected:
     void SetUp() override {
-        host.Serve();
-        key = host.LogIn();
+        HostTest::SetUp();
         host.Api().missingValues = GetParam();
-    }
-
-    std::string Ask(const std::string& request, const std::string& members = "") {
-        return host.AskText(R"({"Request":")" + request + R"(","SessionKey":")" + key + "\"" +
-                            members + "}");
     }
 
     void ExpectRows(const std::string& request, const std::string& array, const std::string& row) {
@@ -25,9 +19,6 @@ class Records : public testing::TestWithParam<bool> {
                                                                   R"(","Success":"OK",")" + array +
                                                                   "\":[" + row + "]}");
     }
-
-    TestHost host;
-    std::string key;
 };
 
 TEST_P(Records, Published) {

@@ -1,11 +1,9 @@
-#include "foundation/support/Mutex.h"
+#include "tests/EventNotes.h"
 #include "tests/windows/Registry.h"
 
-#include "foundation/support/Format.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Strings.h"
 #include "tradeapi/Automation.h"
-#include "tradeapi/TradeEvents.h"
 #include "tradeapi/com/Com.h"
 #include "tradeapi/com/ComponentLoader.h"
 
@@ -13,65 +11,10 @@
 
 #include <objbase.h>
 
-#include <algorithm>
-#include <chrono>
-
 // The paper platform's own component, driven through the binding that drives the platform's.
 
 namespace halvane {
 namespace {
-
-// Notes events as texts; reads fills from inside the event, as the publishing side does.
-class Listener : public HostEvents, public TradeEvents {
-  public:
-    void OnGeneralServiceUpdate() override { Note(L"service"); }
-    void OnCommandMsg(std::int32_t kind, std::int32_t subKind, TextView) override {
-        Note(Format(L"command %d %d", kind, subKind));
-    }
-    void OnAccountUpdate(std::int32_t kind, TextView key, std::int32_t value) override {
-        Note(Format(L"count %d %s %d", kind, key, value));
-    }
-    void OnExecutionReport(TextView reportId) override {
-        const MutexLock guard(lock_);
-        lastReport_ = reportId;
-    }
-    void OnFilledReport(TextView fillId) override {
-        const auto fill = api_->CreateItem(ItemClass::Fill);
-        const std::int32_t read = fill ? api_->QueryReport(kOneReport, fillId, *fill) : -1;
-        Note(Format(L"fill %d %s %d", read, fill->GetText(28), fill->GetInt(16)));
-    }
-    void OnReportReset() override {}
-    void OnSetTopic(TextView topic, std::int32_t lParam, TextView strParam,
-                    const std::optional<Text>& data) override {
-        Note(Format(L"topic %s %d %s %s", topic, lParam, strParam, data ? L"text" : L"none"));
-    }
-    void OnPositionTracker() override {}
-
-    void ReadFrom(TradeApi& api) { api_ = &api; }
-
-    bool WaitFor(const Text& note) {
-        MutexLock guard(lock_);
-        return changed_.wait_for(guard, std::chrono::seconds(60),
-                                 [&] { return std::ranges::find(notes_, note) != notes_.end(); });
-    }
-    Text LastReport() {
-        const MutexLock guard(lock_);
-        return lastReport_;
-    }
-
-  private:
-    void Note(const Text& note) {
-        const MutexLock guard(lock_);
-        notes_.push_back(note);
-        changed_.notify_all();
-    }
-
-    TradeApi* api_ = nullptr;
-    Mutex lock_;
-    std::condition_variable_any changed_;
-    std::vector<Text> notes_;
-    Text lastReport_;
-};
 
 Text ComponentFile() { return ExecutableFolder() + L"..\\Components\\OVTradeAPI64.dll"; }
 
@@ -89,12 +32,11 @@ class ComponentTest : public testing::Test {
     void SetUp() override {
         ASSERT_EQ(CallExport("DllRegisterServer"), S_OK);
         ASSERT_TRUE(api_ = MakeComTradeApi());
-        listener_.ReadFrom(*api_);
-        ASSERT_TRUE(api_->Advise(static_cast<HostEvents&>(listener_)));
-        ASSERT_TRUE(api_->Advise(static_cast<TradeEvents&>(listener_)));
+        notes_.ReadFrom(*api_);
+        ASSERT_TRUE(api_->Advise(static_cast<HostEvents&>(notes_)));
+        ASSERT_TRUE(api_->Advise(static_cast<TradeEvents&>(notes_)));
         ASSERT_EQ(api_->Connect(L"10.0.0.1:8000", L"DEMO", L"demo-key", 1), 1);
-        ASSERT_TRUE(listener_.WaitFor(L"service"));
-        ASSERT_TRUE(listener_.WaitFor(L"count 100  1"));
+        EXPECT_EQ(std::ranges::count(notes_.TakeUntil(L"count 100  1"), L"service"), 1);
     }
     ~ComponentTest() override {
         api_.reset();
@@ -112,7 +54,7 @@ class ComponentTest : public testing::Test {
         return api_->NewOrder(8, *order);
     }
 
-    Listener listener_;
+    EventNotes notes_;
     std::unique_ptr<TradeApi> api_;
 };
 
@@ -127,11 +69,10 @@ TEST_F(ComponentTest, KeysAreCheckedInTheVariant) {
 
 TEST_F(ComponentTest, AnOrderGoesThereAndComesBackAsReportFillAndPosition) {
     ASSERT_EQ(BuyAtMarket(2), 1);
-    ASSERT_TRUE(listener_.WaitFor(L"fill 1 OV.S.PAPX.ALFA 2"));
-    ASSERT_TRUE(listener_.WaitFor(L"count 7 PAPER-1000001 1"));
+    EXPECT_EQ(std::ranges::count(notes_.TakeUntil(L"count 7 PAPER-1000001 1"), L"fill 2"), 1);
 
     const auto report = api_->CreateItem(ItemClass::ExecutionReport);
-    ASSERT_EQ(api_->QueryReport(kOneReport, listener_.LastReport(), *report), 1);
+    ASSERT_EQ(api_->QueryReport(kOneReport, notes_.LastReport(), *report), 1);
     EXPECT_EQ(report->GetText(43), L"OV.S.PAPX.ALFA");
     EXPECT_EQ(report->GetInt(31), 2);
     EXPECT_GT(report->GetInt64(36), 0);
@@ -141,7 +82,7 @@ TEST_F(ComponentTest, AnOrderGoesThereAndComesBackAsReportFillAndPosition) {
     const auto list = api_->CreateItem(ItemClass::ReportList);
     ASSERT_EQ(api_->QueryReport(kReports, L"", *list), 1);
     EXPECT_EQ(list->GetInt(2), 1);
-    EXPECT_EQ(list->GetIndexed(4, 0), listener_.LastReport());
+    EXPECT_EQ(list->GetIndexed(4, 0), notes_.LastReport());
 
     const auto position = api_->CreateItem(ItemClass::Position);
     ASSERT_EQ(api_->GetDataItem(kPositions, 0, L"PAPER-1000001", *position), 1);
@@ -169,7 +110,7 @@ TEST_F(ComponentTest, TheTwoRegistryClassesWork) {
 TEST_F(ComponentTest, TopicsAndInstruments) {
     api_->SubscribeTopic(L"VANTOR.RETURN");
     api_->SendTopicCommand(L"VANTOR.RECOVER", 20240105, L"alias", std::nullopt);
-    EXPECT_TRUE(listener_.WaitFor(L"topic VANTOR.RETURN 20240105 alias text"));
+    notes_.TakeUntil(L"VANTOR.RETURN 20240105 alias ");
     EXPECT_NE(api_->GetInstrumentData(L"ALL", L"OV.S.PAPX.ALFA"), L"");
     EXPECT_EQ(api_->GetPlatformValue(L"PERMISSIONS.General.LoginType"), L"1");
     EXPECT_GT(api_->GetTradingDays(L"OV.F.PAPF.IDX.202612", 0), -1);
@@ -203,7 +144,7 @@ TEST_F(ComponentTest, ObjectsOfOthersAreRefused) {
 TEST_F(ComponentTest, UnloadingDoesNotPullTheCodeFromUnderItsThreads) {
     UnloadComponentModules();
     ASSERT_EQ(BuyAtMarket(1), 1);
-    EXPECT_TRUE(listener_.WaitFor(L"fill 1 OV.S.PAPX.ALFA 1"));
+    notes_.TakeUntil(L"fill 1");
 }
 
 bool IsRegistered(const wchar_t* progId) {
