@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/support/Mutex.h"
+#include "foundation/support/Numbers.h"
 #include "tradeapi/TradeApi.h"
 #include "tradeapi/TradeEvents.h"
 
@@ -86,30 +87,74 @@ class ScriptedTradeApi : public TradeApi {
     std::unique_ptr<Item> CreateItem(ItemClass itemClass) override;
     std::unique_ptr<OrderParameters> CreateParameters(ItemClass itemClass) override;
     std::unique_ptr<PositionTracker> CreatePositionTracker() override;
-    bool Advise(HostEvents& sink) override;
-    bool Advise(TradeEvents& sink) override;
+    bool Advise(HostEvents& sink) override {
+        hostEvents = &sink;
+        return takesHostEvents;
+    }
+    bool Advise(TradeEvents& sink) override {
+        tradeEvents = &sink;
+        return takesTradeEvents;
+    }
     std::int32_t Connect(TextView hostAddress, TextView systemName, TextView serviceKey,
-                         std::int32_t mode) override;
+                         std::int32_t mode) override {
+        Note("connect", Text(hostAddress) + L" " + Text(systemName) + L" " + Text(serviceKey) +
+                            L" " + DecimalText(mode));
+        return connectResult;
+    }
     void GeneralCommand(std::int32_t kind, std::int32_t subKind, TextView source,
-                        std::optional<Text>& inOut) override;
-    std::int32_t GetDataItem(std::int32_t kind, std::int32_t index, TextView accountMask,
-                             Item& item) override;
-    std::int32_t ReplaceOrder(OrderParameters& parameters) override;
-    std::int32_t CancelOrder(TextView reportId, TextView key) override;
-    std::int32_t QueryReport(std::int32_t kind, TextView id, Item& item) override;
-    Text GetPlatformValue(TextView name) override;
-    void SubscribeTopic(TextView topic) override;
+                        std::optional<Text>& inOut) override {
+        Note("command", DecimalText(kind) + L" " + DecimalText(subKind) + L" " + Text(source) +
+                            L" " + inOut.value_or(L"-"));
+        const auto found = systemOfKey.find(inOut.value_or(L""));
+        inOut = found == systemOfKey.end() ? std::nullopt : std::optional(found->second);
+    }
+    std::int32_t GetDataItem(std::int32_t kind, std::int32_t index, TextView mask,
+                             Item& item) override {
+        Note("data", DecimalText(kind) + L" " + DecimalText(index) + L" " + Text(mask));
+        return dataItem ? dataItem(kind, index, static_cast<ProbeItem&>(item)) : 1;
+    }
+    std::int32_t ReplaceOrder(OrderParameters&) override {
+        Note("replace", L"");
+        return orderResult;
+    }
+    std::int32_t CancelOrder(TextView reportId, TextView key) override {
+        Note("cancel", Text(reportId) + L" " + Text(key));
+        return orderResult;
+    }
+    std::int32_t QueryReport(std::int32_t kind, TextView id, Item& item) override {
+        Note("report", DecimalText(kind) + L" " + Text(id));
+        return queryReport ? queryReport(kind, Text(id), static_cast<ProbeItem&>(item)) : 1;
+    }
+    Text GetPlatformValue(TextView name) override { return platformValues[Text(name)]; }
+    void SubscribeTopic(TextView topic) override { Note("subscribe", Text(topic)); }
     void SendTopicCommand(TextView topic, std::int32_t value, TextView text,
-                          std::optional<Text> data) override;
+                          std::optional<Text> data) override {
+        Note("topic", Text(topic) + L" " + DecimalText(value) + L" " + Text(text) + L" " +
+                          data.value_or(L"-"));
+        if (onTopicCommand) onTopicCommand();
+    }
     void SendRequest(std::int32_t kind, TextView name, TextView command, std::int32_t option,
-                     TextView accountKey) override;
-    Text GetInstrumentData(TextView name, TextView symbol) override;
-    void SetMode(std::int32_t mode) override;
-    std::int32_t NewOrder(std::int32_t kind, OrderParameters& parameters) override;
-    Text GetExpirationDate(TextView symbol) override;
-    void AttachPositionTracker(PositionTracker& tracker) override;
-    std::int32_t GetTradingDays(TextView symbol, std::int32_t expiration) override;
-    void NewStrategyOrder(TextView text) override;
+                     TextView accountKey) override {
+        Note("request", DecimalText(kind) + L" " + Text(name) + L" " + Text(command) + L" " +
+                            DecimalText(option) + L" " + Text(accountKey));
+    }
+    Text GetInstrumentData(TextView name, TextView symbol) override {
+        if (noteReads) Note("instrument", Text(name) + L" " + Text(symbol));
+        return instrumentData[Text(name) + L" " + Text(symbol)];
+    }
+    void SetMode(std::int32_t mode) override { Note("mode", DecimalText(mode)); }
+    std::int32_t NewOrder(std::int32_t kind, OrderParameters&) override {
+        Note("order", DecimalText(kind));
+        return orderResult;
+    }
+    Text GetExpirationDate(TextView symbol) override {
+        return symbol.find(L"NONE") == TextView::npos ? L"20261216" : L"";
+    }
+    void AttachPositionTracker(PositionTracker&) override { Note("attach", L""); }
+    std::int32_t GetTradingDays(TextView, std::int32_t expiration) override {
+        return expiration == 0 ? 0 : 17;
+    }
+    void NewStrategyOrder(TextView text) override { Note("strategy", Text(text)); }
 
     // Writes a call down; for the parameters, which report their puts here. Throws when the
     // operation is to fail.

@@ -162,19 +162,6 @@ TEST_F(Publishing, AFailingEventIsDroppedWithALine) {
     EXPECT_FALSE(host.NextPublication("EXECUTIONREPORT").empty());
 }
 
-TEST(PublishPort, IsFoundWhenOnlyOneIsFree) {
-    JumpingClock clock(1000);
-    const ScopedClock scoped(clock);
-    LogKeeper log;
-    SetSetting(L"MyIP", L"127.0.0.1");
-    ScriptedTradeApi api;
-    PublishWorker first;
-    ASSERT_TRUE(first.StartService(api));
-    const Text port = GetSetting(L"PublishPort");
-    EXPECT_GE(std::stoi(port), 50000);
-    EXPECT_LE(std::stoi(port), 60000);
-}
-
 TEST(PublishPort, ASinkThatIsRefusedEndsTheStart) {
     JumpingClock clock(1000);
     const ScopedClock scoped(clock);

@@ -142,30 +142,6 @@ TEST_F(ExchangeTest, ClientsMeetInPriceTimeOrder) {
     EXPECT_EQ(exchange_.CancelOrder(third), kAccepted);
 }
 
-// Waiting must not pay: what the price has passed since the last tick trades where it stood.
-TEST(ExchangeTicks, FillRestingOrdersAtTheirOwnPrice) {
-    JumpingClock clock;
-    const ScopedClock scoped(clock);
-    Exchange exchange(BuiltInMarket(DayOf(20261106)));
-    const Quote& quote = exchange.FindBook(kFuture)->CurrentQuote();
-    const std::int64_t tick = exchange.FindBook(kFuture)->TheInstrument().tickE10;
-    for (std::int64_t distance = 1; distance <= 20; ++distance) {
-        Send(exchange, {kFuture, kBuy, kLimit, kDay, 1, quote.bidE10 - distance * tick});
-        Send(exchange, {kFuture, kSell, kLimit, kDay, 1, quote.askE10 + distance * tick});
-    }
-    int filled = 0;
-    for (int ticks = 0; ticks < 20'000; ++ticks) {
-        exchange.Step();
-        for (const Notice& notice : exchange.TakeNotices()) {
-            const auto* fill = std::get_if<FillNotice>(&notice);
-            if (fill == nullptr) continue;
-            EXPECT_EQ(fill->fill->priceE10, fill->fill->order.state.priceE10);
-            ++filled;
-        }
-    }
-    EXPECT_GE(filled, 20);
-}
-
 TEST_F(ExchangeTest, AllOrNoneCountsTheClientsToo) {
     EnterId({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
     Send(exchange_, {kStock, kSell, kLimit, kFillOrKill, 6, 100 * kE10, kNoInt64, L"1000002"});
@@ -174,17 +150,19 @@ TEST_F(ExchangeTest, AllOrNoneCountsTheClientsToo) {
     EXPECT_EQ(Trace(), "0:0 1:1 f1 2:5 f4 2:4 f4");
 }
 
-TEST_F(ExchangeTest, CountsComeAfterTheReportsOfThoseWhoTraded) {
-    EnterId({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
-    Send(exchange_, {kStock, kSell, kLimit, kDay, 3, 100 * kE10, kNoInt64, L"1000002"});
-    const std::vector<Notice> notices = exchange_.TakeNotices();
-    ASSERT_EQ(notices.size(), 9u); // new, two fills of the sale, one of the purchase, two counts
-    for (std::size_t at : {7u, 8u}) {
-        const auto* counts = std::get_if<CountsNotice>(&notices[at]);
-        ASSERT_NE(counts, nullptr);
-        EXPECT_EQ(counts->account, exchange_.Accounts()[at - 7].get());
-        EXPECT_EQ(counts->positions, 1u);
-    }
+// A limit keeps its distance from a stop that trails.
+TEST_F(ExchangeTest, TheLimitComesAlongWithItsStop) {
+    const auto sell = [&](std::int64_t price, const wchar_t* account) {
+        Send(exchange_, {kStock, kSell, kLimit, kDay, 1, price * kE10, kNoInt64, account});
+    };
+    Wish wish{kStock, kBuy, kStopLimit, kDay, 1, 108 * kE10, 106 * kE10};
+    wish.trailing = 3 * kE10;
+    const Order& order = Enter(wish);
+    EXPECT_EQ(order.state.stopE10 - order.book.LastE10(), 3 * kE10);
+    EXPECT_EQ(order.state.priceE10 - order.state.stopE10, 2 * kE10);
+    sell(100, L"1000002");
+    EXPECT_EQ(order.state.stopE10, 103 * kE10);
+    EXPECT_EQ(order.state.priceE10, 105 * kE10);
 }
 
 TEST_F(ExchangeTest, IdentitiesAreNeverGivenTwice) {

@@ -65,23 +65,6 @@ TEST_F(RulesTest, AnExchangeKeepsItsHours) {
     }
 }
 
-TEST_F(RulesTest, WhileItIsClosedNothingTradesAndOrdersCanBeTakenBack) {
-    GoTo(At(hours(9)));
-    const Order& order = Enter({kStock, kBuy, kLimit, kDay, 3, 101 * kE10});
-    ASSERT_EQ(order.state.filled, 1);
-    GoTo(At(hours(10)));
-    const std::int32_t filled = order.state.filled;
-    const Order& waiting = Enter({kFuture, kBuy, kLimit, kDay, 1, 990 * kE10});
-    GoTo(At(hours(11)));
-    EXPECT_EQ(order.state.filled, filled);
-    PaperParameters change;
-    change.PutText(replace_id::kReportId, order.ReportId());
-    change.PutInt(replace_id::kOrderQty, 5);
-    EXPECT_EQ(exchange_.ReplaceOrder(ReadReplacement(change)),
-              order.IsWorking() ? kMarketClosed : kNotWorking);
-    EXPECT_EQ(exchange_.CancelOrder(waiting.ReportId()), kAccepted);
-}
-
 TEST_F(RulesTest, AnAccountPaysItsOwnRates) {
     GoTo(At(hours(12)));
     Send(exchange_, {kStock});
@@ -99,14 +82,6 @@ TEST_F(RulesTest, AnAccountPaysItsOwnRates) {
     usual.rates = {};
     const std::int64_t value = -shortStock.ValueE6();
     EXPECT_EQ((shortStock.MarginE6() - value) * 2, usual.MarginE6() - value);
-}
-
-TEST_F(RulesTest, AnAccountTradesWhatItMay) {
-    Wish wish{kFuture};
-    wish.account = L"1000002";
-    EXPECT_EQ(ErrorOf(wish), kNotPermitted);
-    wish.account = L"1000001";
-    EXPECT_EQ(ErrorOf(wish), 0);
 }
 
 TEST(Limits, LieAroundTheCloseOfTheDayBefore) {

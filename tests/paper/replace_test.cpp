@@ -15,16 +15,6 @@ class ReplaceTest : public ExchangeTest {
         if (stopE10 != kNoInt64) parameters.PutInt64(replace_id::kStopPrice, stopE10);
         return exchange_.ReplaceOrder(ReadReplacement(parameters));
     }
-
-    // Who of two is served first by a sale; both stand at the bid.
-    Text Served() {
-        Send(exchange_, {kStock, kSell, kLimit, kDay, 2, 100 * kE10, kNoInt64, L"1000002"});
-        for (const Notice& notice : exchange_.TakeNotices()) {
-            const auto* fill = std::get_if<FillNotice>(&notice);
-            if (fill != nullptr && fill->fill->order.IsBuy()) return fill->fill->order.ReportId();
-        }
-        return {};
-    }
 };
 
 TEST_F(ReplaceTest, RefusesWhatCannotBe) {
@@ -56,28 +46,6 @@ TEST_F(ReplaceTest, RefusesWhatCannotBe) {
         EXPECT_EQ(Replace(each.reportId, each.quantity, each.price, each.stop), each.result);
     }
     EXPECT_EQ(Trace(), "5:0 5:1");
-}
-
-TEST_F(ReplaceTest, OnlyAShrunkenQuantityKeepsThePlace) {
-    const struct {
-        std::int32_t quantity;
-        std::int64_t price;
-        bool keeps;
-    } kCases[] = {
-        {4, kNoInt64, true},
-        {0, kNoInt64, true},
-        {6, kNoInt64, false},
-        {0, 99 * kE10, false},
-    };
-    for (const auto& each : kCases) {
-        exchange_.Step();
-        const Text first = EnterId({kStock, kBuy, kLimit, kDay, 5, 100 * kE10});
-        const Text second = EnterId({kStock, kBuy, kLimit, kDay, 5, 100 * kE10});
-        EXPECT_EQ(Replace(first, each.quantity, each.price), kAccepted);
-        EXPECT_EQ(Served(), each.keeps ? first : second) << each.quantity;
-        exchange_.CancelOrder(first);
-        exchange_.CancelOrder(second);
-    }
 }
 
 TEST_F(ReplaceTest, ABetterPriceTradesAtOnce) {

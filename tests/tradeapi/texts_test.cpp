@@ -5,10 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdio>
-#include <random>
-
 namespace halvane {
 namespace {
 
@@ -62,32 +58,6 @@ TEST(NumberText, FixedPointModes) {
     EXPECT_EQ(FormatLong(-7), L"-7");
     EXPECT_EQ(FormatSixDecimals(kMin), L"-922337203.685478");
     EXPECT_EQ(FormatSixDecimals(1234500000000), L"123.450000");
-}
-
-// The texts are those of the C library, for values of every magnitude.
-TEST(NumberText, AgreesWithTheCLibrary) {
-    std::mt19937_64 random(20261121);
-    for (int n = 0; n < 100'000; ++n) {
-        const auto value = static_cast<std::int64_t>(random()) >> (random() % 64);
-        if (value == kMin) continue;
-        const auto number = static_cast<double>(value);
-        const struct {
-            int mode;
-            double shown;
-            int decimals;
-        } modes[] = {{kAmount, number / 1e6, 6},
-                     {kPrice, number / 1e10, 7},
-                     {kCents, std::round(number / 1e8) / 100, 2},
-                     {kAveragePrice, number / 1e10, 8}};
-        for (const auto& [mode, shown, decimals] : modes) {
-            char text[64];
-            std::snprintf(text, sizeof text, "%.*f", decimals, shown);
-            std::string trimmed = text;
-            trimmed.erase(trimmed.find_last_not_of('0') + 1);
-            if (trimmed.back() == '.') trimmed.pop_back();
-            ASSERT_EQ(ToUtf8(FormatFixedPoint(value, mode)), trimmed) << value << " mode " << mode;
-        }
-    }
 }
 
 TEST(Symbols, CombineAndSplit) {
