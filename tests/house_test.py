@@ -2,8 +2,11 @@
 prints where it must not, the README is short and its links lead somewhere. The checks are tried on small
 made-up inputs first: a check that cannot fail finds nothing."""
 
+import json
 import pathlib
 import re
+import subprocess
+import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
@@ -177,54 +180,26 @@ def check_circles(files):
             yield f"{unit}: includes in a circle, or stands on one"
 
 
-def functions_in(code):
-    """Yields (first line, lines) of every function of code without comments, strings and directives."""
-    head, head_start, ends = "", 0, []  # `ends` holds what each open brace is, and a function's start
-    for index, char in enumerate(code):
-        inside = ends and ends[-1][0] != "scope"
-        if char == "{":
-            ends.append(("inside", 0) if inside else (kind_of(head), head_start))
-            if ends[-1][0] == "scope":
-                head = ""
-        elif char == "}" and ends:
-            kind, start = ends.pop()
-            if kind == "function" and not re.match(r"\s*[,{]", code[index + 1 :]):
-                first = line_at(code, start)
-                yield first, line_at(code, index) - first + 1
-            if kind in ("scope", "function") and not re.match(r"\s*[,{]", code[index + 1 :]):
-                head = ""
-        elif char == ";" and not inside:
-            head = ""
-        elif not inside:
-            if not head and not char.isspace():
-                head_start = index
-            if head or not char.isspace():
-                head += char
-
-
-def kind_of(head):
-    """What a brace opens, by the words before it."""
-    while (bare := re.sub(r"\btemplate\s*<[^<>]*>|<[^<>]*>", " ", head)) != head:
-        head = bare
-    head = head.strip()
-    if head.endswith(("=", "(", ",")) or "(" not in head:
-        if re.search(r"\b(?:namespace|class|struct|union|enum|extern)\b", head):
-            return "scope"
-        return "data"
-    if re.match(r"(?:namespace|class|struct|union|enum)\b", head) and not head.endswith(")"):
-        return "scope"
-    return "function"
+def functions_in(files):
+    """Yields (path, first line, lines) of every function, as universal-ctags finds them."""
+    with tempfile.TemporaryDirectory() as folder:
+        for path, text in files.items():
+            copy = pathlib.Path(folder, path)
+            copy.parent.mkdir(parents=True, exist_ok=True)
+            copy.write_text(text, encoding="utf-8")
+        words = "ctags-universal -R --map-C++=+.h --kinds-C++=f --fields=Fne --extras=-p --output-format=json -f -"
+        tags = subprocess.run(words.split(), cwd=folder, capture_output=True, text=True, check=True).stdout
+    for tag in map(json.loads, tags.splitlines()):
+        yield tag["path"], tag["line"], tag["end"] - tag["line"] + 1
 
 
 def check_sizes(files):
     for path, text in files.items():
-        lines = text.count("\n")
-        if lines > MAX_FILE:
-            yield f"{path}: {lines} lines"
-        code = re.sub(r"^[ \t]*#(?:\\\n|[^\n])*", lambda m: blank(m[0]), code_of(text), flags=re.MULTILINE)
-        for first, length in functions_in(code):
-            if length > MAX_FUNCTION:
-                yield f"{path}:{first}: a function of {length} lines"
+        if text.count("\n") > MAX_FILE:
+            yield f"{path}: {text.count(chr(10))} lines"
+    for path, first, length in functions_in(files):
+        if length > MAX_FUNCTION:
+            yield f"{path}:{first}: a function of {length} lines"
 
 
 def check_words(files):
