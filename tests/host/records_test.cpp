@@ -25,14 +25,14 @@ TEST_P(Records, Published) {
     host.Api().tradeEvents->OnExecutionReport(L"R1");
     EXPECT_EQ(host.NextPublication("EXECUTIONREPORT"),
               R"({"DataType":"EXECUTIONREPORT","Report":)" +
-                  GoldenJson("execution_report.published", GetParam()) + "}");
+                  GoldenJson("execution_report", {.missing = GetParam()}) + "}");
     host.Api().tradeEvents->OnFilledReport(L"F1");
     EXPECT_EQ(host.NextPublication("FILLEDREPORT"),
               R"({"DataType":"FILLEDREPORT","Report":)" +
-                  GoldenJson("fill_report.published", GetParam()) + "}");
+                  GoldenJson("fill_report", {.missing = GetParam()}) + "}");
     host.Api().tradeEvents->OnAccountUpdate(1, L"", 1);
     EXPECT_EQ(host.NextPublication("ACCOUNTS"), R"({"DataType":"ACCOUNTS","Accounts":[)" +
-                                                    GoldenJson("account.published", GetParam()) +
+                                                    GoldenJson("account", {.missing = GetParam()}) +
                                                     "]}");
 }
 
@@ -42,15 +42,16 @@ TEST_P(Records, Restored) {
         if (kind == 0 && !GetParam()) item.ints[39] = 1039;
         return 1;
     };
-    EXPECT_EQ(Ask("RESTOREREPORT"), R"({"Reply":"RESTOREREPORT","Success":"OK","Orders":[)" +
-                                        GoldenJson("execution_report.restored", GetParam()) + "]}");
+    EXPECT_EQ(Ask("RESTOREREPORT"),
+              R"({"Reply":"RESTOREREPORT","Success":"OK","Orders":[)" +
+                  GoldenJson("execution_report", {.missing = GetParam(), .restored = true}) + "]}");
     host.Api().queryReport = [](std::int32_t, const Text&, ProbeItem& item) {
         item.ints[2] = item.ints[39] = 1;
         return 1;
     };
     EXPECT_EQ(Ask("RESTOREFILLREPORT"),
               R"({"Reply":"RESTOREFILLREPORT","Success":"OK","Orders":[)" +
-                  GoldenJson("fill_report.restored", GetParam()) + "]}");
+                  GoldenJson("fill_report", {.missing = GetParam(), .restored = true}) + "]}");
 }
 
 TEST_P(Records, Queried) {
@@ -60,10 +61,12 @@ TEST_P(Records, Queried) {
     events.OnAccountUpdate(1, L"", 1);
     events.OnAccountUpdate(100, L"", 1);
     host.Api().instrumentData[GetParam() ? L"Instrument " : L"Instrument t13"] = L"INSTRUMENT";
-    ExpectRows("ACCOUNTS", "Accounts", GoldenJson("account.restored", GetParam()));
-    ExpectRows("MARGINS", "Margins", GoldenJson("margin", GetParam()));
-    ExpectRows("POSITIONS", "Positions", GoldenJson("position", GetParam()));
-    ExpectRows("QUERYOPTCOMBPOSITION", "Positions", GoldenJson("detail_position", GetParam()));
+    ExpectRows("ACCOUNTS", "Accounts",
+               GoldenJson("account", {.missing = GetParam(), .restored = true}));
+    ExpectRows("MARGINS", "Margins", GoldenJson("margin", {.missing = GetParam()}));
+    ExpectRows("POSITIONS", "Positions", GoldenJson("position", {.missing = GetParam()}));
+    ExpectRows("QUERYOPTCOMBPOSITION", "Positions",
+               GoldenJson("detail_position", {.missing = GetParam()}));
 }
 
 INSTANTIATE_TEST_SUITE_P(ValuesAndMarks, Records, testing::Bool(),
