@@ -50,6 +50,11 @@ class JumpingClock : public Clock {
         changed_.wait(guard, [&] { return sleeps_ >= count; });
     }
 
+    void MoveByItself(std::uint32_t upToMs) {
+        const MutexLock guard(lock_);
+        selfMovingMs_ = upToMs;
+    }
+
     void SetTick(std::uint32_t tick) {
         const MutexLock guard(lock_);
         firstTick_ = tick - static_cast<std::uint32_t>(elapsedMs_);
@@ -66,8 +71,8 @@ class JumpingClock : public Clock {
         changed_.notify_all();
     }
 
-    const std::uint32_t selfMovingMs_;
     Mutex lock_;
+    std::uint32_t selfMovingMs_;
     std::condition_variable_any changed_;
     std::int64_t elapsedMs_ = 0;
     std::int64_t startMs_ = 1'794'000'000'000;

@@ -1,7 +1,9 @@
 #include "tests/host/TestHost.h"
 
 #include "foundation/support/Settings.h"
+#include "foundation/support/Utf.h"
 #include "publish/PublishWorker.h"
+#include "publish/SendWindow.h"
 
 #include <gtest/gtest.h>
 
@@ -129,6 +131,20 @@ TEST_F(Publishing, NothingIsLostOrTornUnderLoad) {
     }
 }
 
+TEST_F(Publishing, WhoNeverReadsHoldsUpNobody) {
+    const ZmqSocket silent(zmq_socket(host.Context(), ZMQ_SUB));
+    SetZmqOption(silent.get(), ZMQ_RCVHWM, 1);
+    zmq_setsockopt(silent.get(), ZMQ_SUBSCRIBE, "", 0);
+    const std::string endpoint = "tcp://127.0.0.1:" + ToUtf8(GetSetting(L"PublishPort"));
+    ASSERT_EQ(zmq_connect(silent.get(), endpoint.c_str()), 0);
+    const Text tail(10'000, L'x'); // more than the system takes for it
+    for (int n = 0; n < 3000; ++n) {
+        events->OnCommandMsg(2, 5, std::to_wstring(n) + tail);
+        ASSERT_NE(host.NextPublication("SYMBOLCLEAR").find('"' + std::to_string(n) + 'x'),
+                  std::string::npos);
+    }
+}
+
 TEST_F(Publishing, AReportThatThePlatformDoesNotKnowHasNoIdentity) {
     host.Api().missingValues = true;
     host.Api().queryReport = [](std::int32_t kind, const Text&, ProbeItem& item) {
@@ -160,6 +176,20 @@ TEST_F(Publishing, AFailingEventIsDroppedWithALine) {
     host.Api().uncreatable.clear();
     events->OnExecutionReport(L"R2");
     EXPECT_FALSE(host.NextPublication("EXECUTIONREPORT").empty());
+}
+
+// A publisher that does not hear itself goes on without waiting.
+TEST(SendWindow, GivesUpWhenItIsDeaf) {
+    LogKeeper log;
+    const ZmqContext context = MakeZmqContext();
+    SendWindow window;
+    window.Open(context, L"127.0.0.1", 1); // where nobody publishes
+    const std::string warning =
+        "WARN [PublishWorker]hears nothing of its own publications: bursts may be cut short";
+    for (int sent = 1; sent <= 10'000; ++sent) {
+        window.CountSent();
+        ASSERT_EQ(log.Count(warning), sent < 3 * 64 ? 0 : 1) << sent;
+    }
 }
 
 TEST(PublishPort, ASinkThatIsRefusedEndsTheStart) {

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <future>
 #include <regex>
 
 namespace halvane {
@@ -343,6 +344,28 @@ TEST_F(Instruments, PastListsAreRecovered) {
               std::vector<std::string>{"topic VANTOR.RECOVER -539222987 Fut -"});
     const std::string line = "strEventKey:Fut_12345678901000000, llDate:12345678901";
     EXPECT_EQ(host.log.Count("INFO ReqGetContractList() " + line), 1);
+}
+
+// The wait for the trade data comes before the look at the session, that for a past list after it.
+TEST_F(Instruments, ALogOutComesInBetween) {
+    const struct {
+        std::string request, members, reason;
+    } waits[] = {
+        {"MARGINS", "", "the Session is illegal"},
+        {"QUERYALLINSTRUMENT", R"(,"Type":"F","DateTime":"20240105")", "open file fail"},
+    };
+    for (const auto& [request, members, reason] : waits) {
+        key = host.LogIn();
+        host.clock.MoveByItself(0);
+        const int sleeps = host.clock.Sleeps();
+        auto reply = std::async(std::launch::async, [&] { return Ask(request, members); });
+        host.clock.WaitForSleeps(sleeps + 1);
+        EXPECT_EQ(Ask("LOGOUT"), R"({"Reply":"LOGOUT","Success":"OK"})");
+        EXPECT_EQ(Ask("PONG"), Failure("PONG", "the Session is illegal"));
+        host.clock.MoveByItself(2000);
+        host.clock.Advance(100);
+        EXPECT_EQ(reply.get(), Failure(request, reason));
+    }
 }
 
 TEST_F(Instruments, Details) {

@@ -31,7 +31,7 @@ TEST(PaperItem, GivesValuesInEveryType) {
 
 TEST_F(ExchangeTest, ReportsAndFillsCarryWhatTheClientSent) {
     PaperParameters parameters;
-    PutWish(parameters, {kFuture, kBuy, kLimit, kDay, 2, 1002 * kE10});
+    PutWish(parameters, {kFuture, kBuy, kLimit, kDay, 3, 1002 * kE10});
     parameters.PutText(fut_opt_order_id::kUserKey1, L"mine");
     parameters.PutText(fut_opt_order_id::kUserKey2, L"UK#2=A;UK#7=B");
     parameters.PutText(fut_opt_order_id::kSource, L"Halvane");
@@ -53,8 +53,8 @@ TEST_F(ExchangeTest, ReportsAndFillsCarryWhatTheClientSent) {
     for (const auto& [id, text] : kTexts)
         EXPECT_EQ(report.GetText(id), text) << id;
     const std::pair<std::int32_t, std::int32_t> kInts[] = {
-        {17, kBuy}, {19, 2}, {20, 2}, {23, kLimit},        {24, kNoInt}, {48, kNoInt}, {25, 1},
-        {26, kDay}, {31, 1}, {32, 1}, {33, kPartlyFilled}, {57, 0},      {39, 1},      {52, 0},
+        {17, kBuy}, {19, 3}, {20, 3}, {23, kLimit},        {24, kNoInt}, {48, kNoInt}, {25, 1},
+        {26, kDay}, {31, 1}, {32, 2}, {33, kPartlyFilled}, {57, 0},      {39, 1},      {52, 0},
     };
     for (const auto& [id, value] : kInts)
         EXPECT_EQ(report.GetInt(id), value) << id;
