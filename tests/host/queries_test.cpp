@@ -83,15 +83,13 @@ TEST_F(Queries, RestoredReportsAndFillsComeInPages) {
 
 // The list grows while it is read: the count is asked for again.
 TEST_F(Queries, ReportsThatComeInBetweenAreRestored) {
-    auto* count = new int(1);
-    host.Api().queryReport = [count](std::int32_t kind, const Text&, ProbeItem& item) {
-        if (kind == 3) item.ints[2] = *count;
-        return 1;
-    };
-    EXPECT_EQ(ValuesOf(Ask("RESTOREREPORT"), "QryIndex"), Numbers(1, 1));
-    *count = 2;
-    EXPECT_EQ(ValuesOf(Ask("RESTOREREPORT"), "QryIndex"), Numbers(1, 2));
-    delete count;
+    for (const int count : {1, 2}) {
+        host.Api().queryReport = [count](std::int32_t kind, const Text&, ProbeItem& item) {
+            if (kind == kReports) item.ints[2] = count;
+            return 1;
+        };
+        EXPECT_EQ(ValuesOf(Ask("RESTOREREPORT"), "QryIndex"), Numbers(1, count));
+    }
 }
 
 TEST_F(Queries, RefusedRowsAreAskedForAgain) {
@@ -197,21 +195,6 @@ TEST_F(Queries, CombinedSymbolsBecomeTwo) {
     const std::string reply = Ask("POSITIONS");
     EXPECT_EQ(ValuesOf(reply, "Symbol"), std::vector<std::string>{"OV.F.X.ABC.202406&OV.O.X.P100"});
     EXPECT_EQ(ValuesOf(reply, "Instrument"), std::vector<std::string>{"both"});
-}
-
-TEST_F(Queries, CombinationOrders) {
-    host.Api().tradeEvents->OnAccountUpdate(32, L"M", 1);
-    std::string row = GoldenJson("combination_order");
-    const std::size_t symbol = row.find("SYMBOL"); // of "651:Symbol", which has no second leg
-    row.replace(symbol, 6,
-                "OV..."
-                "&OV...");
-    const std::string reply = Ask("QUERYOPTCOMBORDER", R"(,"AccountMask":"M")");
-    EXPECT_EQ(ValuesOf(reply, "OptCombCode").size(), 1u);
-    EXPECT_EQ(std::regex_replace(reply, std::regex("\"Symbol\":\"[^\"]*\""), "\"Symbol\":\"\""),
-              R"({"Reply":"QUERYOPTCOMBORDER","Success":"OK","Orders":[)" +
-                  std::regex_replace(row, std::regex("\"Symbol\":\"[^\"]*\""), "\"Symbol\":\"\"") +
-                  "]}");
 }
 
 TEST_F(Queries, TrackerFigures) {

@@ -65,6 +65,8 @@ TEST_P(Records, Queried) {
                GoldenJson("account", {.missing = GetParam(), .restored = true}));
     ExpectRows("MARGINS", "Margins", GoldenJson("margin", {.missing = GetParam()}));
     ExpectRows("POSITIONS", "Positions", GoldenJson("position", {.missing = GetParam()}));
+    ExpectRows("QUERYOPTCOMBORDER", "Orders",
+               GoldenJson("combination_order", {.missing = GetParam()}));
     ExpectRows("QUERYOPTCOMBPOSITION", "Positions",
                GoldenJson("detail_position", {.missing = GetParam()}));
 }

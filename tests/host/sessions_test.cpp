@@ -12,18 +12,10 @@
 namespace halvane {
 namespace {
 
-std::string With(const std::string& request, const std::string& key) {
-    return R"({"Request":")" + request + R"(","SessionKey":")" + key + "\"}";
-}
-
-std::string Illegal(const std::string& request, const std::string& key) {
-    return R"({"Reply":")" + request + R"(","Success":"Fail","SessionKey":")" + key +
-           R"(","ErrMsg":"the Session is illegal"})";
-}
-
+constexpr const char* kIllegal = "the Session is illegal";
 constexpr const char* kPongReply = R"({"Reply":"PONG","Success":"OK"})";
 
-class Sessions : public testing::Test {
+class Sessions : public HostTest {
   protected:
     void SetUp() override { host.Serve(); }
 
@@ -37,9 +29,10 @@ class Sessions : public testing::Test {
         }
     }
 
-    std::string Pong(const std::string& key) { return host.AskText(With("PONG", key)); }
-
-    TestHost host;
+    std::string Pong(const std::string& ofKey) {
+        key = ofKey;
+        return Ask("PONG");
+    }
 
   private:
     std::int64_t passedMs_ = 0;
@@ -50,7 +43,7 @@ TEST_F(Sessions, LogInTellsKeyAndPublishPort) {
         R"({"Request":"LOGIN","Param":{"SystemName":"DEMO","ServiceKey":"demo-key"}})");
     EXPECT_EQ(host.Api().TakeCalls(),
               (std::vector<std::string>{"command 3 0 COM demo-key", "mode 3"}));
-    const std::string key = reply.substr(46, 32);
+    key = reply.substr(46, 32);
     EXPECT_EQ(key.find_first_not_of("0123456789abcdef"), std::string::npos);
     EXPECT_EQ(reply, R"({"Reply":"LOGIN","Success":"OK","SessionKey":")" + key +
                          R"(","SubPort":")" + ToUtf8(GetSetting(L"PublishPort")) + "\"}");
@@ -87,9 +80,9 @@ TEST_F(Sessions, EveryWorkerSetsTheModeOnce) {
 }
 
 TEST_F(Sessions, LogOutEndsASession) {
-    const std::string key = host.LogIn();
-    EXPECT_EQ(host.AskText(With("LOGOUT", key)), R"({"Reply":"LOGOUT","Success":"OK"})");
-    EXPECT_EQ(Pong(key), Illegal("PONG", key));
+    key = host.LogIn();
+    EXPECT_EQ(Ask("LOGOUT"), R"({"Reply":"LOGOUT","Success":"OK"})");
+    EXPECT_EQ(Pong(key), Failure("PONG", kIllegal));
     EXPECT_EQ(CppUtility::GetDataFromTopic(L"LoginInfo")->GetRecord(L"x"), nullptr);
 }
 
@@ -101,7 +94,8 @@ TEST_F(Sessions, ASilentSessionGoesAPingKeepsIt) {
     EXPECT_EQ(Pong(alive), kPongReply);
     PassTime(10000);
     host.log.WaitFor("INFO RemoveLoginInfo(" + silent + ")");
-    EXPECT_EQ(Pong(silent), Illegal("PONG", silent));
+    const std::string gone = Pong(silent);
+    EXPECT_EQ(gone, Failure("PONG", kIllegal));
     EXPECT_EQ(Pong(alive), kPongReply);
     PassTime(50000);
     EXPECT_EQ(Pong(alive), kPongReply);
@@ -109,7 +103,7 @@ TEST_F(Sessions, ASilentSessionGoesAPingKeepsIt) {
 
 TEST_F(Sessions, TheTickCountMayWrap) {
     host.clock.SetTick(0xFFFFFFFF - 5000);
-    const std::string key = host.LogIn();
+    key = host.LogIn();
     PassTime(20000);
     EXPECT_EQ(Pong(key), kPongReply);
     PassTime(70000);
@@ -118,7 +112,7 @@ TEST_F(Sessions, TheTickCountMayWrap) {
 
 // The supervision has read the time, then a ping comes: that lies ahead of the time.
 TEST_F(Sessions, APingFromTheFutureIsJustNow) {
-    const std::string key = host.LogIn();
+    key = host.LogIn();
     host.clock.SetTick(host.clock.TickCount() - 30000);
     PassTime(20000);
     EXPECT_EQ(Pong(key), kPongReply);

@@ -121,27 +121,6 @@ TEST_F(ExchangeTest, UnfitOrdersAreRefusedAtTheDoor) {
     EXPECT_TRUE(exchange_.TakeNotices().empty());
 }
 
-// The background was there first; behind it price, then time.
-TEST_F(ExchangeTest, ClientsMeetInPriceTimeOrder) {
-    const Text first = EnterId({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
-    const Text second = EnterId({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
-    const Text third = EnterId({kStock, kBuy, kLimit, kDay, 4, 99 * kE10});
-    const Text best = EnterId({kStock, kBuy, kLimit, kDay, 3, 102 * kE10}); // takes the ask of 1
-    Send(exchange_, {kStock, kSell, kLimit, kDay, 11, 99 * kE10, kNoInt64, L"1000002"});
-    std::string fills;
-    for (const Notice& notice : exchange_.TakeNotices()) {
-        const auto* fill = std::get_if<FillNotice>(&notice);
-        if (fill == nullptr || fill->fill->order.ticket.side == kSell) continue;
-        const Text& id = fill->fill->order.ReportId();
-        fills += id == best ? "best" : id == first ? "first" : id == second ? "second" : "third";
-        fills += std::to_string(fill->fill->quantity) + "@" +
-                 std::to_string(fill->fill->priceE10 / kE10) + " ";
-    }
-    EXPECT_EQ(fills, "best2@102 first4@100 second4@100 ");
-    EXPECT_EQ(exchange_.CancelOrder(second), kNotWorking);
-    EXPECT_EQ(exchange_.CancelOrder(third), kAccepted);
-}
-
 TEST_F(ExchangeTest, AllOrNoneCountsTheClientsToo) {
     EnterId({kStock, kBuy, kLimit, kDay, 4, 100 * kE10});
     Send(exchange_, {kStock, kSell, kLimit, kFillOrKill, 6, 100 * kE10, kNoInt64, L"1000002"});

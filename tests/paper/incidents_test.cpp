@@ -165,58 +165,48 @@ class IncidentsTest : public ExchangeTest {
   protected:
     IncidentsTest() : ExchangeTest(RuledMarket(AllKinds(), At(hours(20)))) {}
 
+    // What a step tells of the day and the connection.
+    std::string Step() {
+        exchange_.Step();
+        std::string told;
+        for (const Notice& notice : exchange_.TakeNotices()) {
+            if (const auto* reset = std::get_if<ResetNotice>(&notice))
+                told += reset->newDay ? "day " : "reset ";
+            if (const auto* connection = std::get_if<ConnectionNotice>(&notice))
+                told += connection->isUp ? "up " : "down ";
+        }
+        return told;
+    }
     std::int32_t Try(const wchar_t* symbol) {
         Send(exchange_, {symbol});
         Trace();
         return lastReport_.state.errorCode;
     }
-    bool Told(auto matches) {
-        const auto notices = exchange_.TakeNotices();
-        return std::any_of(notices.begin(), notices.end(), matches);
-    }
 };
 
 TEST_F(IncidentsTest, HitTheExchange) {
-    const auto reset = [](bool newDay) {
-        return [newDay](const Notice& notice) {
-            const auto* told = std::get_if<ResetNotice>(&notice);
-            return told != nullptr && told->newDay == newDay;
-        };
+    const struct { // of each minute: what it tells, and how an order for each and another one end
+        const char* told;
+        std::int32_t stock, future, again;
+    } kCases[] = {
+        {"", 0, kRejectedOnDemand, 0},
+        {"", 0, 0, 0},
+        {"", 0, kMarketClosed, 0},
+        {"", 0, 0, 0},
+        {"down ", 0, 0, 0},
+        {"", 0, 0, 0},
+        {"up ", 0, 0, 0},
+        {"reset ", 0, 0, 0},
+        {"day ", kMarketClosed, 0, kMarketClosed}, // at midnight
+        {"", kMarketClosed, 0, kMarketClosed},
     };
-    const auto connection = [](bool isUp) {
-        return [isUp](const Notice& notice) {
-            const auto* told = std::get_if<ConnectionNotice>(&notice);
-            return told != nullptr && told->isUp == isUp;
-        };
-    };
-    exchange_.Step();
-    EXPECT_EQ(Try(kStock), 0);
-    EXPECT_EQ(Try(kStock), kRejectedOnDemand);
-    EXPECT_EQ(Try(kFuture), 0);
-    exchange_.Step();
-    EXPECT_EQ(Try(kStock), 0);
-    exchange_.Step();
-    EXPECT_EQ(Try(kFuture), kMarketClosed);
-    EXPECT_EQ(Try(kStock), 0);
-    exchange_.Step();
-    EXPECT_EQ(Try(kFuture), 0);
-    exchange_.Step();
-    EXPECT_TRUE(Told(connection(false)));
-    EXPECT_FALSE(exchange_.Hours().IsConnected());
-    exchange_.Step();
-    EXPECT_FALSE(exchange_.Hours().IsConnected());
-    exchange_.Step();
-    EXPECT_TRUE(Told(connection(true)));
-    const Order& order = Enter({kStock, kBuy, kLimit, kDay, 1, 95 * kE10});
-    exchange_.Step();
-    EXPECT_TRUE(Told(reset(false)));
-    EXPECT_TRUE(order.IsWorking());
-    exchange_.Step();
-    EXPECT_TRUE(Told(reset(true)));
-    EXPECT_FALSE(order.IsWorking());
-    EXPECT_EQ(exchange_.Clock().LocalNow(), At(hours(24)));
-    exchange_.Step();
-    EXPECT_FALSE(Told(reset(true)));
+    for (const auto& each : kCases) {
+        EXPECT_EQ(Step(), each.told) << &each - kCases;
+        EXPECT_EQ(Try(kStock), each.stock) << &each - kCases;
+        EXPECT_EQ(Try(kFuture), each.future) << &each - kCases;
+        EXPECT_EQ(Try(kStock), each.again) << &each - kCases;
+    }
+    EXPECT_EQ(exchange_.Clock().LocalNow(), At(hours(24) + minutes(1)));
 }
 
 } // namespace

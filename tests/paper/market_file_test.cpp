@@ -242,12 +242,7 @@ TEST(MarketFile, TheCompleteFileIsRead) {
     EXPECT_EQ(plan.incidents[2].afterMs, std::nullopt);
     EXPECT_EQ(plan.incidents[2].forMs, 15'250);
     EXPECT_EQ(plan.incidents[4].exchange, L"PAPX");
-}
 
-TEST(MarketFile, TheProductsOfTheCompleteFileAreRead) {
-    const MarketReading reading = ReadMarketText(ExampleOfTheDocuments(), kNow);
-    ASSERT_EQ(MistakesOf(reading), "");
-    const MarketPlan& plan = *reading.plan;
     const StockPlan& stock = plan.stocks.at(1);
     EXPECT_EQ(Line(stock), "BETU PAPO tick 10000 size 9000 most 500000 limit 200000 margin 450000 "
                            "cost 1425 + 10000");

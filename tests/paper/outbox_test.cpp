@@ -1,4 +1,3 @@
-#include "foundation/support/Format.h"
 #include "foundation/support/Json.h"
 #include "foundation/support/Strings.h"
 #include "paper/Outbox.h"
@@ -6,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
-#include <thread>
 #include <vector>
 
 namespace halvane::paper {
@@ -53,27 +50,6 @@ TEST(Outbox, LosesALineThatCannotBeWrittenAndGoesOn) {
     std::filesystem::create_directories(folder / "later");
     EXPECT_TRUE(outbox.Add(L"2", L"kept"));
     EXPECT_EQ(LinesOf(folder / "later" / "PaperOutbox.log").size(), 1u);
-}
-
-TEST(Outbox, LinesOfManyThreadsDoNotMix) {
-    const TempFolder folder;
-    Outbox outbox(folder / "PaperOutbox.log");
-    constexpr int kThreads = 4, kLines = 200;
-    std::vector<std::jthread> writers;
-    for (int writer = 0; writer < kThreads; ++writer) {
-        writers.emplace_back([&outbox, writer] {
-            for (int line = 0; line < kLines; ++line)
-                outbox.Add(Format(L"%d-%d", writer, line), Text(200, L'x'));
-        });
-    }
-    writers.clear();
-    std::set<Text> ids;
-    for (const Text& text : LinesOf(folder / "PaperOutbox.log")) {
-        JsonDocument line;
-        ASSERT_TRUE(ParseJson(text, line));
-        ids.insert(Text(StringMember(line, L"LineID")));
-    }
-    EXPECT_EQ(ids.size(), std::size_t{kThreads * kLines});
 }
 
 } // namespace

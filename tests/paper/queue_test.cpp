@@ -60,15 +60,6 @@ class QueueTest : public ::testing::Test {
     std::list<Order> orders_;
 };
 
-TEST_F(QueueTest, WhatWasThereBeforeIsServedBefore) {
-    Step(100, 101, 10, 0);
-    Rest(kBuy, 100, 3);
-    EXPECT_EQ(Step(100, 101, 50, -7), ""); // 3 of 10 are left before it, whatever joined behind
-    EXPECT_EQ(Step(100, 101, 50, +9), ""); // at the other price
-    EXPECT_EQ(Step(100, 101, 50, -5), "2@100");
-    EXPECT_EQ(Step(100, 101, 50, -5), "1@100");
-}
-
 TEST_F(QueueTest, TwoOrdersStandBehindTheSameBackground) {
     Step(100, 101, 4, 0);
     Rest(kSell, 101, 2);
@@ -76,16 +67,6 @@ TEST_F(QueueTest, TwoOrdersStandBehindTheSameBackground) {
     EXPECT_EQ(Step(100, 101, 9, +3), "");
     EXPECT_EQ(Step(100, 101, 9, +4), "2@101 1@101");
     EXPECT_EQ(Step(100, 101, 9, +9), "4@101");
-}
-
-TEST_F(QueueTest, WhoeverJoinsLaterStandsBehindMore) {
-    Step(100, 101, 4, 0);
-    Rest(kBuy, 100, 1);
-    Step(100, 101, 20, 0);
-    Rest(kBuy, 100, 1);
-    EXPECT_EQ(Step(100, 101, 20, -6), "1@100"); // 4 of the background, the order, 1 more
-    EXPECT_EQ(Step(100, 101, 20, -14), "");     // 20 were there: 15, then 1 is left
-    EXPECT_EQ(Step(100, 101, 20, -2), "1@100");
 }
 
 TEST_F(QueueTest, ThePriceComesToTheOrder) {
@@ -96,15 +77,6 @@ TEST_F(QueueTest, ThePriceComesToTheOrder) {
     EXPECT_EQ(Step(99, 100, 10, -10), "");
     EXPECT_EQ(Step(98, 99, 30, -2), "1@98"); // its place is not lost while the price is away
     EXPECT_EQ(Step(97, 99, 30, -2), "1@98"); // the background has left it alone in front
-}
-
-TEST_F(QueueTest, TheBestPriceIsServedFirst) {
-    Step(100, 103, 10, 0);
-    Rest(kBuy, 100, 1);
-    Rest(kBuy, 101, 2);
-    Rest(kBuy, 102, 2);
-    EXPECT_EQ(Step(100, 103, 10, -3), "2@102 1@101");
-    EXPECT_EQ(Step(100, 103, 10, -12), "1@101 1@100");
 }
 
 // The background that stands before a resting order is taken before it, no more and no less.

@@ -7,6 +7,8 @@ namespace halvane::paper {
 namespace {
 
 const Text kCalendar = L"OV.F2.PAPF.IDX.202612^IDX.202703";
+const Text kCalls = L"OV.O2.PAPF.IDX.202612.C.20000^IDX.202612.C.21000";
+const Text kOptionOnFuture = L"OV.FO.PAPF.IDX.202612^IDX.202612.C.20000";
 
 // A spread order as a client writes it.
 struct SpreadWish {
@@ -105,35 +107,13 @@ TEST_F(SpreadTest, LegsMayBeNamedInSeveralWays) {
         const wchar_t* second;
         std::int64_t firstNet, secondNet;
     } kCases[] = {
+        // clang-format off
         {{.symbol = kCalendar}, kCalendar, kFuture, kFarFuture, 1, -1},
-        {{.symbol = Text(kFuture) + L"&" + kFarFuture, .side = kSell},
-         kCalendar,
-         kFuture,
-         kFarFuture,
-         -1,
-         1},
-        {{.symbol = kFuture,
-          .symbolA = kFuture,
-          .symbolB = kFarFuture,
-          .side1 = kBuy,
-          .side2 = kSell},
-         kCalendar,
-         kFuture,
-         kFarFuture,
-         1,
-         -1},
-        {{.symbol = kCall, .symbolB = kHighCall, .side2 = kBuy},
-         L"OV.O2.PAPF.IDX.202612.C.20000^IDX.202612.C.21000",
-         kCall,
-         kHighCall,
-         1,
-         1},
-        {{.symbol = L"OV.FO.PAPF.IDX.202612^IDX.202612.C.20000", .side = kSell, .side2 = kSell},
-         L"OV.FO.PAPF.IDX.202612^IDX.202612.C.20000",
-         kFuture,
-         kCall,
-         -1,
-         -1},
+        {{.symbol = Text(kFuture) + L"&" + kFarFuture, .side = kSell}, kCalendar, kFuture, kFarFuture, -1, 1},
+        {{.symbol = kFuture, .symbolA = kFuture, .symbolB = kFarFuture, .side1 = kBuy, .side2 = kSell}, kCalendar, kFuture, kFarFuture, 1, -1},
+        {{.symbol = kCall, .symbolB = kHighCall, .side2 = kBuy}, kCalls, kCall, kHighCall, 1, 1},
+        {{.symbol = kOptionOnFuture, .side = kSell, .side2 = kSell}, kOptionOnFuture, kFuture, kCall, -1, -1},
+        // clang-format on
     };
     for (const auto& each : kCases) {
         exchange_.Step();
@@ -151,11 +131,9 @@ TEST_F(SpreadTest, LegsMayBeNamedInSeveralWays) {
                   Text(each.first) + L" " + each.second);
         EXPECT_EQ(a.GetInt(fill_id::kSide), each.firstNet > 0 ? kBuy : kSell);
         EXPECT_EQ(b.GetInt(fill_id::kSide), each.secondNet > 0 ? kBuy : kSell);
-        const bool sameWay = each.firstNet == each.secondNet;
+        const std::int64_t sign = each.firstNet == each.secondNet ? 1 : -1;
         EXPECT_EQ(report.GetInt64(report_id::kAvgPrice),
-                  a.GetInt64(fill_id::kMatchedPrice) + (sameWay
-                                                            ? b.GetInt64(fill_id::kMatchedPrice)
-                                                            : -b.GetInt64(fill_id::kMatchedPrice)));
+                  a.GetInt64(fill_id::kMatchedPrice) + sign * b.GetInt64(fill_id::kMatchedPrice));
         EXPECT_EQ(report.GetInt(report_id::kFilledOrdersCount), 2);
     }
 }
