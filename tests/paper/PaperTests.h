@@ -5,7 +5,9 @@
 #include "paper/base/PaperItem.h"
 #include "paper/base/Units.h"
 #include "paper/exchange/Exchange.h"
+#include "paper/rows/AccountItems.h"
 #include "paper/rows/Parameters.h"
+#include "paper/rows/Tracker.h"
 #include "tests/JumpingClock.h"
 #include "tradeapi/PropertyIds.h"
 
@@ -158,6 +160,40 @@ class ExchangeTest : public ::testing::Test {
         return *std::get<ReportNotice>(exchange_.TakeNotices().at(0)).order;
     }
     Text EnterId(const Wish& wish) { return Enter(wish).ReportId(); }
+    // Sends an order that must be taken; with which code its last report came.
+    std::int32_t ErrorOf(const Wish& wish) {
+        EXPECT_EQ(Send(exchange_, wish), kAccepted);
+        Trace();
+        return lastReport_.state.errorCode;
+    }
+    std::int32_t Replace(const Text& reportId, std::int32_t quantity,
+                         std::optional<std::int64_t> priceE10 = {},
+                         std::optional<std::int64_t> stopE10 = {}) {
+        PaperParameters parameters;
+        parameters.PutText(replace_id::kReportId, reportId);
+        parameters.PutInt(replace_id::kOrderQty, quantity);
+        if (priceE10) parameters.PutInt64(replace_id::kPrice, *priceE10);
+        if (stopE10) parameters.PutInt64(replace_id::kStopPrice, *stopE10);
+        return exchange_.ReplaceOrder(ReadReplacement(parameters));
+    }
+
+    // Of the first account, what it holds at that place, and what the tracker says of it.
+    const Account& TheAccount() const { return *exchange_.Accounts()[0]; }
+    PaperItem Row(std::size_t at = 0) const {
+        PaperItem row(ItemClass::Position);
+        PutPosition(row, TheAccount(), *TheAccount().Held()[at], L"XTS");
+        return row;
+    }
+    PaperItem Money() const {
+        PaperItem money(ItemClass::Margin);
+        PutMargin(money, TheAccount(), L"XTS", Now());
+        return money;
+    }
+    std::int64_t Figure(const Text& symbol, TextView name) const {
+        Tracker tracker;
+        tracker.Add(TheAccount());
+        return tracker.Figure(L"PAPER-1000001:ALL", symbol, name);
+    }
 
     JumpingClock clock_;
     ScopedClock scoped_{clock_};

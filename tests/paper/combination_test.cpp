@@ -1,4 +1,3 @@
-#include "paper/rows/AccountItems.h"
 #include "paper/rows/CombinationItems.h"
 #include "tests/paper/PaperTests.h"
 
@@ -24,7 +23,7 @@ class CombinationTest : public ExchangeTest {
         exchange_.TakeNotices();
     }
 
-    const CombinationRows& Rows() const { return exchange_.Accounts()[0]->Combinations(); }
+    const CombinationRows& Rows() const { return TheAccount().Combinations(); }
 
     const CombinationAction& Act(const Text& command) {
         exchange_.ActOnCombination(kMask, command);
@@ -32,7 +31,7 @@ class CombinationTest : public ExchangeTest {
     }
 
     std::int64_t Combined(const wchar_t* symbol) const {
-        return exchange_.Accounts()[0]->Positions().at(exchange_.FindBook(symbol)).combined;
+        return TheAccount().Positions().at(exchange_.FindBook(symbol)).combined;
     }
 };
 
@@ -104,12 +103,9 @@ TEST_F(CombinationTest, EachActionAnnouncesTheCountsAndNobodyElsesDoes) {
 TEST_F(CombinationTest, RowsShowWhatWasDone) {
     const CombinationAction action =
         Act(kLegs + L"VOLUME=2&ACTIONTYPE=1&SIDEA=1&SIDEB=2&OPTCOMB_CODE=9&OPTCOMB_ID=mine");
-    const Account& account = *exchange_.Accounts()[0];
-    PaperItem order(ItemClass::CombinationOrder), row(ItemClass::Position),
-        leg(ItemClass::Position);
-    PutCombinationAction(order, account, action);
-    PutCombination(row, account, Rows().held[0], L"XTS");
-    PutPosition(leg, account, *account.Held()[0], L"XTS");
+    PaperItem order(ItemClass::CombinationOrder), row(ItemClass::Position), leg = Row();
+    PutCombinationAction(order, TheAccount(), action);
+    PutCombination(row, TheAccount(), Rows().held[0], L"XTS");
     const std::pair<const wchar_t*, Text> kOrder[] = {
         {L"Account", L"1000001"},
         {L"BrokerID", L"PAPER"},
@@ -135,7 +131,7 @@ TEST_F(CombinationTest, RowsShowWhatWasDone) {
     EXPECT_EQ(row.GetNamed(L"CombLongPosition"), L"2");
     EXPECT_EQ(row.GetNamed(L"CombShortPosition"), L"2");
     EXPECT_EQ(row.GetInt64(position_id::kUsedMargin),
-              AmountE10(account.Held()[1]->MarginE6() * 2 / 5));
+              AmountE10(TheAccount().Held()[1]->MarginE6() * 2 / 5));
     EXPECT_EQ(leg.GetInt(position_id::kQuantity), 5);
     EXPECT_EQ(leg.GetInt(position_id::kCombPosition), 2);
     EXPECT_EQ(leg.GetInt(position_id::kLongAvailable), 3);
@@ -144,21 +140,16 @@ TEST_F(CombinationTest, RowsShowWhatWasDone) {
 TEST_F(CombinationTest, WhatIsCombinedCannotBeClosed) {
     Act(kLegs + L"VOLUME=3&ACTIONTYPE=1&SIDEA=1&SIDEB=2");
     const auto send = [&](const wchar_t* symbol, std::int32_t side, std::int32_t quantity) {
-        const std::int64_t farE10 =
-            exchange_.FindBook(symbol)->LastE10() + (side == kBuy ? -100 : 100) * kE10;
-        Send(exchange_, {symbol, side, kLimit, kDay, quantity, farE10});
-        Trace();
-        return lastReport_.state.errorCode;
+        const Instrument& terms = exchange_.FindBook(symbol)->TheInstrument();
+        const std::int64_t farE10 = side == kBuy ? terms.lowerE10 : terms.upperE10;
+        return ErrorOf({symbol, side, kLimit, kDay, quantity, farE10});
     };
     EXPECT_EQ(send(kCall, kSell, 3), kPositionCombined);
     EXPECT_EQ(send(kHighCall, kBuy, 3), kPositionCombined);
     EXPECT_EQ(send(kCall, kSell, 2), 0);
     const Text working = lastReport_.order->ReportId();
     EXPECT_EQ(send(kCall, kSell, 1), kPositionCombined); // with the one that works already
-    PaperParameters replacement;
-    replacement.PutText(replace_id::kReportId, working);
-    replacement.PutInt(replace_id::kOrderQty, 3);
-    EXPECT_EQ(exchange_.ReplaceOrder(ReadReplacement(replacement)), kPositionCombined);
+    EXPECT_EQ(Replace(working, 3), kPositionCombined);
     EXPECT_EQ(Act(kLegs + L"VOLUME=1&ACTIONTYPE=1&SIDEA=1&SIDEB=2").execType, kRejected);
     exchange_.CancelOrder(working);
     EXPECT_EQ(Act(kLegs + L"VOLUME=1&ACTIONTYPE=1&SIDEA=1&SIDEB=2").execType, kFilled);

@@ -1,14 +1,11 @@
 #include "foundation/support/Utf.h"
-#include "paper/rows/AccountItems.h"
 #include "paper/rows/ReportItems.h"
-#include "paper/rows/Tracker.h"
 #include "tests/paper/PaperTests.h"
 
 namespace halvane::paper {
 namespace {
 
 constexpr std::int64_t kDayMs = 24 * 60 * 60 * 1000;
-constexpr const wchar_t* kEntry = L"PAPER-1000001:ALL";
 
 // Days end while a test ticks; what the exchange tells then, also of resets and contracts.
 class DayTest : public ExchangeTest {
@@ -33,22 +30,6 @@ class DayTest : public ExchangeTest {
         return told;
     }
 
-    const Account& TheAccount() { return *exchange_.Accounts()[0]; }
-    PaperItem Row() {
-        PaperItem row(ItemClass::Position);
-        PutPosition(row, TheAccount(), *TheAccount().Held()[0], L"XTS");
-        return row;
-    }
-    PaperItem Money() {
-        PaperItem money(ItemClass::Margin);
-        PutMargin(money, TheAccount(), L"XTS", Now());
-        return money;
-    }
-    std::int64_t Figure(const Text& symbol, TextView name) {
-        Tracker tracker;
-        tracker.Add(TheAccount());
-        return tracker.Figure(kEntry, symbol, name);
-    }
     void Fill(std::int32_t side, std::int32_t quantity) {
         for (std::int32_t lot = 0; lot < quantity; ++lot) {
             EnterId({kFuture, side, kMarket, kImmediateOrCancel, 1});

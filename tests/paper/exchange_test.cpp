@@ -51,15 +51,10 @@ TEST_F(ExchangeTest, OrdersLiveTheirLives) {
 }
 
 TEST_F(ExchangeTest, RejectionsSayWhy) {
-    Send(exchange_, {kStock, kBuy, kLimit, kDay, 1'000'000, 900'000'000 * kE10});
-    Trace();
-    EXPECT_EQ(lastReport_.state.errorCode, kOutsidePriceLimits);
-    Send(exchange_, {kStock, kBuy, kLimit, kDay, 1, 111 * kE10});
-    Trace();
-    EXPECT_EQ(lastReport_.state.errorCode, kOutsidePriceLimits);
-    Send(exchange_, {kStock, kBuy, kMarket, kDay, 200'000});
-    Trace();
-    EXPECT_EQ(lastReport_.state.errorCode, kFundsShort);
+    EXPECT_EQ(ErrorOf({kStock, kBuy, kLimit, kDay, 1'000'000, 900'000'000 * kE10}),
+              kOutsidePriceLimits);
+    EXPECT_EQ(ErrorOf({kStock, kBuy, kLimit, kDay, 1, 111 * kE10}), kOutsidePriceLimits);
+    EXPECT_EQ(ErrorOf({kStock, kBuy, kMarket, kDay, 200'000}), kFundsShort);
     EXPECT_EQ(lastReport_.state.leaves, 0);
     EXPECT_EQ(exchange_.CancelOrder(lastReport_.order->ReportId()), kNotWorking);
 }
@@ -119,6 +114,52 @@ TEST_F(ExchangeTest, UnfitOrdersAreRefusedAtTheDoor) {
     EXPECT_EQ(exchange_.NewOrder(ReadTicket(7, PaperParameters())), kUnknownOrderKind);
     EXPECT_EQ(exchange_.NewOrder(ReadTicket(kStockOrder, PaperParameters())), kUnknownSymbol);
     EXPECT_TRUE(exchange_.TakeNotices().empty());
+}
+
+TEST_F(ExchangeTest, RefusesReplacementsThatCannotBe) {
+    const Text limit = EnterId({kStock, kBuy, kLimit, kDay, 3, 102 * kE10}); // 1 filled
+    const Text stop = EnterId({kStock, kSell, kStop, kDay, 3, kNoInt64, 95 * kE10});
+    const Text market = EnterId({kFuture, kSell, kMarket, kDay, 3}); // 1 filled
+    const struct {
+        Text reportId;
+        std::int32_t quantity;
+        std::optional<std::int64_t> price, stop;
+        std::int32_t result;
+    } kCases[] = {
+        {L"R0", 1, {}, {}, kUnknownReport},
+        {L"", 1, {}, {}, kUnknownReport},
+        {limit, 1, {}, {}, kBadQuantity}, // no more than is filled
+        {limit, -5, {}, {}, kBadQuantity},
+        {limit, 2'000'000, {}, {}, kBadQuantity},
+        {limit, 999'999, {}, {}, kFundsShort},
+        {limit, 0, 0, {}, kBadPrice},
+        {limit, 0, 100 * kE10 + 1, {}, kOffTick},
+        {limit, 0, 200 * kE10, {}, kOutsidePriceLimits},
+        {limit, 0, {}, 100 * kE10, kBadStopPrice}, // has none
+        {stop, 0, 100 * kE10, {}, kBadPrice},      // has none
+        {market, 0, 100 * kE10, {}, kBadPrice},
+        {stop, 0, {}, 94 * kE10, kAccepted},
+        {market, 2, {}, {}, kAccepted},
+    };
+    for (const auto& each : kCases) {
+        EXPECT_EQ(Replace(each.reportId, each.quantity, each.price, each.stop), each.result);
+    }
+    EXPECT_EQ(Trace(), "5:0 5:1");
+}
+
+TEST_F(ExchangeTest, AReplacementAtABetterPriceTradesAtOnce) {
+    const Text order = EnterId({kStock, kBuy, kLimit, kDay, 5, 99 * kE10});
+    EXPECT_EQ(Replace(order, 3, 102 * kE10), kAccepted);
+    EXPECT_EQ(Trace(), "5:0 1:1 f1");
+    EXPECT_EQ(lastReport_.state.quantity, 3);
+    EXPECT_EQ(lastReport_.state.leaves, 2);
+    EXPECT_EQ(lastReport_.state.priceE10, 102 * kE10);
+    EXPECT_EQ(exchange_.CancelOrder(order), kAccepted);
+    EXPECT_EQ(Trace(), "4:1");
+    EXPECT_EQ(lastReport_.state.leaves, 0);
+    EXPECT_EQ(exchange_.CancelOrder(order), kNotWorking);
+    EXPECT_EQ(Replace(order, 9), kNotWorking);
+    EXPECT_EQ(exchange_.CancelOrder(L"nobody"), kUnknownReport);
 }
 
 TEST_F(ExchangeTest, AllOrNoneCountsTheClientsToo) {

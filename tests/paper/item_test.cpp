@@ -1,6 +1,4 @@
-#include "paper/rows/AccountItems.h"
 #include "paper/rows/ReportItems.h"
-#include "paper/rows/Tracker.h"
 #include "tests/paper/PaperTests.h"
 
 namespace halvane::paper {
@@ -84,13 +82,11 @@ TEST_F(ExchangeTest, PositionAndMarginRowsAgreeWithTheFills) {
     Trace();
     EnterId({kFuture, kBuy, kMarket, kDay, 1});
     EnterId({kFuture, kBuy, kLimit, kDay, 5, 990 * kE10});
-    const Account& account = *exchange_.Accounts()[0];
-    ASSERT_EQ(account.Held().size(), 1u);
+    ASSERT_EQ(TheAccount().Held().size(), 1u);
     const std::int64_t ask = exchange_.FindBook(kFuture)->LastE10();
     const std::int64_t lossPerLot = (ask - 1000 * kE10) * 50;
 
-    PaperItem row(ItemClass::Position);
-    PutPosition(row, account, *account.Held()[0], L"XTS");
+    PaperItem row = Row();
     EXPECT_EQ(row.GetText(position_id::kSymbol), kFuture);
     const std::pair<std::int32_t, std::int32_t> kInts[] = {
         {25, kSell}, {28, 2}, {60, 0}, {61, 2}, {68, 5}, {69, 0}, {77, 1},
@@ -111,8 +107,7 @@ TEST_F(ExchangeTest, PositionAndMarginRowsAgreeWithTheFills) {
     EXPECT_EQ(ToInt64(row.GetNamed(L"MarketPrice")), ask / kE4);
     EXPECT_EQ(ToInt64(row.GetNamed(L"TodayProfit")), -3 * lossPerLot);
 
-    PaperItem money(ItemClass::Margin);
-    PutMargin(money, account, L"XTS", Now());
+    PaperItem money = Money();
     EXPECT_EQ(money.GetText(margin_id::kAccountName), L"PAPER account 1000001");
     EXPECT_EQ(money.GetInt64(margin_id::kBeginningBalance), 10'000'000 * kE6);
     EXPECT_EQ(money.GetInt64(margin_id::kEndingBalance),
@@ -125,7 +120,7 @@ TEST_F(ExchangeTest, PositionAndMarginRowsAgreeWithTheFills) {
     EXPECT_EQ(money.GetNamed(L"FundMortgageIn"), L"");
 
     Tracker tracker;
-    tracker.Add(account);
+    tracker.Add(TheAccount());
     EXPECT_EQ(tracker.Entries(), L"PAPER-1000001:ALL");
     EXPECT_EQ(tracker.Instruments(L"PAPER-1000001:ALL"), kFuture);
     EXPECT_EQ(tracker.Figure(L"PAPER-1000001:ALL", kFuture, L"ShortOI"), 2);

@@ -1,8 +1,6 @@
 #include "foundation/support/Utf.h"
 #include "paper/accounts/Risk.h"
 #include "paper/base/BlackScholes.h"
-#include "paper/rows/AccountItems.h"
-#include "paper/rows/Tracker.h"
 #include "tests/paper/PaperTests.h"
 
 #include <cmath>
@@ -10,21 +8,15 @@
 namespace halvane::paper {
 namespace {
 
-constexpr const wchar_t* kCall = L"OV.O.PAPF.IDX.202612.C.20000";
 constexpr const wchar_t* kPut = L"OV.O.PAPF.IDX.202612.P.21000";
-constexpr const wchar_t* kEntry = L"PAPER-1000001:ALL";
 
-class RiskTest : public ::testing::Test {
+class RiskTest : public ExchangeTest {
   protected:
+    RiskTest() : ExchangeTest(BuiltInMarket(DayOf(20261106))) {}
+
     void Hold(const wchar_t* symbol, std::int32_t side, std::int32_t quantity) {
         ASSERT_EQ(Send(exchange_, {symbol, side, kMarket, kImmediateOrCancel, quantity}),
                   kAccepted);
-    }
-    const Account& TheAccount() { return *exchange_.Accounts()[0]; }
-    PaperItem Row(std::size_t at) {
-        PaperItem row(ItemClass::Position);
-        PutPosition(row, TheAccount(), *TheAccount().Held()[at], L"XTS");
-        return row;
     }
     double LastOf(const wchar_t* symbol) {
         return static_cast<double>(exchange_.FindBook(symbol)->LastE10()) / 1e10;
@@ -35,10 +27,6 @@ class RiskTest : public ::testing::Test {
         const double years = static_cast<double>(days.count() + 1) / 365.0;
         return BlackScholes({call, LastOf(kFuture), strike, 0.0, 0.15, years});
     }
-
-    JumpingClock clock_;
-    ScopedClock scoped_{clock_};
-    Exchange exchange_{BuiltInMarket(Today())};
 };
 
 TEST_F(RiskTest, OptionsInMoneyByTheModel) {
@@ -86,8 +74,6 @@ TEST_F(RiskTest, RowsTrackerAndFundsAgree) {
     exchange_.Step();
     Hold(kCall, kSell, 1);
     Hold(kPut, kSell, 1);
-    Tracker tracker;
-    tracker.Add(TheAccount());
     const wchar_t* const kNames[][3] = {
         {L"$Delta", L"Td$Delta", L"Yd$Delta"}, {L"$Gamma", L"Td$Gamma", L"Yd$Gamma"},
         {L"$Theta", L"Td$Theta", L"Yd$Theta"}, {L"1Pct$Gamma", L"1PctTd$Gamma", L"1PctYd$Gamma"},
@@ -100,19 +86,16 @@ TEST_F(RiskTest, RowsTrackerAndFundsAgree) {
         const Text symbol = row.GetText(position_id::kSymbol);
         theoretical += ToInt64(row.GetNamed(L"TheoMktVal"));
         for (const auto& [whole, today, carried] : kNames) {
-            const std::int64_t figure = tracker.Figure(kEntry, symbol, whole);
-            EXPECT_EQ(figure, tracker.Figure(kEntry, symbol, today) +
-                                  tracker.Figure(kEntry, symbol, carried));
+            const std::int64_t figure = Figure(symbol, whole);
+            EXPECT_EQ(figure, Figure(symbol, today) + Figure(symbol, carried));
             if (const PaperValue* named = row.NamedValue(whole)) {
                 EXPECT_EQ(AsInt64(named), figure);
             }
         }
-        EXPECT_EQ(tracker.Figure(kEntry, symbol, L"TheoPnL"), ToInt64(row.GetNamed(L"TheoPNL")));
+        EXPECT_EQ(Figure(symbol, L"TheoPnL"), ToInt64(row.GetNamed(L"TheoPNL")));
     }
-    EXPECT_EQ(tracker.Figure(kEntry, kPut, L"Td$Delta") < 0,
-              tracker.Figure(kEntry, kPut, L"Yd$Delta") < 0);
-    PaperItem money(ItemClass::Margin);
-    PutMargin(money, TheAccount(), L"XTS", Now());
+    EXPECT_EQ(Figure(kPut, L"Td$Delta") < 0, Figure(kPut, L"Yd$Delta") < 0);
+    PaperItem money = Money();
     EXPECT_EQ(ToInt64(money.GetNamed(L"TheoMktVal")), theoretical / kE4);
     EXPECT_EQ(
         ToInt64(money.GetNamed(L"TheoMktValEquity")) - theoretical / kE4,

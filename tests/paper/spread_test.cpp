@@ -42,7 +42,7 @@ class SpreadTest : public ExchangeTest {
                exchange_.FindBook(kFarFuture)->CurrentQuote().PriceFor(Opposite(side));
     }
     std::int64_t NetOf(const wchar_t* symbol) const {
-        for (const Position* position : exchange_.Accounts()[0]->Held()) {
+        for (const Position* position : TheAccount().Held()) {
             if (position->book == exchange_.FindBook(symbol)) return position->net;
         }
         return 0;
@@ -87,7 +87,7 @@ TEST_F(SpreadTest, BothLegsTradeOrNeither) {
         EXPECT_EQ(NetOf(kFuture), -NetOf(kFarFuture)) << each.name;
         exchange_.CancelOrder(lastReport_.order->ReportId());
     }
-    EXPECT_EQ(exchange_.Accounts()[0]->Reckon().frozen.Total(), 0);
+    EXPECT_EQ(TheAccount().Reckon().frozen.Total(), 0);
 }
 
 // The far leg has nothing to offer: the near one may not be left alone.
@@ -173,26 +173,19 @@ TEST_F(SpreadTest, ReplaceAndCancel) {
     SendSpread({.orderType = kLimit, .quantity = 3, .priceE10 = askE10 - 20 * kE10});
     Trace();
     const Text id = lastReport_.order->ReportId();
-    const auto replace = [&](std::int32_t quantity, std::optional<std::int64_t> priceE10) {
-        PaperParameters parameters;
-        parameters.PutText(replace_id::kReportId, id);
-        parameters.PutInt(replace_id::kOrderQty, quantity);
-        if (priceE10) parameters.PutInt64(replace_id::kPrice, *priceE10);
-        return exchange_.ReplaceOrder(ReadReplacement(parameters));
-    };
-    EXPECT_EQ(replace(0, askE10 + 1), kOffTick);
-    EXPECT_EQ(replace(0, INT64_MIN), kBadPrice);
-    EXPECT_EQ(replace(0, 100'000 * kE10), kOutsidePriceLimits);
-    EXPECT_EQ(replace(500, {}), kFundsShort);
-    EXPECT_EQ(replace(4, {}), kAccepted);
-    EXPECT_EQ(replace(0, askE10), kAccepted);
+    EXPECT_EQ(Replace(id, 0, askE10 + 1), kOffTick);
+    EXPECT_EQ(Replace(id, 0, INT64_MIN), kBadPrice);
+    EXPECT_EQ(Replace(id, 0, 100'000 * kE10), kOutsidePriceLimits);
+    EXPECT_EQ(Replace(id, 500), kFundsShort);
+    EXPECT_EQ(Replace(id, 4), kAccepted);
+    EXPECT_EQ(Replace(id, 0, askE10), kAccepted);
     EXPECT_EQ(Trace(), "5:0 5:0 1:1 f1 f1");
     EXPECT_EQ(lastReport_.state.leaves, 3);
     EXPECT_EQ(exchange_.CancelOrder(id), kAccepted);
     EXPECT_EQ(exchange_.CancelOrder(id), kNotWorking);
     exchange_.Step();
     EXPECT_EQ(Trace(), "4:1");
-    EXPECT_EQ(exchange_.Accounts()[0]->Reckon().frozen.Total(), 0);
+    EXPECT_EQ(TheAccount().Reckon().frozen.Total(), 0);
 }
 
 } // namespace

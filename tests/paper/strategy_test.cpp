@@ -104,10 +104,7 @@ TEST_F(StrategyTest, WhoCancelsThePartThatWorksEndsTheStrategy) {
     exchange_.NewStrategyOrder(Json(
         LR"("StrategyType":"ICEBERG","OrderQty":6,"DiscloseQty":1,"OrderType":2,"Price":"102")"));
     EXPECT_EQ(Trace(), "0:0 2:1 f1 0:0");
-    PaperParameters replacement;
-    replacement.PutText(replace_id::kReportId, lastReport_.order->ReportId());
-    replacement.PutInt64(replace_id::kPrice, 98 * kE10);
-    EXPECT_EQ(exchange_.ReplaceOrder(ReadReplacement(replacement)), kAccepted);
+    EXPECT_EQ(Replace(lastReport_.order->ReportId(), 0, 98 * kE10), kAccepted);
     Send(exchange_, {kStock, kSell, kLimit, kDay, 3, 98 * kE10, kNoInt64, L"1000002"});
     // The bid serves the sale first, then the part, then the part after it at the part's new price.
     Trace();
