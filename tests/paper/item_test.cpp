@@ -72,6 +72,13 @@ TEST_F(ExchangeTest, ReportsAndFillsCarryWhatTheClientSent) {
     EXPECT_EQ(fill.GetInt64(fill_id::kMatchedPrice), ask);
     EXPECT_EQ(fill.GetInt(fill_id::kMatchedQty), 1);
     EXPECT_EQ(fill.GetInt(fill_id::kTransactDate), report.GetInt(report_id::kTransactDate));
+
+    exchange_.Step();
+    exchange_.Step();
+    Trace();
+    PutReport(report, order, lastReport_.state);
+    for (const std::int32_t at : {0, 1, 2})
+        EXPECT_EQ(report.GetIndexed(report_id::kFillEntry, at), order.fills.at(at)->FillId());
 }
 
 // A hand-made example: three futures are sold at the bid of 1000, one is bought back at the ask.
