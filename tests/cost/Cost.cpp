@@ -1,6 +1,7 @@
 #include "foundation/logger/Log.h"
 #include "foundation/logger/LogFile.h"
 #include "foundation/logger/LogFormat.h"
+#include "foundation/support/Clock.h"
 #include "foundation/support/Utf.h"
 #include "paper/Paper.h"
 #include "publish/PublishWorker.h"
@@ -17,6 +18,7 @@ namespace {
 
 constexpr int kWarmUps = 60; // orders, so that a page is full
 constexpr int kRounds = 200;
+constexpr int kPatienceMs = 10000;
 constexpr const wchar_t* kSession = L"0123456789abcdef0123456789abcdef";
 
 // A gateway without sockets: its parts are started with a stop that was already requested, so they
@@ -73,9 +75,14 @@ int Run(const Text& market, const Text& log) {
     const std::string page = R"({"Request":"RESTOREREPORT",)" + ask + R"(,"QryIndex":"0"})";
     Count("pong", kRounds, [&] { gateway.Ask(pong); });
     Count("order", kRounds, [&] { gateway.Ask(order); });
-    Count("page", kRounds / 10, [&] { gateway.Ask(page); });
-    const IdentifierPage reports = gateway.FirstReport();
+    // Orders are listed when the platform's own thread has told of them.
+    IdentifierPage reports;
+    for (int n = 0; n < kPatienceMs && reports.count != kWarmUps + kRounds; ++n) {
+        TheClock().Sleep(1);
+        reports = gateway.FirstReport();
+    }
     if (reports.count != kWarmUps + kRounds) return 1; // some orders were none
+    Count("page", kRounds / 10, [&] { gateway.Ask(page); });
     Count("report", kRounds, [&] { gateway.Report(reports.identifiers.front()); });
     LogFile file; // the writer's work, on this thread
     file.SetBase(log + L".lines");
