@@ -3,6 +3,8 @@ add_library(house INTERFACE)
 target_include_directories(house INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(house INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
 target_compile_options(house INTERFACE $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+# Loops over text of any length are made wide, too.
+target_compile_options(house INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fvect-cost-model=dynamic>)
 target_compile_definitions(house INTERFACE HALVANE_VERSION="${PROJECT_VERSION}")
 target_link_libraries(house INTERFACE Threads::Threads)
 

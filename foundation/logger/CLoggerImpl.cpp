@@ -130,6 +130,7 @@ bool CLoggerImpl::StartWriter() {
 }
 
 void CLoggerImpl::Enqueue(LogMsgPtr msg) {
+    bool wake = false;
     {
         const MutexLock guard(lock_);
         if (level_ == LL_NONE || msg->level < level_) return;
@@ -142,9 +143,9 @@ void CLoggerImpl::Enqueue(LogMsgPtr msg) {
             queuedBytes_ += cost;
             ++accepted_;
         }
-        signalled_ = true;
+        wake = !std::exchange(signalled_, true);
     }
-    wake_.notify_one();
+    if (wake) wake_.notify_one();
 }
 
 // A single message may be larger than the limit. It counts for half of it, so that it finds room

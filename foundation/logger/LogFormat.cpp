@@ -1,10 +1,10 @@
 #include "foundation/logger/LogFormat.h"
 
-#include "foundation/support/Format.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Utf.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 #include <cwchar>
 #include <limits>
@@ -13,11 +13,20 @@ namespace halvane {
 namespace {
 
 constexpr std::size_t kBlockWithoutText = 30; // the text's own zero comes on top
+constexpr std::size_t kLineWithoutText = 48;
+constexpr std::size_t kLevelWidth = 5;
 
 // The text goes on behind the structure, so it is reached from the block, not from the member.
 char16_t* TextOf(void* block) {
     char* bytes = static_cast<char*>(block);
     return reinterpret_cast<char16_t*>(bytes + offsetof(ILogger::TLogMsg, text));
+}
+
+void PutNumber(std::string& line, std::uint32_t number, std::size_t width, char fill) {
+    char digits[16];
+    const char* const end = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
+    const auto size = static_cast<std::size_t>(end - digits);
+    line.append(width - std::min(width, size), fill).append(digits, size);
 }
 
 } // namespace
@@ -44,13 +53,19 @@ LogMsgPtr CopyLogMsg(const ILogger::TLogMsg& msg) {
 }
 
 std::string FormatLine(const ILogger::TLogMsg& msg) {
-    Text line = Format(L"%02d:%02d:%02d.%03d %6d  [%-5s]  ", int{msg.time.hour},
-                       int{msg.time.minute}, int{msg.time.second}, int{msg.time.milliseconds},
-                       static_cast<int>(msg.threadId), ILogger_GetLogLevelDesc(msg.level));
-    const char16_t* text = TextOf(const_cast<ILogger::TLogMsg*>(&msg));
-    line.append(text, text + std::char_traits<char16_t>::length(text));
-    line += L"\r\n";
-    return ToNarrow(line);
+    const std::string text =
+        ToNarrow(std::u16string_view(TextOf(const_cast<ILogger::TLogMsg*>(&msg))));
+    std::string line;
+    line.reserve(kLineWithoutText + text.size());
+    PutNumber(line, msg.time.hour, 2, '0');
+    PutNumber(line += ':', msg.time.minute, 2, '0');
+    PutNumber(line += ':', msg.time.second, 2, '0');
+    PutNumber(line += '.', msg.time.milliseconds, 3, '0');
+    PutNumber(line += ' ', msg.threadId, 6, ' ');
+    const TextView level = ILogger_GetLogLevelDesc(msg.level);
+    line.append("  [").append(level.begin(), level.end());
+    line.append(kLevelWidth - std::min(kLevelWidth, level.size()), ' ').append("]  ");
+    return line.append(text).append("\r\n");
 }
 
 } // namespace halvane

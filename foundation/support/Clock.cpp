@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <utility>
 
 namespace halvane {
 namespace {
@@ -44,7 +45,11 @@ ScopedClock::ScopedClock(Clock& clock) : previous_(CurrentClock().exchange(&cloc
 ScopedClock::~ScopedClock() { CurrentClock() = previous_; }
 
 LocalTime ToLocalTime(std::int64_t unixTimeMs) {
-    const std::tm parts = ToLocalParts(static_cast<std::time_t>(unixTimeMs / 1000));
+    // Every log line asks, and the system looks up the time zone's rules each time.
+    thread_local std::time_t second = -1;
+    thread_local std::tm parts{};
+    if (std::exchange(second, static_cast<std::time_t>(unixTimeMs / 1000)) != unixTimeMs / 1000)
+        parts = ToLocalParts(second);
     const auto narrow = [](int value) { return static_cast<std::uint16_t>(value); };
     return {narrow(parts.tm_year + 1900), narrow(parts.tm_mon + 1),
             narrow(parts.tm_wday),        narrow(parts.tm_mday),

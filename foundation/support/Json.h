@@ -43,11 +43,16 @@ TextView StringMember(const JsonValue& object, TextView name);
 
 using JsonBuffer = rapidjson::GenericStringBuffer<JsonEncoding>;
 
-// RapidJSON's writer, except that of the shortest texts for a decimal it takes the closest.
+// RapidJSON's writer, except that of the shortest texts for a decimal it takes the closest, and
+// that a text in which nothing is escaped goes as one block.
 class ExactWriter : public rapidjson::Writer<JsonBuffer, JsonEncoding, JsonEncoding> {
   public:
     using Writer::Writer;
     bool Double(double value);
+    bool String(const wchar_t* text, rapidjson::SizeType size, bool copy = false);
+    bool Key(const wchar_t* text, rapidjson::SizeType size, bool copy = false) {
+        return String(text, size, copy);
+    }
 };
 
 // Writes a document member by member, compactly, in the order of the calls.

@@ -3,6 +3,7 @@
 namespace halvane {
 
 std::string ToNarrow(TextView text) { return ToUtf8(text); }
+std::string ToNarrow(std::u16string_view text) { return ToUtf8(text); }
 
 std::filesystem::path ToPath(TextView text) { return ToUtf8(text); }
 

@@ -13,6 +13,10 @@ std::string ToNarrow(TextView text) {
     return out;
 }
 
+std::string ToNarrow(std::u16string_view text) {
+    return ToNarrow(TextView(reinterpret_cast<const wchar_t*>(text.data()), text.size()));
+}
+
 std::filesystem::path ToPath(TextView text) { return Text(text); }
 
 Text FromPath(const std::filesystem::path& path) { return path.native(); }

@@ -16,7 +16,7 @@ bool IsHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool IsLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
 std::uint32_t Unit(char byte) { return static_cast<unsigned char>(byte); }
-std::uint32_t Unit(wchar_t unit) { return static_cast<std::uint32_t>(unit); }
+std::uint32_t Unit(auto unit) { return static_cast<std::uint32_t>(unit); }
 
 template <typename Char> bool IsAscii(Char unit) { return Unit(unit) < 0x80; }
 
@@ -40,7 +40,7 @@ template <typename From, typename To> To* TakeAscii(std::basic_string_view<From>
 }
 
 // The code point at the beginning of `text`, which it takes off.
-char32_t TakeCode(TextView& text) {
+template <typename Char> char32_t TakeCode(std::basic_string_view<Char>& text) {
     const auto first = static_cast<char32_t>(text[0]);
     const auto second = text.size() > 1 ? static_cast<char32_t>(text[1]) : 0;
     const bool isPair = IsHighSurrogate(first) && IsLowSurrogate(second);
@@ -48,6 +48,20 @@ char32_t TakeCode(TextView& text) {
     if (isPair) return 0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00);
     const bool isAlone = IsHighSurrogate(first) || IsLowSurrogate(first) || first > 0xFFFF;
     return isAlone ? kReplacement : first;
+}
+
+template <typename Char> std::string EncodeUtf8(std::basic_string_view<Char> text) {
+    std::string out(text.size(), '\0');
+    const auto length = static_cast<std::size_t>(TakeAscii(text, out.data()) - out.data());
+    if (text.empty()) return out;
+    out.resize(length + kMostBytes * text.size());
+    char* end = out.data() + length;
+    while (!text.empty()) {
+        end = utf8::unchecked::append(TakeCode(text), end);
+        end = TakeAscii(text, end);
+    }
+    out.resize(static_cast<std::size_t>(end - out.data()));
+    return out;
 }
 
 } // namespace
@@ -87,18 +101,7 @@ Text FromFileBytes(std::string_view bytes) {
 
 Text ReasonOf(const std::exception& error) { return FromUtf8(error.what()).value_or(L""); }
 
-std::string ToUtf8(TextView text) {
-    std::string out(text.size(), '\0');
-    const auto length = static_cast<std::size_t>(TakeAscii(text, out.data()) - out.data());
-    if (text.empty()) return out;
-    out.resize(length + kMostBytes * text.size());
-    char* end = out.data() + length;
-    while (!text.empty()) {
-        end = utf8::unchecked::append(TakeCode(text), end);
-        end = TakeAscii(text, end);
-    }
-    out.resize(static_cast<std::size_t>(end - out.data()));
-    return out;
-}
+std::string ToUtf8(TextView text) { return EncodeUtf8(text); }
+std::string ToUtf8(std::u16string_view text) { return EncodeUtf8(text); }
 
 } // namespace halvane

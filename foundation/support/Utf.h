@@ -24,10 +24,12 @@ Text ReasonOf(const std::exception& error);
 
 // Text to UTF-8, always well-formed: a surrogate without its partner becomes U+FFFD.
 std::string ToUtf8(TextView text);
+std::string ToUtf8(std::u16string_view text);
 
 // Text to the narrow encoding of the system: the thread's ANSI code page on Windows ("?" for what
 // it lacks), UTF-8 elsewhere.
 std::string ToNarrow(TextView text);
+std::string ToNarrow(std::u16string_view text);
 
 // File names in the form that the system's file functions take, and back.
 std::filesystem::path ToPath(TextView text);
