@@ -88,7 +88,7 @@ int Run(const Text& market, const Text& log) {
     file.SetBase(log + L".lines");
     file.Open();
     const Text line(212, L'x');
-    Count("line", kRounds,
+    Count("line", 10 * kRounds, // so short that what happens once would show
           [&] { file.Append(FormatLine(*NewLogMsg(ILogger::LL_INFO, line.c_str()))); });
     file.Close();
     ShutDownLog();

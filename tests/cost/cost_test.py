@@ -16,6 +16,7 @@ import tempfile
 
 COSTS = pathlib.Path(__file__).with_name("costs.txt")
 GROWTH = 1.05
+ROUNDS = 3
 SKIPPED = 77  # for CTest: neither good nor bad
 MARKET = """{"start": "2026-11-20 09:00:00", "tickMs": 60000,
  "accounts": [{"brokerId": "PAPER", "account": "1000001", "balance": 1000000000}],
@@ -44,6 +45,12 @@ def count(program):
         return {name: costs[name] for name in rounds}
 
 
+def least_of(rounds, program):
+    """What other threads do may cost the counted one a little; the least of several counts is without it."""
+    counted = [count(program) for _ in range(rounds)]
+    return {name: min(each[name] for each in counted) for name in counted[0]}
+
+
 def compiler(program):
     """As the program itself tells."""
     comments = subprocess.run(["readelf", "-p", ".comment", program], capture_output=True, text=True).stdout
@@ -51,7 +58,7 @@ def compiler(program):
 
 
 def main(program, renew=False):
-    costs, made_by = count(program), compiler(program)
+    costs, made_by = least_of(ROUNDS, program), compiler(program)
     if renew:
         lines = [f"{name} {cost}\n" for name, cost in costs.items()]
         COSTS.write_text(f"# instructions, by {made_by}; cost_test.py tells more\n" + "".join(lines))
