@@ -32,10 +32,10 @@ constexpr int kKeepAliveIntervalS = 5;
 constexpr int kKeepAliveProbes = 3;
 
 // On the back socket. One request and 2 KiB would keep a blocked worker from holding more than some
-// dozen requests of a burst, and every request would pay for it with switches of threads; a few
-// requests and 2 KiB stall.
+// dozen requests of a burst, and every request would pay for it with switches of threads. Buffers
+// smaller than a segment of the loopback interface make large requests wait for acknowledgements.
 constexpr int kQueuedRequests = 64;
-constexpr int kLinkBufferBytes = 8192;
+constexpr int kLinkBufferBytes = 65536;
 
 // Binds to `port` or the next free one below `end`, beginning again 10,000 lower there. Nothing
 // when a stop was requested.

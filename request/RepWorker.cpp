@@ -24,7 +24,7 @@ constexpr int kReadyLooks = 200;
 
 // The worker's end of its link to the broker, as wide as the other.
 constexpr int kQueuedRequests = 64;
-constexpr int kLinkBufferBytes = 8192;
+constexpr int kLinkBufferBytes = 65536;
 
 std::atomic<std::uint64_t> requestsServed = 0;
 

@@ -5,6 +5,7 @@
 #include "paper/base/Units.h"
 #include "paper/orders/Book.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 
@@ -102,12 +103,13 @@ Text Tracker::Instruments(TextView entry) {
 }
 
 std::int64_t Tracker::Figure(TextView entry, TextView instrument, TextView name) {
-    for (const Row& row : rows_) {
-        if (row.entry == entry && row.instrument == instrument) {
-            return AsInt64(row.figures.Find(name));
-        }
-    }
-    return kNoInt64;
+    const auto isIt = [&](const Row& row) {
+        return row.instrument == instrument && row.entry == entry;
+    };
+    // Whoever asks for one figure of a row asks for the others next.
+    if (at_ >= rows_.size() || !isIt(rows_[at_]))
+        at_ = static_cast<std::size_t>(std::ranges::find_if(rows_, isIt) - rows_.begin());
+    return at_ < rows_.size() ? AsInt64(rows_[at_].figures.Find(name)) : kNoInt64;
 }
 
 } // namespace halvane::paper

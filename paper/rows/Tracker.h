@@ -26,6 +26,7 @@ class Tracker : public PositionTracker {
         PaperValues<TextView> figures;
     };
     std::vector<Row> rows_; // those of one entry stand together
+    std::size_t at_ = 0;    // the row that was asked for last
 };
 
 } // namespace halvane::paper
