@@ -1,9 +1,25 @@
 #include "tradeapi/UserKeys.h"
 
+#include "foundation/support/Numbers.h"
 #include "foundation/support/Strings.h"
+
+#include <map>
+#include <optional>
 
 namespace halvane {
 namespace {
+
+constexpr int kFirstPackedKey = 2;
+constexpr int kLastPackedKey = 100;
+
+// The number of a member "UserKey<number>"; nothing for other names and spellings.
+std::optional<std::int32_t> KeyNumber(TextView name) {
+    constexpr TextView kName = L"UserKey";
+    if (!name.starts_with(kName)) return std::nullopt;
+    const std::int32_t number = ToInt32(name.substr(kName.size()));
+    if (DecimalText(number) != name.substr(kName.size())) return std::nullopt;
+    return number;
+}
 
 TextView FieldOr(TextView text, wchar_t separator, std::size_t index) {
     return SplitField(text, separator, index).value_or(TextView());
@@ -15,6 +31,22 @@ std::pair<Text, Text> UnpackUserKey(TextView token) {
 }
 
 } // namespace
+
+Text PackUserKeys(const JsonValue& order) {
+    std::map<std::int32_t, const JsonValue*> keys; // of two with one name the first counts
+    for (const auto& [name, value] : order.GetObject()) {
+        if (const auto number = KeyNumber({name.GetString(), name.GetStringLength()}))
+            keys.emplace(*number, &value);
+    }
+    Text packed;
+    for (const auto& [number, value] : keys) {
+        if (number < kFirstPackedKey || number > kLastPackedKey || !value->IsString()) continue;
+        if (!packed.empty()) packed += L";";
+        packed.append(L"UK#").append(DecimalText(number)).append(L"=");
+        packed.append(value->GetString(), value->GetStringLength());
+    }
+    return packed;
+}
 
 std::vector<std::pair<Text, Text>> ExpandUserKeys(TextView first, TextView second) {
     std::vector<std::pair<Text, Text>> members{{L"UserKey1", Text(first)}};

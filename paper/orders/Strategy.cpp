@@ -1,11 +1,11 @@
 #include "paper/orders/Strategy.h"
 
-#include "foundation/support/Format.h"
 #include "foundation/support/Json.h"
 #include "foundation/support/Numbers.h"
 #include "paper/base/Codes.h"
 #include "paper/base/Units.h"
 #include "tradeapi/Symbols.h"
+#include "tradeapi/UserKeys.h"
 
 #include <algorithm>
 
@@ -46,8 +46,6 @@ constexpr MemberRow<std::int32_t> kInts[] = {
 };
 // clang-format on
 
-constexpr int kLastUserKey = 100;
-
 // A text or a number as it is written; "" for all else.
 Text Scalar(const JsonValue& order, TextView name) {
     const JsonValue* value = FindMember(order, name);
@@ -68,19 +66,6 @@ Text Scaled(const Text& decimal) {
     return WithoutPoint(plain, kDecimals);
 }
 
-// The keys from the second on, packed as those of an ordinary order.
-Text PackedUserKeys(const JsonValue& order) {
-    Text packed;
-    for (int number = 2; number <= kLastUserKey; ++number) {
-        const JsonValue* key = FindMember(order, Format(L"UserKey%d", number));
-        if (key == nullptr || !key->IsString()) continue;
-        if (!packed.empty()) packed += L';';
-        packed += Format(L"UK#%d=", number);
-        packed.append(key->GetString(), key->GetStringLength());
-    }
-    return packed;
-}
-
 } // namespace
 
 std::optional<Strategy> ReadStrategy(TextView json) {
@@ -97,7 +82,7 @@ std::optional<Strategy> ReadStrategy(TextView json) {
             ticket.*row.member = ToInt32(number);
         }
     }
-    ticket.userKey2 = PackedUserKeys(order);
+    ticket.userKey2 = PackUserKeys(order);
     ticket.kind = SymbolType(ticket.symbol) == L"S" ? kStockOrder : kFutOptOrder;
     const bool iceberg = ticket.strategy == L"ICEBERG";
     if (iceberg) ticket.slicedType = kIceberg;

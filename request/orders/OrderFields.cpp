@@ -5,9 +5,7 @@
 #include "foundation/support/Strings.h"
 #include "request/orders/PriceText.h"
 #include "tradeapi/TradeApi.h"
-
-#include <map>
-#include <optional>
+#include "tradeapi/UserKeys.h"
 
 namespace halvane {
 namespace {
@@ -15,35 +13,6 @@ namespace {
 constexpr TextView kOrderSource = L"Halvane";
 constexpr std::int32_t kMarketOrder = 1;
 constexpr std::int32_t kStopOrder = 3;
-constexpr int kFirstPackedKey = 2;
-constexpr int kLastPackedKey = 100;
-
-// The number of a member "UserKey<number>"; nothing for other names and spellings.
-std::optional<std::int32_t> KeyNumber(TextView name) {
-    constexpr TextView kName = L"UserKey";
-    if (!name.starts_with(kName)) return std::nullopt;
-    const std::int32_t number = ToInt32(name.substr(kName.size()));
-    if (DecimalText(number) != name.substr(kName.size())) return std::nullopt;
-    return number;
-}
-
-// The platform has room for two user keys: all from the second on travel in one text, as
-// "UK#2=<value>;UK#7=<value>".
-Text PackUserKeys(const JsonValue& param) {
-    std::map<std::int32_t, const JsonValue*> keys; // of two with one name the first counts
-    for (const auto& [name, value] : param.GetObject()) {
-        if (const auto number = KeyNumber({name.GetString(), name.GetStringLength()}))
-            keys.emplace(*number, &value);
-    }
-    Text packed;
-    for (const auto& [number, value] : keys) {
-        if (number < kFirstPackedKey || number > kLastPackedKey || !value->IsString()) continue;
-        if (!packed.empty()) packed += L";";
-        packed.append(L"UK#").append(DecimalText(number)).append(L"=");
-        packed.append(value->GetString(), value->GetStringLength());
-    }
-    return packed;
-}
 
 // The switches have members of their own but travel among the extended commands. What the client
 // has written there by hand stays.
