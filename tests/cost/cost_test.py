@@ -23,7 +23,7 @@ MARKET = """{"start": "2026-11-20 09:00:00", "tickMs": 60000,
  "exchanges": [{"exchange": "PAPX"}],
  "stocks": [{"security": "ALFA", "exchange": "PAPX", "price": 120, "tick": 0.05}]}"""
 # The C library's plainest functions, so that the processor does not matter.
-PLAIN = {"GLIBC_TUNABLES": "glibc.cpu.hwcaps=-AVX2,-AVX,-ERMS,-FSRM,-BMI2,-LZCNT,-MOVBE,-RTM,-SSE4_2"}
+PLAIN = {"GLIBC_TUNABLES": "glibc.cpu.hwcaps=-AVX2,-AVX,-ERMS,-FSRM,-BMI2,-LZCNT,-MOVBE,-RTM,-SSE4_2,-AVX_Fast_Unaligned_Load"}
 
 
 def count(program):
