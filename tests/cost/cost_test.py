@@ -16,7 +16,7 @@ import tempfile
 
 COSTS = pathlib.Path(__file__).with_name("costs.txt")
 GROWTH = 1.05
-ROUNDS = 3
+ROUNDS = 5
 SKIPPED = 77  # for CTest: neither good nor bad
 MARKET = """{"start": "2026-11-20 09:00:00", "tickMs": 60000,
  "accounts": [{"brokerId": "PAPER", "account": "1000001", "balance": 1000000000}],
