@@ -21,7 +21,7 @@ std::uint64_t RequestsServed();
 // name chooses, and sends exactly one reply, whatever the client sent and whatever the handler or
 // the platform does. Four of them run, each with a thread, a context and a socket of its own; from
 // StartService on a worker is used by its own thread alone, but for OnNotification.
-class RepWorker : public CppUtility::ReceiveNotification {
+class RepWorker final : public CppUtility::ReceiveNotification {
   public:
     // The login type is the platform's, as the host read it. Takes the descriptors that the library
     // cannot do without.

@@ -341,7 +341,9 @@ TEST_F(Instruments, ALogOutComesInBetween) {
         key = host.LogIn();
         host.clock.MoveByItself(0);
         const int sleeps = host.clock.Sleeps();
-        auto reply = std::async(std::launch::async, [&] { return Ask(request, members); });
+        auto reply = std::async(std::launch::async, [&, &request = request, &members = members] {
+            return Ask(request, members);
+        });
         host.clock.WaitForSleeps(sleeps + 1);
         EXPECT_EQ(Ask("LOGOUT"), R"({"Reply":"LOGOUT","Success":"OK"})");
         EXPECT_EQ(Ask("PONG"), Failure("PONG", "the Session is illegal"));

@@ -78,7 +78,8 @@ TEST_F(ExchangeTest, ReportsAndFillsCarryWhatTheClientSent) {
     Trace();
     PutReport(report, order, lastReport_.state);
     for (const std::int32_t at : {0, 1, 2})
-        EXPECT_EQ(report.GetIndexed(report_id::kFillEntry, at), order.fills.at(at)->FillId());
+        EXPECT_EQ(report.GetIndexed(report_id::kFillEntry, at),
+                  order.fills.at(static_cast<std::size_t>(at))->FillId());
 }
 
 // A hand-made example: three futures are sold at the bid of 1000, one is bought back at the ask.
