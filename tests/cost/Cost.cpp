@@ -84,7 +84,7 @@ int Run(const Text& market, const Text& log) {
     if (reports.count != kWarmUps + kRounds) return 1; // some orders were none
     Count("page", kRounds / 10, [&] { gateway.Ask(page); });
     Count("report", kRounds, [&] { gateway.Report(reports.identifiers.front()); });
-    DrainLog(); // whose writer would share the heap with this thread
+    DrainLog();   // whose writer would share the heap with this thread
     LogFile file; // the writer's work, on this thread
     file.SetBase(log + L".lines");
     file.Open();
