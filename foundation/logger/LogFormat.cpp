@@ -22,7 +22,7 @@ char16_t* TextOf(void* block) {
     return reinterpret_cast<char16_t*>(bytes + offsetof(ILogger::TLogMsg, text));
 }
 
-void PutNumber(std::string& line, std::uint32_t number, std::size_t width, char fill) {
+void PutNumber(std::string& line, std::int32_t number, std::size_t width, char fill) {
     char digits[16];
     const char* const end = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
     const auto size = static_cast<std::size_t>(end - digits);
@@ -61,7 +61,7 @@ std::string FormatLine(const ILogger::TLogMsg& msg) {
     PutNumber(line += ':', msg.time.minute, 2, '0');
     PutNumber(line += ':', msg.time.second, 2, '0');
     PutNumber(line += '.', msg.time.milliseconds, 3, '0');
-    PutNumber(line += ' ', msg.threadId, 6, ' ');
+    PutNumber(line += ' ', static_cast<std::int32_t>(msg.threadId), 6, ' ');
     const TextView level = ILogger_GetLogLevelDesc(msg.level);
     line.append("  [").append(level.begin(), level.end());
     line.append(kLevelWidth - std::min(kLevelWidth, level.size()), ' ').append("]  ");

@@ -104,7 +104,7 @@ class Session:
         self._book_link: Optional[Link] = None  # over which the book was read
         self._resets = 0
         self._book_resets = 0  # that came before the book was read
-        self._told: Set[Tuple[Any, ...]] = set()  # the fills
+        self._told: Set[Tuple[Any, ...]] = set()  # the fills that were told, or there at the beginning
         self._in_step: asyncio.Future[None] = self._loop.create_future()
         self.book = Book()
         self.orders: Dict[str, OrderCore] = {}
