@@ -2,7 +2,9 @@
 
 #include "app/CommandLine.h"
 #include "app/HostLoop.h"
+#include "app/PlatformChoice.h"
 #include "foundation/logger/Log.h"
+#include "foundation/support/Clock.h"
 #include "foundation/support/IniFile.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
@@ -19,11 +21,23 @@ namespace {
 constexpr std::int32_t kHostMode = 0;
 constexpr std::int32_t kConnectMode = 1;
 
-// Configs\ZMQ.ini beside the executable; without it only this machine is served.
-Text ReadBindAddress() {
+// Of Configs\ZMQ.ini beside the executable.
+Text ReadConfiguration(const wchar_t* section, const wchar_t* key, const wchar_t* fallback) {
     const Text path = ExecutableFolder() + L"Configs" + kPathSeparator + L"ZMQ.ini";
-    const Text ip = ReadIniText(path, L"ZMQ", L"IP", L"error");
+    return ReadIniText(path, section, key, fallback);
+}
+
+// Without the file only this machine is served.
+Text ReadBindAddress() {
+    const Text ip = ReadConfiguration(L"ZMQ", L"IP", L"error");
     return ip == L"error" ? L"127.0.0.1" : ip;
+}
+
+// What is told by the operation STATUS, where it is wanted.
+void PrepareStatus(const Text& hostAddress) {
+    SetSetting(L"Status", ReadConfiguration(L"Gateway", L"Status", L"0"));
+    SetSetting(L"StartedMs", DecimalText(TheClock().UnixTimeMs()));
+    SetSetting(L"Paper", IsPaper(hostAddress) ? L"1" : L"0");
 }
 
 void LogFailure(const wchar_t* work, const std::exception& error) {
@@ -56,6 +70,7 @@ bool CHalvaneDlg::OnInitDialog(const std::vector<Text>& arguments) {
         Log().Fatal(L"Create event failed");
         return false;
     }
+    PrepareStatus(GetSetting(L"HostAddress"));
     SetSetting(L"MyIP", ReadBindAddress());
     Log().Info(L"MyIP:%s", GetSetting(L"MyIP"));
     loginInfo_.emplace();
@@ -76,6 +91,7 @@ bool CHalvaneDlg::Connect() {
     }
     if (result < 1) Log().Fatal(L"failed to connect to Ovaro, result:%d", result);
     connected_ = result >= 1;
+    SetSetting(L"Connected", connected_ ? L"1" : L"0");
     return connected_;
 }
 

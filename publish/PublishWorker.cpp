@@ -12,6 +12,7 @@
 #include "publish/AccountRecord.h"
 #include "publish/ExecutionReportRecord.h"
 #include "publish/FillReportRecord.h"
+#include "publish/Publications.h"
 #include "publish/SignalRecord.h"
 #include "tradeapi/TradeApi.h"
 #include "tradeapi/TradeData.h"
@@ -34,13 +35,18 @@ int DrawPort(std::mt19937& generator) {
     return port >= kLastPort ? kLastPort : static_cast<int>(port);
 }
 
+template <class Work> void LogWhatFails(const wchar_t* work, Work run) {
+    try {
+        run();
+    } catch (const std::exception& error) {
+        Log().Error(L"[PublishWorker]%s failed: %s", work, ReasonOf(error));
+    }
+}
+
 // The border of every event handler: nothing goes back to the platform but the return.
 template <class Work> void HandleEvent(const wchar_t* event, Work work) {
-    try {
-        work();
-    } catch (const std::exception& error) {
-        Log().Error(L"[PublishWorker]%s failed: %s", event, ReasonOf(error));
-    }
+    NotePlatformEvent();
+    LogWhatFails(event, work);
 }
 
 } // namespace
@@ -92,7 +98,7 @@ bool PublishWorker::BindToFreePort(std::stop_token stop) {
 
 void PublishWorker::SendHeartbeats(std::stop_token stop) {
     do {
-        HandleEvent(L"heartbeat", [this] { PublishEmpty(L"PING", true); });
+        LogWhatFails(L"heartbeat", [this] { PublishEmpty(L"PING", true); });
     } while (TheClock().Sleep(kHeartbeatMs, stop));
 }
 
@@ -101,6 +107,7 @@ void PublishWorker::SendData(TextView text, bool log) {
     const MutexLock guard(sendLock_);
     if (log) Log().Info(L"[PublishWorker]SendData:%s", text);
     ++sent_;
+    CountPublication(text);
     SendWithTrailingZero(socket_.get(), std::move(bytes));
     window_.CountSent();
 }

@@ -5,8 +5,6 @@
 namespace halvane {
 namespace {
 
-constexpr std::int32_t kAccepted = 1;
-
 void WriteResult(JsonWriter& reply, std::int32_t result) {
     reply.Member(L"Success", result == kAccepted ? L"OK" : L"Fail");
     if (result != kAccepted) reply.Member(L"ErrCode", DecimalText(result));

@@ -6,6 +6,9 @@ namespace halvane {
 
 // What every request and every reply looks like.
 
+// The platform's result for an order that it has taken.
+inline constexpr std::int32_t kAccepted = 1;
+
 // Reasons in failure replies.
 inline constexpr TextView kIllegalSession = L"the Session is illegal";
 inline constexpr TextView kInitialFailed = L"Initial failed";

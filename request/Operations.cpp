@@ -1,8 +1,11 @@
 #include "request/Operations.h"
 
+#include "foundation/support/Settings.h"
+#include "request/Activity.h"
 #include "request/SessionRequests.h"
 #include "request/orders/Orders.h"
 #include "request/queries/Queries.h"
+#include "request/status/Status.h"
 
 namespace halvane {
 namespace {
@@ -28,16 +31,27 @@ constexpr Operation kOperations[] = {
     {L"POSITIONTRACKER",      QueryPositionTracker,  kSession},
     {L"SENDMESSAGE",          SendLineMessage,       kSession | kParam},
     {L"NEWSTRATEGYORDER",     NewStrategyOrder,      kSession | kParam},
+    {L"STATUS",               ReportStatus,          kSession, L"Status"},
 };
 // clang-format on
 
 } // namespace
 
+std::span<const Operation> Operations() { return kOperations; }
+
 const Operation* FindOperation(TextView name) {
     for (const Operation& operation : kOperations) {
-        if (name == operation.name) return &operation;
+        if (name != operation.name) continue;
+        const bool offered = operation.setting == nullptr || GetSetting(operation.setting) == L"1";
+        return offered ? &operation : nullptr;
     }
     return nullptr;
+}
+
+OperationCounts& CountsOf(const Operation* operation) {
+    static std::array<OperationCounts, std::size(kOperations) + 1> counts;
+    return counts[operation == nullptr ? std::size(kOperations)
+                                       : static_cast<std::size_t>(operation - kOperations)];
 }
 
 } // namespace halvane

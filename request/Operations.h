@@ -2,9 +2,12 @@
 
 #include "foundation/support/Text.h"
 
+#include <span>
+
 namespace halvane {
 
 class RepWorker;
+struct OperationCounts;
 struct Request;
 
 // What is checked before a handler runs, in the order of the bits, and how it fails.
@@ -22,9 +25,15 @@ struct Operation {
     const wchar_t* name;
     Handler handler;
     unsigned checks;
+    const wchar_t* setting = nullptr; // one that has to be "1", or nothing has this name
 };
+
+std::span<const Operation> Operations();
 
 // The operation of that name, compared exactly; null when there is none.
 const Operation* FindOperation(TextView name);
+
+// What is counted of it; null counts what was no request or had no known name.
+OperationCounts& CountsOf(const Operation* operation);
 
 } // namespace halvane

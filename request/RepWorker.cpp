@@ -92,6 +92,8 @@ void RepWorker::ServeNext() {
         more = rest.Receive(socket_.get()) && rest.HasMore();
     }
     replied_ = false;
+    failed_ = false;
+    activity_.Begin(kNoRequest.data(), CountsOf(nullptr));
     try {
         DoWork(oneFrame ? message.Bytes() : std::string_view());
     } catch (const std::exception& error) {
@@ -111,10 +113,9 @@ void RepWorker::DoWork(std::string_view bytes) {
         return;
     }
     const Operation* operation = FindOperation(StringMember(document, L"Request"));
-    if (operation == nullptr)
-        ReplyFail(kNoRequest, kUndefined, L"");
-    else
-        Run(*operation, document);
+    if (operation == nullptr) return ReplyFail(kNoRequest, kUndefined, L"");
+    activity_.Recognise(operation->name, CountsOf(operation));
+    Run(*operation, document);
 }
 
 void RepWorker::Run(const Operation& operation, const JsonValue& root) {
@@ -158,7 +159,13 @@ void RepWorker::WaitForTradeData() {
 }
 
 void RepWorker::ReplyFail(TextView request, TextView errMsg, TextView sessionKey) {
+    failed_ = true;
     SendData(FailureReply(request, errMsg, sessionKey), true);
+}
+
+void RepWorker::SendOrderReply(TextView json, std::int32_t result) {
+    failed_ = result != kAccepted;
+    SendData(json, true);
 }
 
 void RepWorker::Refuse(const Request& request, TextView reason) {
@@ -171,6 +178,7 @@ void RepWorker::SendData(TextView json, bool log) {
     if (log) Log().Info(L"[RepWorker]SendData:%s", json);
     replied_ = true;
     ++requestsServed;
+    activity_.End(failed_); // before the client knows: who then asks for it finds it counted
     SendWithTrailingZero(socket_.get(), std::move(bytes));
 }
 

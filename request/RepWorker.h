@@ -3,6 +3,7 @@
 #include "foundation/cpputility/Notifications.h"
 #include "foundation/support/Mutex.h"
 #include "foundation/support/Zmq.h"
+#include "request/Activity.h"
 #include "request/Envelope.h"
 
 #include <cstdint>
@@ -37,6 +38,8 @@ class RepWorker final : public CppUtility::ReceiveNotification {
     // The two ways to reply. Every reply leaves through SendData, as UTF-8 and a zero byte.
     void ReplyFail(TextView request, TextView errMsg, TextView sessionKey);
     void SendData(TextView json, bool log);
+    // Sends the reply to an order that the platform took, or did not, with this result.
+    void SendOrderReply(TextView json, std::int32_t result);
     // The failure reply to a request that was understood.
     void Refuse(const Request& request, TextView reason);
 
@@ -75,6 +78,8 @@ class RepWorker final : public CppUtility::ReceiveNotification {
     Text loginType_;
     std::stop_token stop_;
     bool replied_ = false; // to the request at hand
+    bool failed_ = false;  // and it was, or will be, a failure
+    WorkerActivity activity_;
 };
 
 } // namespace halvane

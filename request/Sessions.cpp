@@ -31,7 +31,7 @@ struct SessionStore {
     // removal frees it. Taken before mapLock.
     Mutex removalLock;
     Mutex mapLock;
-    std::map<Text, Text, std::less<>> map GUARDED_BY(mapLock); // key to key
+    std::map<Text, std::uint32_t, std::less<>> map GUARDED_BY(mapLock); // key to its log-in's tick
 };
 
 SessionStore& TheStore() {
@@ -45,6 +45,12 @@ void SetPingTime(BaseData& session, std::uint32_t tick) {
     auto* changes = session.BeginChange();
     session.SetInteger(changes, ChangeKind::SetValue, kPingTime, tick);
     session.ApplyChange(changes);
+}
+
+// A ping that came after the clock was read lies ahead of it: it is just now.
+std::uint32_t SilenceMs(std::uint32_t now, std::uint32_t pingTime) {
+    const std::uint32_t silenceMs = now - pingTime;
+    return silenceMs < 0x80000000 ? silenceMs : 0;
 }
 
 void RemoveFromMap(TextView key) {
@@ -76,6 +82,21 @@ std::size_t SessionCount() {
     SessionStore& store = TheStore();
     const MutexLock guard(store.mapLock);
     return store.map.size();
+}
+
+std::vector<SessionAges> AgesOfSessions() {
+    SessionStore& store = TheStore();
+    const MutexLock removal(store.removalLock);
+    const MutexLock guard(store.mapLock);
+    const std::uint32_t now = TheClock().TickCount();
+    std::vector<SessionAges> ages;
+    for (const auto& [key, openedAt] : store.map) {
+        BaseData* const session = Table().GetRecord(key.c_str());
+        if (session == nullptr) continue; // its log-in is under way
+        const auto pingTime = static_cast<std::uint32_t>(session->GetInteger(kPingTime, now));
+        ages.push_back({now - openedAt, SilenceMs(now, pingTime)});
+    }
+    return ages;
 }
 
 Text FormSessionKey() {
@@ -113,10 +134,11 @@ void UpdatePingTime(const Text& key) {
 }
 
 void OpenSession(const Text& key) {
+    const std::uint32_t openedAt = TheClock().TickCount();
     SaveLoginInfo(key);
     SessionStore& store = TheStore();
     const MutexLock guard(store.mapLock);
-    store.map.insert_or_assign(key, key);
+    store.map.insert_or_assign(key, openedAt);
 }
 
 void CloseSession(const Text& key) {
@@ -139,9 +161,7 @@ void ReportSilentSessions() {
     Table().GetRecords(sessions);
     for (const auto& [key, session] : sessions) {
         const auto pingTime = static_cast<std::uint32_t>(session->GetInteger(kPingTime, 0));
-        const std::uint32_t silenceMs = now - pingTime;
-        // A ping that came after the clock was read lies ahead of it: it is just now.
-        if (silenceMs <= kLongestSilenceMs || silenceMs >= 0x80000000) continue;
+        if (SilenceMs(now, pingTime) <= kLongestSilenceMs) continue;
         Log().Info(L"ExecuteCheckPingTime() timeout. Session:%s PingTime:%d, lUserPingTime:%lld",
                    key, static_cast<std::int32_t>(now), std::int64_t{pingTime});
         CppUtility::SendNotification(L"RemoveLoginInfo", key.c_str());

@@ -2,6 +2,9 @@
 
 #include "foundation/support/Text.h"
 
+#include <cstdint>
+#include <vector>
+
 namespace halvane {
 
 // The logged-in clients: the session map says who is one, the login-info table (topic "LoginInfo")
@@ -19,6 +22,15 @@ class LoginInfoTable {
 
 bool IsSessionKnown(TextView key);
 std::size_t SessionCount();
+
+// How long ago a session was opened and last gave a sign of life.
+struct SessionAges {
+    std::uint32_t ageMs;
+    std::uint32_t silentMs;
+};
+
+// Of all sessions, in no order that means anything.
+std::vector<SessionAges> AgesOfSessions();
 
 // A session key that no other log-in of this process gets.
 Text FormSessionKey();

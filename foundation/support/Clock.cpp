@@ -1,5 +1,6 @@
 #include "foundation/support/Clock.h"
 
+#include "foundation/support/Format.h"
 #include "foundation/support/Mutex.h"
 
 #include <atomic>
@@ -41,6 +42,10 @@ std::atomic<Clock*>& CurrentClock() {
 
 Clock& TheClock() { return *CurrentClock().load(std::memory_order_acquire); }
 
+std::int64_t SteadyTimeUs() {
+    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
 ScopedClock::ScopedClock(Clock& clock) : previous_(CurrentClock().exchange(&clock)) {}
 ScopedClock::~ScopedClock() { CurrentClock() = previous_; }
 
@@ -55,6 +60,18 @@ LocalTime ToLocalTime(std::int64_t unixTimeMs) {
             narrow(parts.tm_wday),        narrow(parts.tm_mday),
             narrow(parts.tm_hour),        narrow(parts.tm_min),
             narrow(parts.tm_sec),         narrow(static_cast<int>(unixTimeMs % 1000))};
+}
+
+Text UtcText(std::int64_t unixTimeMs) {
+    const sys_time<milliseconds> moment{milliseconds(unixTimeMs)};
+    const auto day = floor<days>(moment);
+    const year_month_day date(day);
+    const hh_mm_ss time(moment - day);
+    const auto number = [](auto value) { return static_cast<std::int32_t>(value); };
+    return Format(L"%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", number(int{date.year()}),
+                  number(unsigned{date.month()}), number(unsigned{date.day()}),
+                  number(time.hours().count()), number(time.minutes().count()),
+                  number(time.seconds().count()), number(time.subseconds().count()));
 }
 
 } // namespace halvane

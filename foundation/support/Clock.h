@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/support/Text.h"
+
 #include <cstdint>
 #include <ctime>
 #include <stop_token>
@@ -24,6 +26,10 @@ class Clock {
 
 Clock& TheClock();
 
+// Microseconds of a clock that only goes forward, for measuring how long something took: no test
+// jumps it. Safe from any thread.
+std::int64_t SteadyTimeUs();
+
 // Puts another clock in place for as long as it lives.
 class ScopedClock {
   public:
@@ -45,5 +51,8 @@ LocalTime ToLocalTime(std::int64_t unixTimeMs);
 
 // The same in the C library's form, without the milliseconds.
 std::tm ToLocalParts(std::time_t seconds);
+
+// As "2026-11-22T09:42:26.125Z".
+Text UtcText(std::int64_t unixTimeMs);
 
 } // namespace halvane

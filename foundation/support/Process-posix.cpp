@@ -6,6 +6,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <fstream>
+
 namespace halvane {
 
 const wchar_t kPathSeparator = L'/';
@@ -25,6 +27,13 @@ std::uint32_t CurrentThreadId() {
 std::size_t OpenFileLimit() {
     rlimit limit{};
     return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : 0;
+}
+
+std::uint64_t ResidentBytes() {
+    std::uint64_t pages = 0;
+    std::ifstream statm("/proc/self/statm");
+    statm >> pages >> pages; // the second figure
+    return pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
 }
 
 Text FileVersion() { return *FromUtf8(HALVANE_VERSION ".0"); }

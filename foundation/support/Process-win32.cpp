@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <psapi.h>
+
 #include <vector>
 
 namespace halvane {
@@ -20,6 +22,12 @@ std::uint32_t CurrentProcessId() { return GetCurrentProcessId(); }
 std::uint32_t CurrentThreadId() { return GetCurrentThreadId(); }
 
 std::size_t OpenFileLimit() { return 1 << 24; } // handles of a process
+
+std::uint64_t ResidentBytes() {
+    PROCESS_MEMORY_COUNTERS counters{};
+    const bool told = GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) != 0;
+    return told ? counters.WorkingSetSize : 0;
+}
 
 Text FileVersion() {
     const Text path = ExecutablePath();

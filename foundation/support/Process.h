@@ -21,6 +21,9 @@ std::uint32_t CurrentThreadId();
 // How many files and sockets the process may have open at once.
 std::size_t OpenFileLimit();
 
+// How much of its memory lies in the machine's; 0 where the system does not say.
+std::uint64_t ResidentBytes();
+
 // The executable's file version, four numbers with points between; "" when it carries none.
 Text FileVersion();
 

@@ -26,7 +26,7 @@ void NewOrder(RepWorker& worker, const Request& request) {
     if (parameters == nullptr) return;
     PutOrderFields(kind->name, *parameters, kind->fields, request.param);
     const std::int32_t result = worker.Platform().NewOrder(kind->kind, *parameters);
-    worker.SendData(OrderReply(request.name, result), true);
+    worker.SendOrderReply(OrderReply(request.name, result), result);
 }
 
 } // namespace halvane

@@ -24,13 +24,13 @@ void ReplaceOrder(RepWorker& worker, const Request& request) {
     if (parameters == nullptr) return;
     PutOrderFields(request.name, *parameters, kReplaceOrder, request.param);
     const std::int32_t result = worker.Platform().ReplaceOrder(*parameters);
-    worker.SendData(OrderReply(request.name, request.Param(L"ReportID"), result), true);
+    worker.SendOrderReply(OrderReply(request.name, request.Param(L"ReportID"), result), result);
 }
 
 void CancelOrder(RepWorker& worker, const Request& request) {
     const TextView reportId = request.Param(L"ReportID");
     const std::int32_t result = worker.Platform().CancelOrder(reportId, request.Param(L"Key"));
-    worker.SendData(OrderReply(request.name, reportId, result), true);
+    worker.SendOrderReply(OrderReply(request.name, reportId, result), result);
 }
 
 } // namespace halvane

@@ -118,5 +118,41 @@ TEST_F(Sessions, APingFromTheFutureIsJustNow) {
     EXPECT_EQ(Pong(key), kPongReply);
 }
 
+// What STATUS says between two texts that stand in it.
+std::string Between(const std::string& status, const std::string& before,
+                    const std::string& after) {
+    const std::size_t start = status.find(before);
+    if (start == std::string::npos) return "no " + before;
+    const std::size_t from = start + before.size();
+    return status.substr(from, status.find(after, from) - from);
+}
+
+TEST_F(Sessions, StatusTellsOfTheGatewayWhereItIsWanted) {
+    key = host.LogIn();
+    EXPECT_EQ(Ask("STATUS"),
+              R"({"Reply":"Req","Success":"Fail","SessionKey":"","ErrMsg":"Undefined"})");
+    SetSetting(L"Status", L"1");
+    const std::string before = Ask("STATUS");
+    PassTime(30000);
+    Ask("PONG");
+    host.clock.Advance(1500);
+    const std::string own = key;
+    Pong("nobody's");
+    key = own;
+    const std::string status = Ask("STATUS");
+    EXPECT_EQ(Between(status, R"("Sessions":)", R"(,"Workers")"),
+              R"([{"AgeMs":"31500","SilentMs":"0"}])");
+    EXPECT_EQ(Between(status, R"("UnderWay":")", "\""), "1");
+    const auto pongs = [](const std::string& text, const std::string& member) {
+        const std::string row = Between(text, R"({"Request":"PONG","Count":)", "}") + "}";
+        return member.empty() ? std::atoi(row.c_str() + 1)
+                              : std::atoi(Between(row, member, "\"").c_str());
+    };
+    EXPECT_EQ(pongs(status, ""), std::max(pongs(before, ""), 0) + 2);
+    EXPECT_EQ(pongs(status, R"("Failures":")"), pongs(before, R"("Failures":")") + 1);
+    EXPECT_NE(Between(status, R"("DataType":"PING","Count":")", "\""), "0");
+    EXPECT_EQ(Between(status, R"("Paper":")", "\""), "0");
+}
+
 } // namespace
 } // namespace halvane

@@ -1,0 +1,44 @@
+#include "publish/Publications.h"
+
+#include "foundation/support/Clock.h"
+
+#include <array>
+#include <atomic>
+
+namespace halvane {
+namespace {
+
+constexpr TextView kKinds[] = {L"PING",         L"ACCOUNTS",      L"EXECUTIONREPORT",
+                               L"FILLEDREPORT", L"REPORTRESET",   L"POSITIONTRACKER",
+                               L"SYMBOLCLEAR",  L"CorvintaSignal"};
+
+std::array<std::atomic<std::uint64_t>, std::size(kKinds)> counts;
+std::atomic<std::int64_t> lastEventMs = 0;
+
+} // namespace
+
+void CountPublication(TextView document) {
+    constexpr TextView kStart = L"{\"DataType\":\"";
+    if (!document.starts_with(kStart)) return;
+    document.remove_prefix(kStart.size());
+    for (std::size_t kind = 0; kind < std::size(kKinds); ++kind) {
+        const std::size_t length = kKinds[kind].size();
+        if (!document.starts_with(kKinds[kind]) || document[length] != L'"') continue;
+        counts[kind].fetch_add(1, std::memory_order_relaxed);
+        return;
+    }
+}
+
+std::vector<PublicationCount> PublicationCounts() {
+    std::vector<PublicationCount> all;
+    for (std::size_t kind = 0; kind < std::size(kKinds); ++kind) {
+        if (const std::uint64_t count = counts[kind]) all.push_back({kKinds[kind], count});
+    }
+    return all;
+}
+
+void NotePlatformEvent() { lastEventMs = TheClock().UnixTimeMs(); }
+
+std::int64_t LastPlatformEventMs() { return lastEventMs; }
+
+} // namespace halvane

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "foundation/support/Text.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace halvane {
+
+// What this process has published since its start, for whoever watches the gateway. Safe from any
+// thread.
+
+struct PublicationCount {
+    TextView dataType;
+    std::uint64_t count;
+};
+
+// Counts a whole document, by its first member, "DataType".
+void CountPublication(TextView document);
+
+// Of every kind of which there was one.
+std::vector<PublicationCount> PublicationCounts();
+
+// The platform has told something just now.
+void NotePlatformEvent();
+
+// When it last did, in ms since 1970 UTC; 0 before its first word.
+std::int64_t LastPlatformEventMs();
+
+} // namespace halvane
