@@ -1,9 +1,8 @@
 #include "paper/Outbox.h"
 
 #include "foundation/support/Format.h"
-#include "foundation/support/Json.h"
+#include "foundation/support/JsonWriter.h"
 #include "foundation/support/Mutex.h"
-#include "foundation/support/Utf.h"
 #include "paper/base/Calendar.h"
 
 #include <fstream>
@@ -16,7 +15,7 @@ bool Outbox::Add(TextView lineId, TextView message) {
     json.Member(L"Time", Format(L"%08d %09d", now.date, now.time));
     json.Member(L"LineID", lineId);
     json.Member(L"Message", message);
-    const std::string line = ToUtf8(json.Finish()) + "\n";
+    const std::string line = json.Finish() + "\n";
     const MutexLock guard(lock_);
     std::ofstream file(path_, std::ios::binary | std::ios::app);
     file.write(line.data(), static_cast<std::streamsize>(line.size()));

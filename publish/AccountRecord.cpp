@@ -1,6 +1,6 @@
 #include "publish/AccountRecord.h"
 
-#include "foundation/support/Json.h"
+#include "foundation/support/JsonWriter.h"
 #include "tradeapi/TradeApi.h"
 #include "tradeapi/TradeData.h"
 

@@ -8,22 +8,22 @@
 namespace halvane {
 namespace {
 
-constexpr TextView kKinds[] = {L"PING",         L"ACCOUNTS",      L"EXECUTIONREPORT",
-                               L"FILLEDREPORT", L"REPORTRESET",   L"POSITIONTRACKER",
-                               L"SYMBOLCLEAR",  L"CorvintaSignal"};
+constexpr std::string_view kKinds[] = {"PING",         "ACCOUNTS",      "EXECUTIONREPORT",
+                                       "FILLEDREPORT", "REPORTRESET",   "POSITIONTRACKER",
+                                       "SYMBOLCLEAR",  "CorvintaSignal"};
 
 std::array<std::atomic<std::uint64_t>, std::size(kKinds)> counts;
 std::atomic<std::int64_t> lastEventMs = 0;
 
 } // namespace
 
-void CountPublication(TextView document) {
-    constexpr TextView kStart = L"{\"DataType\":\"";
+void CountPublication(std::string_view document) {
+    constexpr std::string_view kStart = "{\"DataType\":\"";
     if (!document.starts_with(kStart)) return;
     document.remove_prefix(kStart.size());
     for (std::size_t kind = 0; kind < std::size(kKinds); ++kind) {
         const std::size_t length = kKinds[kind].size();
-        if (!document.starts_with(kKinds[kind]) || document[length] != L'"') continue;
+        if (!document.starts_with(kKinds[kind]) || document[length] != '"') continue;
         counts[kind].fetch_add(1, std::memory_order_relaxed);
         return;
     }

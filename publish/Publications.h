@@ -1,8 +1,7 @@
 #pragma once
 
-#include "foundation/support/Text.h"
-
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 namespace halvane {
@@ -11,12 +10,12 @@ namespace halvane {
 // thread.
 
 struct PublicationCount {
-    TextView dataType;
+    std::string_view dataType;
     std::uint64_t count;
 };
 
 // Counts a whole document, by its first member, "DataType".
-void CountPublication(TextView document);
+void CountPublication(std::string_view document);
 
 // Of every kind of which there was one.
 std::vector<PublicationCount> PublicationCounts();

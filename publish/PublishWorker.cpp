@@ -3,7 +3,7 @@
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
 #include "foundation/support/Event.h"
-#include "foundation/support/Json.h"
+#include "foundation/support/JsonWriter.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Settings.h"
@@ -102,13 +102,12 @@ void PublishWorker::SendHeartbeats(std::stop_token stop) {
     } while (TheClock().Sleep(kHeartbeatMs, stop));
 }
 
-void PublishWorker::SendData(TextView text, bool log) {
-    std::string bytes = ToUtf8(text);
+void PublishWorker::SendData(std::string text, bool log) {
     const MutexLock guard(sendLock_);
-    if (log) Log().Info(L"[PublishWorker]SendData:%s", text);
+    if (log) Log().InfoBytes("[PublishWorker]SendData:", text);
     ++sent_;
     CountPublication(text);
-    SendWithTrailingZero(socket_.get(), std::move(bytes));
+    SendWithTrailingZero(socket_.get(), std::move(text));
     window_.CountSent();
 }
 

@@ -32,7 +32,7 @@ class PublishWorker : public TradeEvents {
     [[nodiscard]] bool StartService(TradeApi& tradeApi, std::stop_token stop = {});
 
     // Publishes one document as one frame: UTF-8 and a zero byte. Safe from any thread.
-    void SendData(TextView text, bool log);
+    void SendData(std::string text, bool log);
 
     // How many publications have been sent. Safe from any thread.
     std::uint64_t Sent() const { return sent_; }

@@ -7,7 +7,7 @@ namespace {
 
 void WriteResult(JsonWriter& reply, std::int32_t result) {
     reply.Member(L"Success", result == kAccepted ? L"OK" : L"Fail");
-    if (result != kAccepted) reply.Member(L"ErrCode", DecimalText(result));
+    if (result != kAccepted) reply.Member(L"ErrCode", DecimalDigits(result));
 }
 
 } // namespace
@@ -17,34 +17,34 @@ void BeginReply(JsonWriter& reply, TextView request) {
     reply.Member(L"Success", L"OK");
 }
 
-Text SuccessReply(TextView request) {
+std::string SuccessReply(TextView request) {
     JsonWriter reply;
     BeginReply(reply, request);
-    return Text(reply.Finish());
+    return reply.Finish();
 }
 
-Text OrderReply(TextView request, std::int32_t result) {
+std::string OrderReply(TextView request, std::int32_t result) {
     JsonWriter reply;
     reply.Member(L"Reply", request);
     WriteResult(reply, result);
-    return Text(reply.Finish());
+    return reply.Finish();
 }
 
-Text OrderReply(TextView request, TextView reportId, std::int32_t result) {
+std::string OrderReply(TextView request, TextView reportId, std::int32_t result) {
     JsonWriter reply;
     reply.Member(L"Reply", request);
     reply.Member(L"ReportID", reportId);
     WriteResult(reply, result);
-    return Text(reply.Finish());
+    return reply.Finish();
 }
 
-Text FailureReply(TextView request, TextView errMsg, TextView sessionKey) {
+std::string FailureReply(TextView request, TextView errMsg, TextView sessionKey) {
     JsonWriter reply;
     reply.Member(L"Reply", request);
     reply.Member(L"Success", L"Fail");
     reply.Member(L"SessionKey", sessionKey);
     reply.Member(L"ErrMsg", errMsg);
-    return Text(reply.Finish());
+    return reply.Finish();
 }
 
 } // namespace halvane

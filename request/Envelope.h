@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/support/Json.h"
+#include "foundation/support/JsonWriter.h"
 
 namespace halvane {
 
@@ -37,15 +38,15 @@ struct Request {
 void BeginReply(JsonWriter& reply, TextView request);
 
 // The whole success reply of an operation that has nothing to add.
-Text SuccessReply(TextView request);
+std::string SuccessReply(TextView request);
 
 // The whole reply to an order that the platform has taken or refused: "Reply", for a replacement or
 // a cancellation "ReportID", then "Success", and for a refusal "ErrCode", the platform's code as
 // text.
-Text OrderReply(TextView request, std::int32_t result);
-Text OrderReply(TextView request, TextView reportId, std::int32_t result);
+std::string OrderReply(TextView request, std::int32_t result);
+std::string OrderReply(TextView request, TextView reportId, std::int32_t result);
 
 // The whole reply to a request that was not carried out.
-Text FailureReply(TextView request, TextView errMsg, TextView sessionKey);
+std::string FailureReply(TextView request, TextView errMsg, TextView sessionKey);
 
 } // namespace halvane

@@ -163,23 +163,22 @@ void RepWorker::ReplyFail(TextView request, TextView errMsg, TextView sessionKey
     SendData(FailureReply(request, errMsg, sessionKey), true);
 }
 
-void RepWorker::SendOrderReply(TextView json, std::int32_t result) {
+void RepWorker::SendOrderReply(std::string json, std::int32_t result) {
     failed_ = result != kAccepted;
-    SendData(json, true);
+    SendData(std::move(json), true);
 }
 
 void RepWorker::Refuse(const Request& request, TextView reason) {
     ReplyFail(request.name, reason, request.sessionKey);
 }
 
-void RepWorker::SendData(TextView json, bool log) {
-    std::string bytes = ToUtf8(json);
+void RepWorker::SendData(std::string json, bool log) {
     const MutexLock guard(sendLock_);
-    if (log) Log().Info(L"[RepWorker]SendData:%s", json);
+    if (log) Log().InfoBytes("[RepWorker]SendData:", json);
     replied_ = true;
     ++requestsServed;
     activity_.End(failed_); // before the client knows: who then asks for it finds it counted
-    SendWithTrailingZero(socket_.get(), std::move(bytes));
+    SendWithTrailingZero(socket_.get(), std::move(json));
 }
 
 void RepWorker::OnNotification(const wchar_t* name, const wchar_t* param) {

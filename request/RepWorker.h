@@ -37,9 +37,9 @@ class RepWorker final : public CppUtility::ReceiveNotification {
 
     // The two ways to reply. Every reply leaves through SendData, as UTF-8 and a zero byte.
     void ReplyFail(TextView request, TextView errMsg, TextView sessionKey);
-    void SendData(TextView json, bool log);
+    void SendData(std::string json, bool log);
     // Sends the reply to an order that the platform took, or did not, with this result.
-    void SendOrderReply(TextView json, std::int32_t result);
+    void SendOrderReply(std::string json, std::int32_t result);
     // The failure reply to a request that was understood.
     void Refuse(const Request& request, TextView reason);
 

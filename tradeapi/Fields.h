@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/support/Text.h"
+#include "foundation/support/JsonWriter.h"
 
 #include <cstdint>
 #include <span>
@@ -8,7 +8,6 @@
 namespace halvane {
 
 class Item;
-class JsonWriter;
 class TradeApi;
 
 // A record is a table of fields: key, source, written form, and for a record with two forms the
@@ -38,18 +37,16 @@ struct Source {
     Kind kind;
     std::int32_t id = 0;
     std::int32_t second = 0;
-    const wchar_t* name = nullptr; // where it is not the key
+    TextView name = {}; // where it is not the key
     Text RowTexts::*given = nullptr;
 };
 
 consteval Source Str(int id) { return {.kind = Source::Kind::Str, .id = id}; }
 consteval Source Int(int id) { return {.kind = Source::Kind::Int, .id = id}; }
 consteval Source Int64(int id) { return {.kind = Source::Kind::Int64, .id = id}; }
-consteval Source Named(const wchar_t* name = nullptr) {
-    return {.kind = Source::Kind::Named, .name = name};
-}
+consteval Source Named(TextView name = {}) { return {.kind = Source::Kind::Named, .name = name}; }
 consteval Source NamedInt() { return {.kind = Source::Kind::NamedInt}; }
-consteval Source NamedInt64(const wchar_t* name = nullptr) {
+consteval Source NamedInt64(TextView name = {}) {
     return {.kind = Source::Kind::NamedInt64, .name = name};
 }
 consteval Source Joined(int id, int second) {
@@ -79,7 +76,7 @@ enum class Write : std::uint8_t {
 enum class Form : std::uint8_t { Published, Restored };
 
 struct Field {
-    const wchar_t* key;
+    JsonKey key;
     Source source;
     Write published = Write::Default;
     Write restored = Write::Default;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/support/Text.h"
+#include "foundation/support/Numbers.h"
 
 #include <cstdint>
 
@@ -20,11 +20,11 @@ enum FixedPointMode : int {
 };
 
 // Decimals without zeros at their end; "" for any other mode.
-Text FormatFixedPoint(std::int64_t value, int mode);
+NumberDigits FormatFixedPoint(std::int64_t value, int mode);
 
-Text FormatLong(std::int32_t value);
+NumberDigits FormatLong(std::int32_t value);
 
 // Units of 1e-10 with six decimals, none trimmed, no value that means none.
-Text FormatSixDecimals(std::int64_t value);
+NumberDigits FormatSixDecimals(std::int64_t value);
 
 } // namespace halvane

@@ -143,7 +143,7 @@ void Bare(char** options) {
     const auto item = platform.CreateItem(ItemClass::ExecutionReport);
     JsonWriter record;
     WriteRecord(record, ExecutionReportFields(), Form::Published, *item);
-    const std::string written = ToUtf8(record.Finish());
+    const std::string written = record.Finish();
     const std::string rest = written.substr(written.find(',') - 1) + "}"; // behind the identifier
     BatchLogger log(options[3]);
     const ZmqContext context = MakeZmqContext();

@@ -2,6 +2,7 @@
 
 #include "foundation/logger/CLoggerImpl.h"
 #include "foundation/logger/CStaticLogger.h"
+#include "foundation/support/Utf.h"
 
 #include <exception>
 
@@ -32,6 +33,17 @@ void ProcessLog::Write(ILogger::LogLevel level, TextView format,
         logger.Write(level, FormatAll(format, arguments).c_str());
     } catch (const std::exception&) {
         // No memory for the text: whoever logs is not to suffer from it.
+    }
+}
+
+void ProcessLog::InfoBytes(std::string_view what, std::string_view utf8) const {
+    ILogger& logger = TheLogger();
+    if (ILogger::LL_INFO < logger.GetLogLevel()) return;
+    try {
+        const std::optional<Text> text = FromUtf8(std::string(what).append(utf8));
+        logger.Write(ILogger::LL_INFO, text.value_or(L"").c_str());
+    } catch (const std::exception&) {
+        // As above.
     }
 }
 

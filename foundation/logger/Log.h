@@ -19,6 +19,8 @@ class ProcessLog {
     void Info(Form<Arguments...> format, const Arguments&... arguments) const {
         Put(ILogger::LL_INFO, format, arguments...);
     }
+    // What came from a socket or is to go there, as it is: UTF-8 that holds no zero.
+    void InfoBytes(std::string_view what, std::string_view utf8) const;
     template <class... Arguments>
     void Warn(Form<Arguments...> format, const Arguments&... arguments) const {
         Put(ILogger::LL_WARN, format, arguments...);

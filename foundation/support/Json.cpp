@@ -1,7 +1,6 @@
 #include "foundation/support/Json.h"
 #include "foundation/support/Numbers.h"
 
-#include <algorithm>
 #include <charconv>
 
 namespace halvane {
@@ -29,18 +28,6 @@ bool ExactWriter::Double(double value) {
     if (SignificantDigits(text) != SignificantDigits(closest)) text = closest;
     const Text wide(text.begin(), text.end());
     return RawValue(wide.data(), wide.size(), rapidjson::kNumberType);
-}
-
-bool ExactWriter::String(const wchar_t* text, rapidjson::SizeType size, bool copy) {
-    const TextView view(text, size);
-    const bool plain =
-        std::ranges::all_of(view, [](wchar_t c) { return c >= L' ' && c != L'"' && c != L'\\'; });
-    if (!plain) return Writer::String(text, size, copy);
-    Prefix(rapidjson::kStringType);
-    wchar_t* const out = os_->Push(size + 2);
-    out[0] = out[size + 1] = L'"';
-    view.copy(out + 1, size);
-    return EndValue(true);
 }
 
 Text WriteJson(const JsonValue& value) {

@@ -43,60 +43,11 @@ TextView StringMember(const JsonValue& object, TextView name);
 
 using JsonBuffer = rapidjson::GenericStringBuffer<JsonEncoding>;
 
-// RapidJSON's writer, except that of the shortest texts for a decimal it takes the closest, and
-// that a text in which nothing is escaped goes as one block.
+// RapidJSON's writer, except that of the shortest texts for a decimal it takes the closest.
 class ExactWriter : public rapidjson::Writer<JsonBuffer, JsonEncoding, JsonEncoding> {
   public:
     using Writer::Writer;
     bool Double(double value);
-    bool String(const wchar_t* text, rapidjson::SizeType size, bool copy = false);
-    bool Key(const wchar_t* text, rapidjson::SizeType size, bool copy = false) {
-        return String(text, size, copy);
-    }
-};
-
-// Writes a document member by member, compactly, in the order of the calls.
-class JsonWriter {
-  public:
-    JsonWriter() : writer_(buffer_) { writer_.StartObject(); }
-
-    void Member(TextView key, TextView value) {
-        Key(key);
-        String(value);
-    }
-    void Member(TextView key, const JsonValue& value) {
-        Key(key);
-        value.Accept(writer_);
-    }
-    void BeginObject(TextView key) {
-        Key(key);
-        writer_.StartObject();
-    }
-    void BeginArray(TextView key) {
-        Key(key);
-        writer_.StartArray();
-    }
-    void BeginObject() { writer_.StartObject(); } // an element of the open array
-    void EndObject() { writer_.EndObject(); }
-    void EndArray() { writer_.EndArray(); }
-
-    // Closes the outermost object and gives the text, which lives as long as the writer; nothing
-    // may be written after it.
-    TextView Finish() {
-        writer_.EndObject();
-        return {buffer_.GetString(), buffer_.GetSize() / sizeof(wchar_t)};
-    }
-
-  private:
-    void Key(TextView key) {
-        writer_.Key(key.data(), static_cast<rapidjson::SizeType>(key.size()));
-    }
-    void String(TextView text) {
-        writer_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
-    }
-
-    JsonBuffer buffer_;
-    ExactWriter writer_;
 };
 
 } // namespace halvane

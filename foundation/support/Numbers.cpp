@@ -1,5 +1,7 @@
 #include "foundation/support/Numbers.h"
 
+#include "foundation/support/Digits.h"
+
 #include <algorithm>
 #include <charconv>
 #include <limits>
@@ -76,9 +78,19 @@ double DecimalValue(std::string_view decimal) {
     return decimal.starts_with('-') ? -value : value;
 }
 
+NumberDigits DecimalDigits(std::int64_t value) {
+    NumberDigits out;
+    char* at = out.text;
+    if (value < 0) *at++ = '-';
+    const auto magnitude = static_cast<std::uint64_t>(value);
+    at = PutDigits(at, value < 0 ? 0 - magnitude : magnitude);
+    out.size = static_cast<std::uint8_t>(at - out.text);
+    return out;
+}
+
 Text DecimalText(std::int64_t value) {
-    char digits[24];
-    return Widen(digits, std::to_chars(std::begin(digits), std::end(digits), value).ptr);
+    const NumberDigits digits = DecimalDigits(value);
+    return Widen(digits.text, digits.text + digits.size);
 }
 
 Text FixedText(double value, int decimals) {

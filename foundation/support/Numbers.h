@@ -28,6 +28,19 @@ double DecimalValue(std::string_view decimal);
 // "%lld".
 Text DecimalText(std::int64_t value);
 
+// The text of a number in ASCII. It lies in the object itself: records have a lot of them, and none
+// needs a block of its own.
+struct NumberDigits {
+    static constexpr std::size_t kMost = 30; // more than a number has: see Digits.h
+
+    char text[kMost];
+    std::uint8_t size = 0;
+
+    std::string_view View() const { return {text, size}; }
+};
+
+NumberDigits DecimalDigits(std::int64_t value);
+
 // "%.<decimals>lf", exact for every double.
 Text FixedText(double value, int decimals);
 

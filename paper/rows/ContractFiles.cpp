@@ -1,6 +1,7 @@
 #include "paper/rows/ContractFiles.h"
 
 #include "foundation/support/Json.h"
+#include "foundation/support/JsonWriter.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Utf.h"
@@ -16,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr TextView kMark = L"{\"WrittenBy\":\"paper platform\"";
+constexpr std::string_view kMark = "{\"WrittenBy\":\"paper platform\"";
 constexpr std::int32_t kFirstDate = 20000101;
 
 struct ListRow {
@@ -81,7 +82,7 @@ void WriteNodes(JsonWriter& json, const Contracts& contracts, Text Instrument::*
         if (subGroup != nullptr) {
             WriteNodes(json, members, subGroup, nullptr);
         } else {
-            json.Member(L"Contracts", SymbolsOf(members, document));
+            json.MemberJson(L"Contracts", WriteJson(SymbolsOf(members, document)));
         }
         json.EndObject();
     }
@@ -111,12 +112,11 @@ void Replace(const fs::path& path, const std::string& bytes) {
     if (!file || failure) fs::remove(draft, failure);
 }
 
-void WriteOwn(const fs::path& path, const Text& list) {
+void WriteOwn(const fs::path& path, const std::string& wanted) {
     std::error_code ignored;
     fs::create_directories(path.parent_path(), ignored);
-    const std::string wanted = ToUtf8(list);
     const std::string there = ReadStart(path, wanted.size() + 1);
-    const bool ours = there.starts_with(ToUtf8(kMark)) || !fs::exists(path, ignored);
+    const bool ours = there.starts_with(kMark) || !fs::exists(path, ignored);
     if (ours && there != wanted) Replace(path, wanted);
 }
 
@@ -124,7 +124,7 @@ Text FolderText(const Text& module) { return module + L"Configs" + kPathSeparato
 
 } // namespace
 
-Text ContractListText(TextView alias, const Market& market, Day day) {
+std::string ContractListText(TextView alias, const Market& market, Day day) {
     const ListRow* list = FindList(alias);
     if (list == nullptr) return {};
     Contracts contracts;
@@ -136,12 +136,12 @@ Text ContractListText(TextView alias, const Market& market, Day day) {
     json.Member(L"WrittenBy", L"paper platform"); // kMark
     json.Member(L"Date", DateText(day));
     WriteNodes(json, contracts, list->group, list->subGroup);
-    return Text(json.Finish());
+    return json.Finish();
 }
 
 void WriteContractLists(const Text& module, const Market& market, Day today) {
     for (const ListRow& list : kLists) {
-        const Text text = ContractListText(list.alias, market, today);
+        const std::string text = ContractListText(list.alias, market, today);
         for (const TextView prefix : {L"ContractList_", L"RepContractList_"}) {
             const Text name = Text(prefix).append(list.alias).append(L".ini");
             WriteOwn(ToPath(FolderText(module) + name), text);

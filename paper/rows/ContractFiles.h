@@ -4,6 +4,7 @@
 #include "paper/base/Calendar.h"
 
 #include <cstdint>
+#include <string>
 
 namespace halvane::paper {
 
@@ -30,7 +31,7 @@ void WriteContractLists(const Text& module, const Market& market, Day today);
 Text RecoverContractList(const Text& module, TextView alias, std::int32_t date,
                          const MarketPlan& plan, Day today);
 
-// One list as the files hold it; "" for an unknown alias.
-Text ContractListText(TextView alias, const Market& market, Day day);
+// One list as the files hold it, UTF-8; "" for an unknown alias.
+std::string ContractListText(TextView alias, const Market& market, Day day);
 
 } // namespace halvane::paper

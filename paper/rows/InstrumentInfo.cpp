@@ -1,7 +1,7 @@
 #include "paper/rows/InstrumentInfo.h"
 
-#include "foundation/support/Json.h"
-#include "foundation/support/Numbers.h"
+#include "foundation/support/JsonWriter.h"
+#include "foundation/support/Utf.h"
 #include "paper/base/Units.h"
 #include "paper/market/MarketClock.h"
 #include "paper/orders/Book.h"
@@ -23,17 +23,17 @@ Text InstrumentJson(const Book& book) {
     json.Member(L"StrikePrice", option ? PriceText(instrument.strikeE10) : Text());
     json.Member(L"ExpirationDate", ExpirationText(book));
     json.Member(L"TickSize", PriceText(instrument.tickE10));
-    json.Member(L"Multiplier", DecimalText(instrument.multiplier));
-    json.Member(L"MaxOrderQty", DecimalText(instrument.maxQuantity));
+    json.Member(L"Multiplier", DecimalDigits(instrument.multiplier));
+    json.Member(L"MaxOrderQty", DecimalDigits(instrument.maxQuantity));
     json.Member(L"ReferencePrice", PriceText(instrument.referenceE10));
     json.Member(L"LowerLimit", PriceText(instrument.lowerE10));
     json.Member(L"UpperLimit", PriceText(instrument.upperE10));
     json.Member(L"Bid", PriceText(quote.bidE10));
-    json.Member(L"BidSize", DecimalText(quote.bidSize));
+    json.Member(L"BidSize", DecimalDigits(quote.bidSize));
     json.Member(L"Ask", PriceText(quote.askE10));
-    json.Member(L"AskSize", DecimalText(quote.askSize));
+    json.Member(L"AskSize", DecimalDigits(quote.askSize));
     json.Member(L"Last", PriceText(book.LastE10()));
-    return Text(json.Finish());
+    return *FromUtf8(json.Finish());
 }
 
 Text ExpirationText(const Book& book) {

@@ -17,11 +17,11 @@ constexpr std::uint32_t kRecoverTimeoutMs = 30000;
 constexpr std::int64_t kLatestBareDate = 30'000'000; // a larger number carries a time of day
 
 // A list may hold every instrument there is: such replies are logged by name only.
-void ReplyUnlogged(RepWorker& worker, const Request& request, const wchar_t* member,
+void ReplyUnlogged(RepWorker& worker, const Request& request, const JsonKey& member,
                    const JsonValue& value) {
     JsonWriter reply;
     BeginReply(reply, request.name);
-    reply.Member(member, value);
+    reply.MemberJson(member, WriteJson(value));
     worker.SendData(reply.Finish(), false);
     Log().Info(L"%s sent", request.name);
 }

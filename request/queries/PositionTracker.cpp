@@ -13,7 +13,7 @@ enum class Sum { None, Plus, Minus, Hundredth };
 
 // A figure of the tracker, or what two of them come to. Each is asked for where it is used.
 struct TrackerField {
-    const wchar_t* key;
+    JsonKey key;
     FixedPointMode mode;
     const wchar_t* figure;
     Sum sum = Sum::None;

@@ -34,7 +34,7 @@ bool WriteRows(JsonWriter& reply, const RowQuery& query, TradeApi& tradeApi, Ite
 } // namespace
 
 void AnswerRows(RepWorker& worker, const Request& request, ItemClass itemClass,
-                const wchar_t* arrayName,
+                const JsonKey& arrayName,
                 const std::function<bool(JsonWriter& reply, Item& item)>& write) {
     const auto item = CreateItem(worker, request, itemClass);
     if (item == nullptr) return;

@@ -15,7 +15,7 @@ struct Request;
 struct RowQuery {
     std::int32_t kind;
     ItemClass itemClass;
-    const wchar_t* arrayName;
+    JsonKey arrayName;
     std::span<const Field> fields;
     std::int32_t pageSize;
     Text (*symbolOf)(Item& item); // the row's symbol; null where the table has none
@@ -28,7 +28,7 @@ inline constexpr std::int32_t kAllRows = INT32_MAX;
 // long as it gives false, because the platform refuses a row, it is asked again with an empty
 // array.
 void AnswerRows(RepWorker& worker, const Request& request, ItemClass itemClass,
-                const wchar_t* arrayName,
+                const JsonKey& arrayName,
                 const std::function<bool(JsonWriter& reply, Item& item)>& write);
 
 // Replies with a page of rows from member "QryIndex" on, or with all rows where there are no pages.

@@ -4,6 +4,7 @@
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
 #include "foundation/support/Settings.h"
+#include "foundation/support/Utf.h"
 #include "publish/Publications.h"
 #include "request/Activity.h"
 #include "request/Envelope.h"
@@ -17,12 +18,12 @@
 namespace halvane {
 namespace {
 
-void Number(JsonWriter& reply, TextView key, std::uint64_t value) {
-    reply.Member(key, DecimalText(static_cast<std::int64_t>(value)));
+void Number(JsonWriter& reply, const JsonKey& key, std::uint64_t value) {
+    reply.Member(key, DecimalDigits(static_cast<std::int64_t>(value)));
 }
 
-void Number(JsonWriter& reply, TextView key, std::int64_t value) {
-    reply.Member(key, DecimalText(value));
+void Number(JsonWriter& reply, const JsonKey& key, std::int64_t value) {
+    reply.Member(key, DecimalDigits(value));
 }
 
 void WriteGateway(JsonWriter& reply) {
@@ -99,7 +100,7 @@ void WritePublications(JsonWriter& reply) {
     reply.BeginArray(L"Publications");
     for (const PublicationCount& kind : PublicationCounts()) {
         reply.BeginObject();
-        reply.Member(L"DataType", kind.dataType);
+        reply.Member(L"DataType", *FromUtf8(kind.dataType));
         Number(reply, L"Count", kind.count);
         reply.EndObject();
     }

@@ -1,4 +1,5 @@
 #include "foundation/support/Json.h"
+#include "foundation/support/JsonWriter.h"
 #include "foundation/support/Utf.h"
 #include "tests/TempFolder.h"
 
@@ -162,7 +163,8 @@ TEST(Json, WriterKeepsTheOrderOfItsCalls) {
     writer.Member(L"a", TextView(L"\0", 1));
     writer.EndObject();
     writer.EndArray();
-    EXPECT_EQ(writer.Finish(), L"{\"z\":\"a\\\"\\\\/\\u0001\xE9\",\"list\":[{\"a\":\"\\u0000\"}]}");
+    EXPECT_EQ(writer.Finish(),
+              "{\"z\":\"a\\\"\\\\/\\u0001\xC3\xA9\",\"list\":[{\"a\":\"\\u0000\"}]}");
 }
 
 } // namespace

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <random>
+
 namespace halvane {
 namespace {
 
@@ -53,11 +56,42 @@ TEST(NumberText, FixedPointModes) {
         {7, -1, ""},
     };
     for (const auto& [value, mode, text] : cases)
-        EXPECT_EQ(ToUtf8(FormatFixedPoint(value, mode)), text) << value << " in mode " << mode;
-    EXPECT_EQ(FormatLong(INT32_MIN), L"");
-    EXPECT_EQ(FormatLong(-7), L"-7");
-    EXPECT_EQ(FormatSixDecimals(kMin), L"-922337203.685478");
-    EXPECT_EQ(FormatSixDecimals(1234500000000), L"123.450000");
+        EXPECT_EQ(FormatFixedPoint(value, mode).View(), text) << value << " in mode " << mode;
+    EXPECT_EQ(FormatLong(INT32_MIN).View(), "");
+    EXPECT_EQ(FormatLong(-7).View(), "-7");
+    EXPECT_EQ(FormatSixDecimals(kMin).View(), "-922337203.685478");
+    EXPECT_EQ(FormatSixDecimals(1234500000000).View(), "123.450000");
+}
+
+// What the C library makes of the value; zeros at the end and a point before them are taken off.
+std::string Printed(double value, int decimals, bool trimmed = true) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*lf", decimals, value);
+    const std::string all = text;
+    if (!trimmed) return all;
+    const std::string some = all.substr(0, all.find_last_not_of('0') + 1);
+    return some.ends_with('.') ? some.substr(0, some.size() - 1) : some;
+}
+
+// NUMBER_TEXTS=100000000 tries as many values; it takes some minutes.
+TEST(NumberText, IsWhatTheCLibraryPrints) {
+    const char* const wanted = std::getenv("NUMBER_TEXTS");
+    std::mt19937_64 random(20261122);
+    for (int rest = wanted != nullptr ? std::atoi(wanted) : 200'000; rest > 0; --rest) {
+        auto value = static_cast<std::int64_t>(random()) >> random() % 64;
+        if (rest % 4 == 0) value = value / 500 * 500; // halfway between two decimals, often
+        if (value == kMin) continue;
+        const auto number = static_cast<double>(value);
+        ASSERT_EQ(FormatFixedPoint(value, kAmount).View(), Printed(number / 1e6, 6)) << value;
+        ASSERT_EQ(FormatFixedPoint(value, kPrice).View(), Printed(number / 1e10, 7)) << value;
+        ASSERT_EQ(FormatFixedPoint(value, kCents).View(),
+                  Printed(std::round(number / 1e8) / 100, 2))
+            << value;
+        ASSERT_EQ(FormatFixedPoint(value, kAveragePrice).View(), Printed(number / 1e10, 8))
+            << value;
+        ASSERT_EQ(FormatSixDecimals(value).View(), Printed(number / 1e10, 6, false)) << value;
+        ASSERT_EQ(FormatFixedPoint(value, kWhole).View(), std::to_string(value));
+    }
 }
 
 TEST(Symbols, CombineAndSplit) {

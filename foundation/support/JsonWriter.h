@@ -1,0 +1,78 @@
+#pragma once
+
+#include "foundation/support/Numbers.h"
+
+#include <array>
+#include <string>
+
+namespace halvane {
+
+// The name of a member, of printable ASCII, as it is written with all that stands around it: made
+// when the program is compiled, so that a member begins with one copy.
+class JsonKey {
+  public:
+    static constexpr std::size_t kMost = 48;
+
+    consteval JsonKey(const wchar_t* name) : name_(name) {
+        Put(',');
+        Put('"');
+        for (const wchar_t unit : name_) {
+            if (unit < L' ' || unit > L'~' || unit == L'"' || unit == L'\\')
+                throw "to be escaped in JSON";
+            Put(static_cast<char>(unit));
+        }
+        for (const char each : {'"', ':', '"'})
+            Put(each);
+    }
+
+    constexpr TextView Name() const { return name_; }
+    // Begins with a comma and ends with the quote of a text.
+    const char* Written() const { return written_.data(); }
+    std::size_t Size() const { return size_; }
+
+  private:
+    consteval void Put(char c) { written_.at(size_++) = c; }
+
+    TextView name_;
+    std::array<char, kMost> written_{};
+    std::size_t size_ = 0;
+};
+
+// Writes a document member by member, compactly, in the order of the calls, as UTF-8: a surrogate
+// without its partner becomes U+FFFD.
+class JsonWriter {
+  public:
+    JsonWriter() { Append("{"); }
+
+    void Member(const JsonKey& key, TextView value) {
+        PutKey(key);
+        PutText(value);
+    }
+    void Member(const JsonKey& key, const NumberDigits& value);
+    void MemberNamed(TextView key, TextView value); // of a name that is not known before
+    // A value that is JSON.
+    void MemberJson(const JsonKey& key, TextView json);
+
+    void BeginObject(const JsonKey& key) { Open(key, '{'); }
+    void BeginArray(const JsonKey& key) { Open(key, '['); }
+    void BeginObject(); // an element of the open array
+    void EndObject() { Append("}"); }
+    void EndArray() { Append("]"); }
+
+    // Closes the outermost object and gives the document; nothing may be written after it.
+    std::string Finish();
+
+  private:
+    char* Room(std::size_t size);
+    void Append(std::string_view bytes);
+    bool IsFirst() const;
+    void PutKey(const JsonKey& key);
+    void Open(const JsonKey& key, char bracket);
+    void PutText(TextView text);
+    void PutEscaped(TextView text);
+
+    std::string bytes_ = std::string(240, '\0'); // longer than what is written
+    std::size_t size_ = 0;
+};
+
+} // namespace halvane
