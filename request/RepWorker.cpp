@@ -103,10 +103,12 @@ void RepWorker::ServeNext() {
 }
 
 void RepWorker::DoWork(std::string_view bytes) {
-    const Text text = FromUtf8(bytes.substr(0, bytes.find('\0'))).value_or(L"");
-    Log().Info(L"DoWork:%s", text);
+    bytes = bytes.substr(0, bytes.find('\0'));
+    const std::optional<Text> text = FromUtf8(bytes);
+    Log().InfoBytes("DoWork:", text ? bytes : std::string_view());
     JsonDocument document;
-    const JsonValue* name = ParseJson(text, document) ? FindMember(document, L"Request") : nullptr;
+    const JsonValue* name =
+        text && ParseJson(*text, document) ? FindMember(document, L"Request") : nullptr;
     if (name == nullptr || !name->IsString()) {
         Log().Fatal(L"parse failed for json data");
         ReplyFail(kNoRequest, L"", L"");

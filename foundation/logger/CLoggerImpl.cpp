@@ -3,6 +3,8 @@
 #include "foundation/logger/LogErrors.h"
 #include "foundation/logger/LogScreen.h"
 #include "foundation/support/Format.h"
+#include "foundation/support/Process.h"
+#include "foundation/support/Utf.h"
 
 #include <algorithm>
 #include <chrono>
@@ -13,16 +15,7 @@
 namespace halvane {
 namespace {
 
-constexpr std::size_t kBlockOverhead = 64; // what a queued record costs beside its own bytes
-
-// The line that owns up to what is missing, whatever the level.
-LogMsgPtr NewNotice(std::uint64_t count, const wchar_t* fate) {
-    const Text text = Format(L"%lld messages %s", static_cast<std::int64_t>(count), fate);
-    LogMsgPtr msg = NewLogMsg(ILogger::LL_WARN, text.c_str());
-    if (msg == nullptr) throw std::bad_alloc();
-    msg->time = ToLocalTime(TheClock().UnixTimeMs());
-    return msg;
-}
+constexpr std::size_t kLineOverhead = 64; // what a queued line costs beside its text
 
 } // namespace
 
@@ -74,13 +67,22 @@ int CLoggerImpl::Close() {
 }
 
 void CLoggerImpl::Write(LogLevel level, const wchar_t* text) {
-    if (!open_) {
-        Fail(kLogWrongState);
-        return;
-    }
-    if (level < level_) return;
+    if (!Takes(level)) return;
     try {
-        if (LogMsgPtr msg = NewLogMsg(level, text)) Enqueue(std::move(msg));
+        LogMsgPtr record = IsPrintToScreen() != 0 ? NewLogMsg(level, text) : nullptr;
+        Enqueue(level, {}, ToNarrow(TextView(text == nullptr ? L"" : text)), std::move(record));
+    } catch (const std::exception&) {
+        Fail(kLogUnspecified);
+    }
+}
+
+void CLoggerImpl::WriteBytes(LogLevel level, std::string_view what, std::string_view utf8) {
+    if (!Takes(level)) return;
+    try {
+        if (IsPrintToScreen() != 0 || !IsNarrow(utf8))
+            Write(level, FromUtf8(std::string(what).append(utf8)).value_or(L"").c_str());
+        else
+            Enqueue(level, what, utf8, nullptr);
     } catch (const std::exception&) {
         Fail(kLogUnspecified);
     }
@@ -129,49 +131,67 @@ bool CLoggerImpl::StartWriter() {
     }
 }
 
-void CLoggerImpl::Enqueue(LogMsgPtr msg) {
+// A cheap look; the level is looked at again under the lock.
+bool CLoggerImpl::Takes(LogLevel level) {
+    if (!open_) Fail(kLogWrongState);
+    return open_ && level >= level_;
+}
+
+void CLoggerImpl::Enqueue(LogLevel level, std::string_view what, std::string_view text,
+                          LogMsgPtr record) {
+    const LineHead head = HeadOf(CurrentThreadId(), level);
     bool wake = false;
     {
         const MutexLock guard(lock_);
-        if (level_ == LL_NONE || msg->level < level_) return;
-        if (queuedBytes_ + Cost(*msg) > queueLimit_) {
-            ++dropped_;
-        } else {
-            msg->time = ToLocalTime(TheClock().UnixTimeMs());
-            const std::size_t cost = Cost(*msg);
-            queue_.push_back(std::move(msg));
-            queuedBytes_ += cost;
-            ++accepted_;
-        }
-        wake = !std::exchange(signalled_, true);
+        if (level_ == LL_NONE || level < level_) return;
+        Put(head, what, text, std::move(record));
+        signalled_ = true;
+        wake = std::exchange(waiting_, false);
     }
     if (wake) wake_.notify_one();
 }
 
 // A single message may be larger than the limit. It counts for half of it, so that it finds room
 // and leaves some to the others.
-std::size_t CLoggerImpl::Cost(const TLogMsg& msg) const {
-    return std::min<std::size_t>(msg.size + kBlockOverhead, queueLimit_ / 2);
+void CLoggerImpl::Put(const LineHead& head, std::string_view what, std::string_view text,
+                      LogMsgPtr record) {
+    const std::size_t size = what.size() + text.size() + (record != nullptr ? record->size : 0);
+    const std::size_t cost = std::min<std::size_t>(size + kLineOverhead, queueLimit_ / 2);
+    if (queuedBytes_ + cost > queueLimit_) {
+        ++dropped_;
+        return;
+    }
+    const std::int64_t now = TheClock().UnixTimeMs();
+    if (std::exchange(stamped_, now) != now) stamp_ = StampOf(ToLocalTime(now));
+    if (record != nullptr) {
+        record->time = ToLocalTime(now);
+        queue_.records.push_back(std::move(record));
+    }
+    queue_.lines.Add({{stamp_.data(), stamp_.size()}, head.View(), what, text});
+    queue_.bytes += cost;
+    queuedBytes_ += cost;
+    ++accepted_;
 }
 
 void CLoggerImpl::RunWriter() noexcept {
+    Queue batch;
     MutexLock guard(lock_);
     for (;;) {
-        while (!signalled_)
+        while (!signalled_) {
+            waiting_ = true;
             wake_.wait(guard);
-        signalled_ = false;
+        }
+        signalled_ = waiting_ = false;
         if (level_ == LL_NONE) break;
-        Queue batch;
-        batch.swap(queue_);
+        std::swap(batch, queue_);
         const std::uint64_t dropped = std::exchange(dropped_, 0);
         guard.unlock();
 
         const bool written = WriteBatch(batch, dropped);
-        const std::size_t count = batch.size();
-        std::size_t bytes = 0;
-        for (const LogMsgPtr& msg : batch)
-            bytes += Cost(*msg);
-        batch.clear();
+        const std::size_t count = batch.lines.Count();
+        const std::size_t bytes = std::exchange(batch.bytes, 0);
+        batch.lines.Clear();
+        batch.records.clear();
 
         guard.lock();
         if (!written) dropped_ += dropped; // still to be told
@@ -179,7 +199,7 @@ void CLoggerImpl::RunWriter() noexcept {
         done_ += count;
         drained_.notify_all();
     }
-    queue_.clear();
+    queue_ = {};
     queuedBytes_ = 0;
     accepted_ = done_;
     dropped_ = 0;
@@ -188,31 +208,39 @@ void CLoggerImpl::RunWriter() noexcept {
 
 // What was lost before is told ahead of the batch, what was dropped meanwhile behind it. False when
 // the file was to be written and did not take all.
-bool CLoggerImpl::WriteBatch(const Queue& batch, std::uint64_t dropped) {
+bool CLoggerImpl::WriteBatch(Queue& batch, std::uint64_t dropped) {
     const bool toFile = IsPrintToFile() != 0;
     bool usable = !toFile || Succeeds([&] { return file_.Open(); });
     const std::uint64_t before = file_.Written();
-    const auto put = [&](const TLogMsg& msg) {
-        Post(msg);
-        if (toFile && usable) usable = Succeeds([&] { return file_.Append(FormatLine(msg)); });
-    };
+    // The lines that own up to what is missing, whatever the level.
     const auto own = [&](std::uint64_t count, const wchar_t* fate) {
-        LogMsgPtr notice;
-        usable = usable && Succeeds([&] {
-                     notice = NewNotice(count, fate);
-                     return kLogNoError;
-                 });
-        if (usable) put(*notice);
+        usable = usable && Succeeds([&] { return Own(count, fate, toFile); });
     };
     const bool owning = usable && lost_ > 0;
     if (owning) own(lost_, L"lost: the file could not be written");
-    for (const LogMsgPtr& msg : batch)
-        put(*msg);
+    for (LogMsgPtr& record : batch.records)
+        Post(std::move(record));
+    if (toFile && usable) usable = Succeeds([&] { return file_.Append(batch.lines); });
     if (dropped > 0) own(dropped, L"dropped: the log could not keep up");
     if (!toFile) return usable;
-    usable = Succeeds([&] { return file_.Close(); }) && usable;
-    CountLost(batch.size(), owning, file_.Written() - before);
+    file_.Close();
+    CountLost(batch.lines.Count(), owning, file_.Written() - before);
     return usable;
+}
+
+std::int32_t CLoggerImpl::Own(std::uint64_t count, const wchar_t* fate, bool toFile) {
+    const Text text = Format(L"%lld messages %s", static_cast<std::int64_t>(count), fate);
+    const LocalTime now = ToLocalTime(TheClock().UnixTimeMs());
+    LogMsgPtr record = NewLogMsg(LL_WARN, text.c_str());
+    if (record == nullptr) throw std::bad_alloc();
+    record->time = now;
+    Post(std::move(record));
+    if (!toFile) return kLogNoError;
+    const LineStamp stamp = StampOf(now);
+    LogLines line;
+    line.Add(
+        {{stamp.data(), stamp.size()}, HeadOf(CurrentThreadId(), LL_WARN).View(), ToNarrow(text)});
+    return file_.Append(line);
 }
 
 // What was written is the beginning of what was to be.
@@ -224,12 +252,10 @@ void CLoggerImpl::CountLost(std::uint64_t messages, bool owning, std::uint64_t w
     lost_ += messages - std::min(messages, written);
 }
 
-void CLoggerImpl::Post(const TLogMsg& msg) {
+void CLoggerImpl::Post(LogMsgPtr record) {
     HWND__* const window = IsPrintToScreen() != 0 ? window_.load() : nullptr;
-    if (window == nullptr) return;
-    LogMsgPtr copy = CopyLogMsg(msg);
-    if (copy != nullptr && PostToWindow(window, this, copy.get()))
-        static_cast<void>(copy.release()); // the window's
+    if (window != nullptr && PostToWindow(window, this, record.get()))
+        static_cast<void>(record.release()); // the window's
 }
 
 } // namespace halvane

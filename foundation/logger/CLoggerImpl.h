@@ -2,18 +2,19 @@
 
 #include "foundation/logger/LogFile.h"
 #include "foundation/logger/LogFormat.h"
+#include "foundation/logger/LogLines.h"
 #include "foundation/support/Mutex.h"
 
 #include <atomic>
-#include <list>
 #include <thread>
+#include <vector>
 
 namespace halvane {
 
-// The logger: any thread queues messages, one thread of its own writes them in batches, opening and
-// closing the file once per batch. A file that cannot be opened or written loses the batch, not the
-// logger: the next one tries again, and once the file takes lines again one at WARN says how many
-// messages were lost.
+// The logger: any thread puts its line together and queues it as the bytes that it is in the file;
+// one thread of its own writes them in batches, opening and closing the file once per batch. A file
+// that cannot be opened or written loses the batch, not the logger: the next one tries again, and
+// once the file takes lines again one at WARN says how many messages were lost.
 class CLoggerImpl final : public ILogger {
   public:
     static constexpr std::size_t kQueueLimit = 64u << 20;
@@ -42,24 +43,34 @@ class CLoggerImpl final : public ILogger {
     HWND__* GetWindow() override { return window_; }
     void FreeLogMsg(const TLogMsg* msg) override;
 
+    // Write for a text that is UTF-8 already, in two parts, neither of which holds a zero.
+    void WriteBytes(LogLevel level, std::string_view what, std::string_view utf8);
+
     // Waits until the writer is done with all that was queued before this call. False when the time
     // is over or the logger is closed first.
     bool Drain(std::uint32_t timeoutMs);
 
   private:
-    using Queue = std::list<LogMsgPtr>;
+    struct Queue {
+        LogLines lines;
+        std::vector<LogMsgPtr> records; // of the same messages, for a window
+        std::size_t bytes = 0;          // that they count for
+    };
 
     int Fail(std::int32_t error);
     bool Succeeds(const auto& step);
     std::int32_t TestFile(const wchar_t* fileName);
     bool StartWriter();
-    std::size_t Cost(const TLogMsg& msg) const;
-    void Enqueue(LogMsgPtr msg);
+    bool Takes(LogLevel level);
+    void Enqueue(LogLevel level, std::string_view what, std::string_view text, LogMsgPtr record);
+    void Put(const LineHead& head, std::string_view what, std::string_view text, LogMsgPtr record)
+        REQUIRES(lock_);
 
     void RunWriter() noexcept;
-    bool WriteBatch(const Queue& batch, std::uint64_t dropped);
+    bool WriteBatch(Queue& batch, std::uint64_t dropped);
+    std::int32_t Own(std::uint64_t count, const wchar_t* fate, bool toFile);
     void CountLost(std::uint64_t messages, bool owning, std::uint64_t written);
-    void Post(const TLogMsg& msg);
+    void Post(LogMsgPtr record);
 
     const std::size_t queueLimit_;
     Mutex lifecycle_; // held while opening and closing; taken before lock_
@@ -69,7 +80,10 @@ class CLoggerImpl final : public ILogger {
     std::uint64_t accepted_ GUARDED_BY(lock_) = 0;  // messages ever queued
     std::uint64_t done_ GUARDED_BY(lock_) = 0;      // of these, the writer is done with
     std::uint64_t dropped_ GUARDED_BY(lock_) = 0;   // for want of room, not yet told
-    bool signalled_ GUARDED_BY(lock_) = false;
+    bool signalled_ GUARDED_BY(lock_) = false;      // there is something for the writer to do
+    bool waiting_ GUARDED_BY(lock_) = false;        // the writer sleeps until it is woken
+    std::int64_t stamped_ GUARDED_BY(lock_) = -1;   // the millisecond that stamp_ tells
+    LineStamp stamp_ GUARDED_BY(lock_){};
     std::condition_variable_any wake_;    // signalled_ was set
     std::condition_variable_any drained_; // done_ or level_ has changed
 

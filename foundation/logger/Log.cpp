@@ -5,6 +5,7 @@
 #include "foundation/support/Utf.h"
 
 #include <exception>
+#include <typeinfo>
 
 namespace halvane {
 namespace {
@@ -40,6 +41,8 @@ void ProcessLog::InfoBytes(std::string_view what, std::string_view utf8) const {
     ILogger& logger = TheLogger();
     if (ILogger::LL_INFO < logger.GetLogLevel()) return;
     try {
+        if (typeid(logger) == typeid(CLoggerImpl))
+            return static_cast<CLoggerImpl&>(logger).WriteBytes(ILogger::LL_INFO, what, utf8);
         const std::optional<Text> text = FromUtf8(std::string(what).append(utf8));
         logger.Write(ILogger::LL_INFO, text.value_or(L"").c_str());
     } catch (const std::exception&) {

@@ -14,7 +14,6 @@ namespace halvane {
 namespace {
 
 constexpr std::int64_t kLargest = 104'857'600; // 100 MiB
-constexpr std::size_t kGathered = 65'536;      // bytes to write at once
 constexpr std::uint32_t kBadPath = 3;
 
 std::size_t LastSeparator(const Text& path) {
@@ -73,29 +72,32 @@ std::int32_t LogFile::Open() {
     return ToLogError(error);
 }
 
-std::int32_t LogFile::Append(std::string_view line) {
-    if (gathered_.empty() && torn_) gathered_ = "\r\n"; // ends what a full disk cut short
-    gathered_ += line;
-    ends_.push_back(gathered_.size());
-    return gathered_.size() < kGathered ? kLogNoError : Flush();
-}
-
-std::int32_t LogFile::Close() {
-    const std::int32_t error = Flush();
-    file_.Close();
-    return error;
-}
-
-std::int32_t LogFile::Flush() {
-    if (gathered_.empty()) return kLogNoError;
-    std::string_view rest = gathered_;
-    const std::uint32_t error = file_.Write(rest);
-    const std::size_t done = gathered_.size() - rest.size();
-    written_ += static_cast<std::uint64_t>(std::ranges::upper_bound(ends_, done) - ends_.begin());
-    if (done > 0) torn_ = gathered_[done - 1] != '\n';
-    gathered_.clear();
-    ends_.clear();
+std::int32_t LogFile::Append(const LogLines& lines) {
+    std::uint32_t error = EndTornLine();
+    std::size_t done = 0;
+    for (const std::string& block : lines.Blocks()) {
+        if (error != 0) break;
+        std::string_view rest = block;
+        error = file_.Write(rest);
+        const std::size_t size = block.size() - rest.size();
+        if (size > 0) torn_ = block[size - 1] != '\n';
+        done += size;
+    }
+    for (const std::size_t size : lines.Sizes()) {
+        if (done < size) break;
+        done -= size;
+        ++written_;
+    }
     return ToLogError(error);
+}
+
+// Ends what a full disk cut short.
+std::uint32_t LogFile::EndTornLine() {
+    if (!torn_) return 0;
+    std::string_view end = "\r\n";
+    const std::uint32_t error = file_.Write(end);
+    torn_ = error != 0;
+    return error;
 }
 
 void LogFile::UpdateName() {

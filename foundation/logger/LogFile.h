@@ -1,10 +1,9 @@
 #pragma once
 
+#include "foundation/logger/LogLines.h"
 #include "foundation/logger/SystemFile.h"
 
 #include <cstdint>
-#include <string>
-#include <vector>
 
 namespace halvane {
 
@@ -24,11 +23,10 @@ class LogFile {
     // Opens today's file at its end; creates it, and its folder with all parents, when missing.
     std::int32_t Open();
 
-    // Adds a line. Lines are gathered and written together, a failure may show at a later call.
-    std::int32_t Append(std::string_view line);
+    // Writes lines, all or as far as it goes.
+    std::int32_t Append(const LogLines& lines);
 
-    // Writes what was gathered and closes the file.
-    std::int32_t Close();
+    void Close() { file_.Close(); }
 
     // How many lines have been written whole, ever. Of those that were added since some Open, these
     // are the first.
@@ -38,7 +36,7 @@ class LogFile {
     void UpdateName();
     void NameAfter(std::int64_t time);
     Text DatedName() const;
-    std::int32_t Flush();
+    std::uint32_t EndTornLine();
 
     Text base_;
     Text directory_;
@@ -46,8 +44,6 @@ class LogFile {
     int index_ = 0;          // its number on its day
     std::int64_t named_ = 0; // when the name was made, seconds since 1970
     SystemFile file_;
-    std::string gathered_;
-    std::vector<std::size_t> ends_; // of the lines in it
     std::uint64_t written_ = 0;
     bool torn_ = false; // the file ends inside a line
 };

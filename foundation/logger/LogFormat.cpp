@@ -1,11 +1,9 @@
 #include "foundation/logger/LogFormat.h"
 
+#include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
-#include "foundation/support/Utf.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstring>
 #include <cwchar>
 #include <limits>
 
@@ -13,7 +11,6 @@ namespace halvane {
 namespace {
 
 constexpr std::size_t kBlockWithoutText = 30; // the text's own zero comes on top
-constexpr std::size_t kLineWithoutText = 48;
 constexpr std::size_t kLevelWidth = 5;
 
 // The text goes on behind the structure, so it is reached from the block, not from the member.
@@ -22,11 +19,9 @@ char16_t* TextOf(void* block) {
     return reinterpret_cast<char16_t*>(bytes + offsetof(ILogger::TLogMsg, text));
 }
 
-void PutNumber(std::string& line, std::int32_t number, std::size_t width, char fill) {
-    char digits[16];
-    const char* const end = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
-    const auto size = static_cast<std::size_t>(end - digits);
-    line.append(width - std::min(width, size), fill).append(digits, size);
+void PutDigits(char* at, int width, unsigned number) {
+    for (; width > 0; number /= 10)
+        at[--width] = static_cast<char>('0' + number % 10);
 }
 
 } // namespace
@@ -46,26 +41,33 @@ LogMsgPtr NewLogMsg(ILogger::LogLevel level, const wchar_t* text) {
     return msg;
 }
 
-LogMsgPtr CopyLogMsg(const ILogger::TLogMsg& msg) {
-    void* block = std::malloc(msg.size);
-    if (block != nullptr) std::memcpy(block, &msg, msg.size);
-    return LogMsgPtr(static_cast<ILogger::TLogMsg*>(block));
+LineStamp StampOf(const LocalTime& time) {
+    LineStamp stamp{'0', '0', ':', '0', '0', ':', '0', '0', '.'};
+    PutDigits(&stamp[0], 2, time.hour);
+    PutDigits(&stamp[3], 2, time.minute);
+    PutDigits(&stamp[6], 2, time.second);
+    PutDigits(&stamp[9], 3, time.milliseconds);
+    return stamp;
 }
 
-std::string FormatLine(const ILogger::TLogMsg& msg) {
-    const std::string text =
-        ToNarrow(std::u16string_view(TextOf(const_cast<ILogger::TLogMsg*>(&msg))));
-    std::string line;
-    line.reserve(kLineWithoutText + text.size());
-    PutNumber(line, msg.time.hour, 2, '0');
-    PutNumber(line += ':', msg.time.minute, 2, '0');
-    PutNumber(line += ':', msg.time.second, 2, '0');
-    PutNumber(line += '.', msg.time.milliseconds, 3, '0');
-    PutNumber(line += ' ', static_cast<std::int32_t>(msg.threadId), 6, ' ');
-    const TextView level = ILogger_GetLogLevelDesc(msg.level);
-    line.append("  [").append(level.begin(), level.end());
-    line.append(kLevelWidth - std::min(kLevelWidth, level.size()), ' ').append("]  ");
-    return line.append(text).append("\r\n");
+LineHead HeadOf(std::uint32_t threadId, std::int32_t level) {
+    constexpr std::size_t kIdWidth = 6;
+    const NumberDigits id = DecimalDigits(static_cast<std::int32_t>(threadId));
+    const TextView name = ILogger_GetLogLevelDesc(level);
+    LineHead head;
+    const auto put = [&head](std::size_t count, auto from) {
+        std::copy_n(from, count, head.text.begin() + static_cast<std::ptrdiff_t>(head.size));
+        head.size += count;
+    };
+    constexpr std::string_view kBlanks = "          ", kOpen = "  [", kClose = "]  ";
+    put(1 + kIdWidth - std::min<std::size_t>(kIdWidth, id.size), kBlanks.begin());
+    put(id.size, id.text);
+    put(kOpen.size(), kOpen.begin());
+    for (const wchar_t letter : name)
+        head.text[head.size++] = static_cast<char>(letter);
+    put(kLevelWidth - std::min(kLevelWidth, name.size()), kBlanks.begin());
+    put(kClose.size(), kClose.begin());
+    return head;
 }
 
 } // namespace halvane

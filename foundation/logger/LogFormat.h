@@ -3,9 +3,10 @@
 #include "foundation/logger/ILogger.h"
 #include "foundation/support/Text.h"
 
+#include <array>
 #include <cstdlib>
 #include <memory>
-#include <string>
+#include <string_view>
 
 namespace halvane {
 
@@ -19,10 +20,20 @@ using LogMsgPtr = std::unique_ptr<ILogger::TLogMsg, LogMsgDeleter>;
 // null, which counts as "".
 LogMsgPtr NewLogMsg(ILogger::LogLevel level, const wchar_t* text);
 
-LogMsgPtr CopyLogMsg(const ILogger::TLogMsg& msg);
+// A line of the log file is "09:30:05.123   4312  [INFO ]  text" and CR LF, in the narrow encoding
+// of the system. Its date is in the file's name.
 
-// The line of the log file, in the narrow encoding of the system:
-// "09:30:05.123   4312  [INFO ]  text" and CR LF. Its date is in the file's name.
-std::string FormatLine(const ILogger::TLogMsg& msg);
+// The time.
+using LineStamp = std::array<char, 12>;
+LineStamp StampOf(const LocalTime& time);
+
+// What stands between time and text.
+struct LineHead {
+    std::array<char, 32> text;
+    std::size_t size = 0;
+
+    std::string_view View() const { return {text.data(), size}; }
+};
+LineHead HeadOf(std::uint32_t threadId, std::int32_t level);
 
 } // namespace halvane

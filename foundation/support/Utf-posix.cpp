@@ -5,6 +5,8 @@ namespace halvane {
 std::string ToNarrow(TextView text) { return ToUtf8(text); }
 std::string ToNarrow(std::u16string_view text) { return ToUtf8(text); }
 
+bool IsNarrow(std::string_view) { return true; }
+
 std::filesystem::path ToPath(TextView text) { return ToUtf8(text); }
 
 // A file name that is not UTF-8 has no text; the replacement character stands for it.

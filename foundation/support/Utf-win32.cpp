@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+
 namespace halvane {
 
 std::string ToNarrow(TextView text) {
@@ -15,6 +17,10 @@ std::string ToNarrow(TextView text) {
 
 std::string ToNarrow(std::u16string_view text) {
     return ToNarrow(TextView(reinterpret_cast<const wchar_t*>(text.data()), text.size()));
+}
+
+bool IsNarrow(std::string_view utf8) {
+    return std::ranges::all_of(utf8, [](char unit) { return unit >= 0; });
 }
 
 std::filesystem::path ToPath(TextView text) { return Text(text); }

@@ -31,6 +31,9 @@ std::string ToUtf8(std::u16string_view text);
 std::string ToNarrow(TextView text);
 std::string ToNarrow(std::u16string_view text);
 
+// Whether bytes that are UTF-8 are the same in that encoding.
+bool IsNarrow(std::string_view utf8);
+
 // File names in the form that the system's file functions take, and back.
 std::filesystem::path ToPath(TextView text);
 Text FromPath(const std::filesystem::path& path);

@@ -89,8 +89,14 @@ int Run(const Text& market, const Text& log) {
     file.SetBase(log + L".lines");
     file.Open();
     const Text line(212, L'x');
-    Count("line", 10 * kRounds, // so short that what happens once would show
-          [&] { file.Append(FormatLine(*NewLogMsg(ILogger::LL_INFO, line.c_str()))); });
+    LogLines lines;
+    Count("line", 10 * kRounds, [&] { // so short that what happens once would show
+        const LineStamp stamp = StampOf(ToLocalTime(TheClock().UnixTimeMs()));
+        lines.Add({{stamp.data(), stamp.size()}, HeadOf(1, 3).View(), ToNarrow(line)});
+        if (lines.Count() % 100 != 0) return;
+        file.Append(lines);
+        lines.Clear();
+    });
     file.Close();
     ShutDownLog();
     return 0;

@@ -18,17 +18,18 @@ namespace {
 constexpr std::int64_t kLargest = 104'857'600;
 
 TEST(LogFormat, LineHasItsColumns) {
-    LogMsgPtr msg = NewLogMsg(ILogger::LL_INFO, L"[RepWorker]working...");
-    EXPECT_EQ(msg->size, 30u + 2 * 22);
-    msg->threadId = 4312;
-    msg->time = {2026, 11, 0, 15, 9, 30, 5, 123};
-    EXPECT_EQ(FormatLine(*msg), "09:30:05.123   4312  [INFO ]  [RepWorker]working...\r\n");
+    const auto start = [](const LocalTime& time, std::uint32_t threadId, int level) {
+        const LineStamp stamp = StampOf(time);
+        return std::string(stamp.begin(), stamp.end()).append(HeadOf(threadId, level).View());
+    };
+    EXPECT_EQ(start({2026, 11, 0, 15, 9, 30, 5, 123}, 4312, 3), "09:30:05.123   4312  [INFO ]  ");
+    EXPECT_EQ(start({}, 1234567, 7), "00:00:00.000 1234567  [-----]  ");
+    EXPECT_EQ(start({}, 4294967295, 6), "00:00:00.000     -1  [FATAL]  ");
+}
 
-    msg = NewLogMsg(static_cast<ILogger::LogLevel>(7), nullptr);
-    EXPECT_EQ(msg->size, 32u);
-    EXPECT_EQ(msg->time.year, 0);
-    msg->threadId = 1234567;
-    EXPECT_EQ(FormatLine(*msg), "00:00:00.000 1234567  [-----]  \r\n");
+TEST(LogFormat, RecordHasItsSize) {
+    EXPECT_EQ(NewLogMsg(ILogger::LL_INFO, L"[RepWorker]working...")->size, 30u + 2 * 22);
+    EXPECT_EQ(NewLogMsg(ILogger::LL_INFO, nullptr)->size, 32u);
 }
 
 TEST(LogErrors, SystemErrorsBecomeCodes) {
@@ -204,7 +205,7 @@ TEST_F(LoggerTest, WhatDoesNotFitIsDroppedAndSaidOnce) {
     clock_.Shut();
     logger_.Info_0(L"with the writer");
     clock_.AwaitWaiter();
-    const Text large(1000, L'x'); // two of them exceed the limit of this logger
+    const Text large(2000, L'x'); // two of them exceed the limit of this logger
     for (int i = 0; i < 4; ++i)
         logger_.Info_0(large.c_str());
     logger_.Info_0(L"small enough");
