@@ -159,6 +159,7 @@ void CLoggerImpl::Put(const LineHead& head, std::string_view what, std::string_v
     const std::size_t cost = std::min<std::size_t>(size + kLineOverhead, queueLimit_ / 2);
     if (queuedBytes_ + cost > queueLimit_) {
         ++dropped_;
+        ++missing_;
         return;
     }
     const std::int64_t now = TheClock().UnixTimeMs();
@@ -249,7 +250,9 @@ void CLoggerImpl::CountLost(std::uint64_t messages, bool owning, std::uint64_t w
         lost_ = 0;
         --written;
     }
-    lost_ += messages - std::min(messages, written);
+    const std::uint64_t lost = messages - std::min(messages, written);
+    lost_ += lost;
+    missing_ += lost;
 }
 
 void CLoggerImpl::Post(LogMsgPtr record) {

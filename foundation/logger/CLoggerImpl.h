@@ -46,6 +46,9 @@ class CLoggerImpl final : public ILogger {
     // Write for a text that is UTF-8 already, in two parts, neither of which holds a zero.
     void WriteBytes(LogLevel level, std::string_view what, std::string_view utf8);
 
+    // Messages that were dropped or that the file did not take, ever. Safe from any thread.
+    std::uint64_t Missing() const { return missing_; }
+
     // Waits until the writer is done with all that was queued before this call. False when the time
     // is over or the logger is closed first.
     bool Drain(std::uint32_t timeoutMs);
@@ -87,6 +90,7 @@ class CLoggerImpl final : public ILogger {
     std::condition_variable_any wake_;    // signalled_ was set
     std::condition_variable_any drained_; // done_ or level_ has changed
 
+    std::atomic<std::uint64_t> missing_ = 0;
     std::atomic<std::int32_t> open_ = 0;
     std::atomic<std::int32_t> level_ = LL_NONE; // changed under lock_, read as a filter without it
     std::atomic<std::int32_t> printFlag_ = 0;

@@ -54,6 +54,11 @@ ILogger& TheLogger() { return *TheHolder().logger; }
 
 CStaticLogger& TheStaticLogger() { return TheHolder().logger; }
 
+std::uint64_t LogLinesLost() {
+    const auto* logger = dynamic_cast<CLoggerImpl*>(TheHolder().logger.Get());
+    return logger != nullptr ? logger->Missing() : 0;
+}
+
 void DrainLog() {
     auto* logger = dynamic_cast<CLoggerImpl*>(TheHolder().logger.Get());
     if (logger != nullptr) logger->Drain(kDrainMs);

@@ -51,6 +51,9 @@ inline ProcessLog Log() { return {}; }
 ILogger& TheLogger();
 CStaticLogger& TheStaticLogger();
 
+// How many of the messages that were logged will never stand in the file.
+std::uint64_t LogLinesLost();
+
 // Waits, for a few seconds at most, until all that was logged before this call has been written.
 void DrainLog();
 

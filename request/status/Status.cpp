@@ -1,5 +1,6 @@
 #include "request/status/Status.h"
 
+#include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Process.h"
@@ -32,6 +33,7 @@ void WriteGateway(JsonWriter& reply) {
     reply.Member(L"Started", UtcText(startedMs));
     Number(reply, L"UptimeMs", TheClock().UnixTimeMs() - startedMs);
     Number(reply, L"MemoryBytes", ResidentBytes());
+    Number(reply, L"LogLinesLost", LogLinesLost());
 }
 
 void WritePlatform(JsonWriter& reply) {

@@ -39,6 +39,7 @@ TEST_F(LoggerDiskTest, AFullDiskCostsABatchAndNoMore) {
     WriteAndDrain(L"kept");
     EXPECT_EQ(Lines(FileOf(0)), "[WARN ]  2 messages lost: the file could not be written\r\n"
                                 "[INFO ]  kept\r\n");
+    EXPECT_EQ(logger_.Missing(), 2);
 }
 
 TEST_F(LoggerDiskTest, WhatADiskCutsShortTearsNoOtherLine) {

@@ -219,6 +219,7 @@ TEST_F(LoggerTest, WhatDoesNotFitIsDroppedAndSaidOnce) {
                                     "[INFO ]  small enough\r\n" +
                                     "[WARN ]  3 messages dropped: the log could not keep up\r\n" +
                                     kept + kept + kept);
+    EXPECT_EQ(logger_.Missing(), 3);
 }
 
 TEST_F(LoggerTest, FourThreadsLoseAndTearNoLine) {
