@@ -22,24 +22,26 @@ std::string Escape(wchar_t unit) {
 
 } // namespace
 
+void JsonWriter::Member(const JsonKey& key, TextView value) {
+    PutText(PutKey(key, value.size() + 1), value);
+}
+
 void JsonWriter::Member(const JsonKey& key, const NumberDigits& value) {
-    PutKey(key);
-    char* const at = Room(NumberDigits::kMost + 1);
-    std::memcpy(at, value.text, NumberDigits::kMost);
+    char* const at = PutKey(key, NumberDigits::kMost + 1);
+    std::memcpy(at, value.text, NumberDigits::kMost); // of a size that is known
     at[value.size] = '"';
-    size_ += value.size + std::size_t{1};
+    end_ = at + value.size + 1;
 }
 
 void JsonWriter::MemberNamed(TextView key, TextView value) {
     Append(IsFirst() ? "\"" : ",\"");
-    PutText(key);
+    PutText(Room(key.size() + 1), key);
     Append(":\"");
-    PutText(value);
+    PutText(Room(value.size() + 1), value);
 }
 
 void JsonWriter::MemberJson(const JsonKey& key, TextView json) {
-    PutKey(key);
-    --size_; // the quote
+    end_ = PutKey(key, 0) - 1; // without the quote
     Append(ToUtf8(json));
 }
 
@@ -47,46 +49,44 @@ void JsonWriter::BeginObject() { Append(IsFirst() ? "{" : ",{"); }
 
 std::string JsonWriter::Finish() {
     Append("}");
-    bytes_.resize(size_);
+    bytes_.resize(static_cast<std::size_t>(end_ - bytes_.data()));
     return std::move(bytes_);
 }
 
-// Of that size, behind what is written.
+// The end, with at least so much room behind it.
 char* JsonWriter::Room(std::size_t size) {
-    if (bytes_.size() - size_ < size) bytes_.resize(std::max(2 * bytes_.size(), size_ + size));
-    return bytes_.data() + size_;
+    const auto written = static_cast<std::size_t>(end_ - bytes_.data());
+    if (bytes_.size() - written < size) {
+        bytes_.resize(std::max(2 * bytes_.size(), written + size));
+        end_ = bytes_.data() + written;
+    }
+    return end_;
 }
 
 void JsonWriter::Append(std::string_view bytes) {
     bytes.copy(Room(bytes.size()), bytes.size());
-    size_ += bytes.size();
+    end_ += bytes.size();
 }
 
-// Behind a bracket that opens nothing is separated by a comma.
-bool JsonWriter::IsFirst() const {
-    return size_ > 0 && (bytes_[size_ - 1] == '{' || bytes_[size_ - 1] == '[');
-}
-
-void JsonWriter::PutKey(const JsonKey& key) {
-    const std::size_t comma = IsFirst() ? 1 : 0;
-    char* const at = Room(JsonKey::kMost);
-    std::memcpy(at, key.Written() + comma, JsonKey::kMost - 1); // of a size that is known
-    size_ += key.Size() - comma;
+// Without a comma behind a bracket. Gives the key's end, with so much room behind it.
+char* JsonWriter::PutKey(const JsonKey& key, std::size_t room) {
+    char* const at = Room(JsonKey::kMost + room);
+    const std::size_t skipped = IsFirst() ? 1 : 0;
+    std::memcpy(at, key.Written() + skipped, JsonKey::kMost - 1); // of a size that is known
+    return at + key.Size() - skipped;
 }
 
 void JsonWriter::Open(const JsonKey& key, char bracket) {
-    PutKey(key);
-    bytes_[size_ - 1] = bracket; // where the quote is
+    end_ = PutKey(key, 0);
+    end_[-1] = bracket; // where the quote is
 }
 
-// With the quote behind it.
-void JsonWriter::PutText(TextView text) {
-    char* const begin = Room(text.size() + 1);
-    char* at = begin;
+// With the quote behind it, where there is room for both if nothing is to be escaped.
+void JsonWriter::PutText(char* at, TextView text) {
     auto unit = text.begin();
     for (; unit != text.end() && IsPlain(*unit); ++unit)
         *at++ = static_cast<char>(*unit);
-    size_ += static_cast<std::size_t>(at - begin);
+    end_ = at;
     if (unit != text.end()) PutEscaped({unit, text.end()});
     Append("\"");
 }

@@ -42,12 +42,11 @@ class JsonKey {
 // without its partner becomes U+FFFD.
 class JsonWriter {
   public:
-    JsonWriter() { Append("{"); }
+    JsonWriter() { *end_++ = '{'; }
+    JsonWriter(const JsonWriter&) = delete;
+    JsonWriter& operator=(const JsonWriter&) = delete;
 
-    void Member(const JsonKey& key, TextView value) {
-        PutKey(key);
-        PutText(value);
-    }
+    void Member(const JsonKey& key, TextView value);
     void Member(const JsonKey& key, const NumberDigits& value);
     void MemberNamed(TextView key, TextView value); // of a name that is not known before
     // A value that is JSON.
@@ -65,14 +64,14 @@ class JsonWriter {
   private:
     char* Room(std::size_t size);
     void Append(std::string_view bytes);
-    bool IsFirst() const;
-    void PutKey(const JsonKey& key);
-    void Open(const JsonKey& key, char bracket);
-    void PutText(TextView text);
+    bool IsFirst() const { return end_[-1] == '{' || end_[-1] == '['; }
+    char* PutKey(const JsonKey& key, std::size_t room);
+    void PutText(char* at, TextView text);
     void PutEscaped(TextView text);
+    void Open(const JsonKey& key, char bracket);
 
     std::string bytes_ = std::string(240, '\0'); // longer than what is written
-    std::size_t size_ = 0;
+    char* end_ = bytes_.data();                  // of what is written
 };
 
 } // namespace halvane

@@ -3,6 +3,8 @@
 #include "tradeapi/Items.h"
 
 #include <algorithm>
+#include <array>
+#include <concepts>
 #include <cstdint>
 #include <utility>
 #include <variant>
@@ -19,32 +21,65 @@ Text AsText(const PaperValue* value);
 std::int32_t AsInt(const PaperValue* value);
 std::int64_t AsInt64(const PaperValue* value);
 
-// Values by key, in the order in which they came.
+// Values by key, in the order in which they came. What is cleared keeps its memory, texts included,
+// for the next row: it is filled in the same way.
 template <typename Key> class PaperValues {
   public:
-    void Put(Key key, PaperValue value) {
-        if (PaperValue* old = FindForWrite(key)) {
-            *old = std::move(value);
-        } else {
-            rows_.emplace_back(key, std::move(value));
-        }
+    void Put(Key key, std::int32_t value) { Row(key) = value; }
+    void Put(Key key, std::int64_t value) { Row(key) = value; }
+    void Put(Key key, TextView value) {
+        PaperValue& row = Row(key);
+        if (Text* const text = std::get_if<Text>(&row))
+            *text = value;
+        else
+            row.template emplace<Text>(value);
     }
 
     // Null when there is none.
     const PaperValue* Find(Key key) const {
-        return const_cast<PaperValues*>(this)->FindForWrite(key);
+        const std::size_t at = PlaceOf(key);
+        return at < count_ ? &rows_[at].second : nullptr;
     }
 
-    void Clear() { rows_.clear(); }
+    void Clear() {
+        count_ = 0;
+        places_.fill(0);
+    }
 
   private:
-    PaperValue* FindForWrite(Key key) {
-        const auto row = std::find_if(rows_.begin(), rows_.end(),
-                                      [&](const auto& each) { return each.first == key; });
-        return row == rows_.end() ? nullptr : &row->second;
+    // Property ids are small: a table tells their rows. All other keys are looked for.
+    static constexpr std::size_t kIds = std::integral<Key> ? 128 : 0;
+
+    static bool IsSmall(Key key) {
+        if constexpr (kIds > 0) return static_cast<std::size_t>(key) < kIds;
+        return false;
+    }
+
+    std::size_t PlaceOf(Key key) const {
+        if constexpr (kIds > 0) {
+            if (IsSmall(key)) return places_[static_cast<std::size_t>(key)] - std::size_t{1};
+        }
+        const auto end = rows_.begin() + static_cast<std::ptrdiff_t>(count_);
+        const auto row =
+            std::find_if(rows_.begin(), end, [&](const auto& each) { return each.first == key; });
+        return static_cast<std::size_t>(row - rows_.begin());
+    }
+
+    PaperValue& Row(Key key) {
+        if (const std::size_t at = PlaceOf(key); at < count_) return rows_[at].second;
+        if (count_ == rows_.size()) rows_.emplace_back();
+        auto& [rowKey, value] = rows_[count_++];
+        rowKey = key;
+        if constexpr (kIds > 0) {
+            if (IsSmall(key))
+                places_[static_cast<std::size_t>(key)] = static_cast<std::uint16_t>(count_);
+        }
+        return value;
     }
 
     std::vector<std::pair<Key, PaperValue>> rows_;
+    std::size_t count_ = 0;                    // of them, the others are kept for later
+    std::array<std::uint16_t, kIds> places_{}; // of the rows, from 1
 };
 
 // A row of the tables that fill an item.
@@ -72,8 +107,8 @@ class PaperItem : public Item {
     const PaperValue* NamedValue(TextView name) const { return named_.Find(name); }
 
     void Clear();
-    void Put(std::int32_t id, PaperValue value) { values_.Put(id, std::move(value)); }
-    void PutNamed(TextView name, PaperValue value) { named_.Put(name, std::move(value)); }
+    void Put(std::int32_t id, auto&& value) { values_.Put(id, value); }
+    void PutNamed(TextView name, auto&& value) { named_.Put(name, value); }
     void PutIndexed(std::int32_t id, std::vector<Text> texts);
 
   private:
@@ -87,7 +122,7 @@ class PaperItem : public Item {
 // The parameters of an order of any class, kept as they were put.
 class PaperParameters : public OrderParameters {
   public:
-    void PutText(std::int32_t id, TextView value) override { values_.Put(id, Text(value)); }
+    void PutText(std::int32_t id, TextView value) override { values_.Put(id, value); }
     void PutInt(std::int32_t id, std::int32_t value) override { values_.Put(id, value); }
     void PutInt64(std::int32_t id, std::int64_t value) override { values_.Put(id, value); }
 
