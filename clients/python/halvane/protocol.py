@@ -114,6 +114,9 @@ _OPERATIONS = [
 ]  # fmt: skip
 OPERATIONS: Dict[str, Operation] = {operation.name: operation for operation in _OPERATIONS}
 
+# Those that a gateway knows only where its configuration asks for them.
+OPTIONAL = {"STATUS"}
+
 _PUBLICATIONS = [
     Publication("PING"),
     Publication("ACCOUNTS", "Accounts", Account, listed=True),
