@@ -104,11 +104,10 @@ void RepWorker::ServeNext() {
 
 void RepWorker::DoWork(std::string_view bytes) {
     bytes = bytes.substr(0, bytes.find('\0'));
-    const std::optional<Text> text = FromUtf8(bytes);
-    Log().InfoBytes("DoWork:", text ? bytes : std::string_view());
+    if (!IsUtf8(bytes)) bytes = {};
+    Log().InfoBytes("DoWork:", bytes);
     JsonDocument document;
-    const JsonValue* name =
-        text && ParseJson(*text, document) ? FindMember(document, L"Request") : nullptr;
+    const JsonValue* name = ParseJson(bytes, document) ? FindMember(document, L"Request") : nullptr;
     if (name == nullptr || !name->IsString()) {
         Log().Fatal(L"parse failed for json data");
         ReplyFail(kNoRequest, L"", L"");

@@ -27,10 +27,11 @@ using JsonEncoding = rapidjson::UTF16<wchar_t>;
 using JsonValue = rapidjson::GenericValue<JsonEncoding>;
 using JsonDocument = rapidjson::GenericDocument<JsonEncoding>;
 
-// Parses one document. False for text that is no JSON, nests deeper than 1,000 levels (later steps
-// recurse), holds half of a surrogate pair, or a number beyond the largest double. Integers of up
-// to 64 bits keep their value, all other numbers are the nearest double.
-[[nodiscard]] bool ParseJson(const Text& text, JsonDocument& document);
+// Parses one document. False for what is no JSON or no UTF-8, nests deeper than 1,000 levels (later
+// steps recurse), holds an escape that is half of a surrogate pair, or a number beyond the largest
+// double. Integers of up to 64 bits keep their value, all other numbers are the nearest double.
+[[nodiscard]] bool ParseJson(std::string_view utf8, JsonDocument& document);
+[[nodiscard]] bool ParseJson(TextView text, JsonDocument& document);
 
 // The value as compact JSON: no white space, members in order.
 Text WriteJson(const JsonValue& value);

@@ -1,24 +1,18 @@
 #include "foundation/support/Json.h"
 #include "foundation/support/Numbers.h"
+#include "foundation/support/Utf.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
-#include <vector>
 
 namespace halvane {
 namespace {
 
-constexpr int kDeepest = 1000;
+constexpr std::size_t kDeepest = 1000;
 
-// A number of a text. RapidJSON never sees one: its own conversion reads outside its tables for
-// some small numbers and refuses some that a double holds.
-struct Number {
-    const wchar_t* begin;
-    const wchar_t* end;
-    JsonValue value;
-};
-using Numbers = std::vector<Number>; // in the order of the text
+bool IsBlank(char unit) { return unit == ' ' || unit == '\t' || unit == '\n' || unit == '\r'; }
 
 bool TakeDigits(std::string_view& text) {
     const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
@@ -53,8 +47,7 @@ template <class Integer> bool TakeInteger(std::string_view text, JsonValue& valu
 }
 
 // False for what is no number, or beyond the largest double.
-bool ReadNumber(TextView text, JsonValue& value) {
-    const std::string number(text.begin(), text.end());
+bool ReadNumber(std::string_view number, JsonValue& value) {
     if (!IsNumber(number)) return false;
     if (TakeInteger<std::int64_t>(number, value) || TakeInteger<std::uint64_t>(number, value))
         return true;
@@ -62,116 +55,191 @@ bool ReadNumber(TextView text, JsonValue& value) {
     return std::isfinite(value.GetDouble());
 }
 
-// Finds the numbers of a text. False when it nests too deeply or when a number is none. What is no
-// JSON for another reason it may let pass.
-bool FindNumbers(const Text& text, Numbers& numbers) {
-    int depth = 0;
-    bool quoted = false;
-    for (std::size_t at = 0; at < text.size();) {
-        const wchar_t c = text[at++];
-        if (quoted) {
-            if (c == L'\\') ++at;
-            quoted = c != L'"';
-        } else if (c == L'"') {
-            quoted = true;
-        } else if (c == L'[' || c == L'{') {
-            if (++depth > kDeepest) return false;
-        } else if (c == L']' || c == L'}') {
-            --depth;
-        } else if (c == L'-' || IsDigit(c)) {
-            const std::size_t begin = at - 1;
-            at = std::min(text.find_first_not_of(L"0123456789+-.eE", at), text.size());
-            Number number{text.data() + begin, text.data() + at, {}};
-            if (!ReadNumber({number.begin, number.end}, number.value)) return false;
-            numbers.push_back(std::move(number));
+// Reads a document in one pass, without recursion. RapidJSON's own reader takes some numbers for
+// others and reads outside its tables for a few, and looks at texts one unit at a time.
+class Reader {
+  public:
+    Reader(std::string_view text, JsonDocument& document) : rest_(text), document_(document) {}
+
+    bool Read() {
+        while (valueDue_ || depth_ > 0) {
+            if (!(valueDue_ ? ReadValue() : ReadBehindValue())) return false;
         }
+        SkipBlanks();
+        return rest_.empty();
     }
+
+  private:
+    struct Level {
+        char close;
+        rapidjson::SizeType count;
+    };
+
+    void SkipBlanks() {
+        while (!rest_.empty() && IsBlank(rest_.front()))
+            rest_.remove_prefix(1);
+    }
+
+    bool Take(char wanted) {
+        SkipBlanks();
+        const bool taken = rest_.starts_with(wanted);
+        if (taken) rest_.remove_prefix(1);
+        return taken;
+    }
+
+    bool ReadValue();
+    bool Open(char close);
+    bool ReadBehindValue();
+    bool Close();
+    bool ReadKey() { return Take('"') && ReadText(true) && Take(':'); }
+    bool ReadText(bool isKey);
+    bool ReadEscapedText(bool isKey);
+    bool ReadEscape(Text& out);
+    bool ReadUnit(wchar_t& unit);
+    bool ReadLiteral(std::string_view literal, JsonValue value);
+
+    std::string_view rest_; // UTF-8
+    JsonDocument& document_;
+    std::array<Level, kDeepest> levels_; // of what is open
+    std::size_t depth_ = 0;
+    bool valueDue_ = true;
+};
+
+bool Reader::ReadValue() {
+    SkipBlanks();
+    valueDue_ = false;
+    switch (rest_.empty() ? '\0' : rest_.front()) {
+    case '{':
+    case '[': return Open(rest_.front() == '{' ? '}' : ']');
+    case '"': rest_.remove_prefix(1); return ReadText(false);
+    case 't': return ReadLiteral("true", JsonValue(true));
+    case 'f': return ReadLiteral("false", JsonValue(false));
+    case 'n': return ReadLiteral("null", JsonValue());
+    default: break;
+    }
+    const std::size_t size = std::min(rest_.find_first_not_of("0123456789+-.eE"), rest_.size());
+    JsonValue value;
+    if (!ReadNumber(rest_.substr(0, size), value)) return false;
+    rest_.remove_prefix(size);
+    return value.Accept(document_);
+}
+
+bool Reader::ReadLiteral(std::string_view literal, JsonValue value) {
+    if (!rest_.starts_with(literal)) return false;
+    rest_.remove_prefix(literal.size());
+    return value.Accept(document_);
+}
+
+bool Reader::Open(char close) {
+    if (depth_ == kDeepest) return false;
+    rest_.remove_prefix(1);
+    levels_[depth_++] = {close, 0};
+    if (close == '}')
+        document_.StartObject();
+    else
+        document_.StartArray();
+    if (Take(close)) return Close();
+    valueDue_ = true;
+    return close == ']' || ReadKey();
+}
+
+// A comma and, in an object, the next key; or the end of what is open, which then is the value.
+bool Reader::ReadBehindValue() {
+    Level& level = levels_[depth_ - 1];
+    ++level.count;
+    if (Take(level.close)) return Close();
+    valueDue_ = true;
+    return Take(',') && (level.close == ']' || ReadKey());
+}
+
+bool Reader::Close() {
+    const Level level = levels_[--depth_];
+    return level.close == '}' ? document_.EndObject(level.count) : document_.EndArray(level.count);
+}
+
+// Behind its quote. Most texts have no escapes: they lie in the document as they are decoded.
+bool Reader::ReadText(bool isKey) {
+    const std::size_t size = rest_.find('"');
+    if (size == std::string_view::npos) return false;
+    const std::string_view text = rest_.substr(0, size);
+    if (text.find('\\') != std::string_view::npos) return ReadEscapedText(isKey);
+    if (std::ranges::any_of(text, [](char unit) { return unit >= 0 && unit < ' '; })) return false;
+    auto* const units =
+        static_cast<wchar_t*>(document_.GetAllocator().Malloc((size + 1) * sizeof(wchar_t)));
+    wchar_t* const end = DecodeUtf8(text, units);
+    *end = L'\0';
+    rest_.remove_prefix(size + 1);
+    const auto length = static_cast<rapidjson::SizeType>(end - units);
+    return isKey ? document_.Key(units, length, false) : document_.String(units, length, false);
+}
+
+bool Reader::ReadEscapedText(bool isKey) {
+    const auto isSpecial = [](char unit) {
+        return unit == '"' || unit == '\\' || (unit >= 0 && unit < ' ');
+    };
+    Text text;
+    for (bool ended = false; !ended;) {
+        const auto special = std::ranges::find_if(rest_, isSpecial);
+        const auto size = static_cast<std::size_t>(special - rest_.begin());
+        if (size == rest_.size()) return false;
+        const std::size_t before = text.size();
+        text.resize(before + size);
+        text.resize(static_cast<std::size_t>(DecodeUtf8(rest_.substr(0, size), &text[before]) -
+                                             text.data()));
+        rest_.remove_prefix(size + 1);
+        ended = *special == '"';
+        if (!ended && (*special != '\\' || !ReadEscape(text))) return false;
+    }
+    const auto length = static_cast<rapidjson::SizeType>(text.size());
+    return isKey ? document_.Key(text.data(), length, true)
+                 : document_.String(text.data(), length, true);
+}
+
+// Behind its backslash.
+bool Reader::ReadEscape(Text& out) {
+    constexpr std::string_view kLetters = "\"\\/bfnrt";
+    constexpr TextView kUnits = L"\"\\/\b\f\n\r\t";
+    if (rest_.empty()) return false;
+    const char letter = rest_.front();
+    rest_.remove_prefix(1);
+    if (letter != 'u') {
+        const std::size_t which = kLetters.find(letter);
+        if (which != TextView::npos) out += kUnits[which];
+        return which != TextView::npos;
+    }
+    wchar_t unit = 0, second = 0;
+    if (!ReadUnit(unit) || IsLowSurrogate(unit)) return false;
+    out += unit;
+    if (!IsHighSurrogate(unit)) return true;
+    if (!rest_.starts_with("\\u")) return false; // half of a pair
+    rest_.remove_prefix(2);
+    if (!ReadUnit(second) || !IsLowSurrogate(second)) return false;
+    out += second;
     return true;
 }
 
-// The text as RapidJSON meets it, with a zero in each number's place.
-class NumberlessStream {
-  public:
-    using Ch = wchar_t;
-
-    NumberlessStream(const Text& text, const Numbers& numbers)
-        : begin_(text.c_str()), at_(begin_), next_(numbers.data()),
-          end_(numbers.data() + numbers.size()) {}
-
-    Ch Peek() const { return AtNumber() ? L'0' : *at_; }
-    Ch Take() {
-        if (!AtNumber()) return *at_++;
-        at_ = next_++->end;
-        return L'0';
-    }
-    std::size_t Tell() const { return static_cast<std::size_t>(at_ - begin_); }
-
-    // Of streams that are written in place; not called.
-    Ch* PutBegin() { return nullptr; }
-    void Put(Ch) {}
-    std::size_t PutEnd(Ch*) { return 0; }
-
-  private:
-    bool AtNumber() const { return next_ != end_ && at_ == next_->begin; }
-
-    const wchar_t* begin_;
-    const wchar_t* at_;
-    const Number* next_;
-    const Number* end_;
-};
-
-// Builds the document from what the parser meets, with the numbers put back.
-class DocumentBuilder {
-  public:
-    DocumentBuilder(JsonDocument& document, Numbers& numbers)
-        : document_(document), next_(numbers.begin()) {}
-
-    bool Uint(unsigned) { return next_++->value.Accept(document_); }
-    bool Null() { return document_.Null(); }
-    bool Bool(bool value) { return document_.Bool(value); }
-    bool String(const wchar_t* text, rapidjson::SizeType size, bool copy) {
-        return document_.String(text, size, copy);
-    }
-    bool Key(const wchar_t* text, rapidjson::SizeType size, bool copy) {
-        return document_.Key(text, size, copy);
-    }
-    bool StartObject() { return document_.StartObject(); }
-    bool EndObject(rapidjson::SizeType members) { return document_.EndObject(members); }
-    bool StartArray() { return document_.StartArray(); }
-    bool EndArray(rapidjson::SizeType elements) { return document_.EndArray(elements); }
-
-    // Of numbers other than a zero; not called.
-    bool Int(int) { return false; }
-    bool Int64(std::int64_t) { return false; }
-    bool Uint64(std::uint64_t) { return false; }
-    bool Double(double) { return false; }
-    bool RawNumber(const wchar_t*, rapidjson::SizeType, bool) { return false; }
-
-  private:
-    JsonDocument& document_;
-    Numbers::iterator next_;
-};
+bool Reader::ReadUnit(wchar_t& unit) {
+    constexpr std::size_t kDigits = 4;
+    constexpr int kHexadecimal = 16;
+    if (rest_.size() < kDigits) return false;
+    const char *const begin = rest_.data(), *const end = begin + kDigits;
+    std::uint16_t code = 0;
+    if (std::from_chars(begin, end, code, kHexadecimal).ptr != end) return false;
+    unit = static_cast<wchar_t>(code);
+    rest_.remove_prefix(kDigits);
+    return true;
+}
 
 } // namespace
 
-bool ParseJson(const Text& text, JsonDocument& document) {
-    if (text.find(L'\0') != Text::npos) return false; // the parser would take it for the end
-    Numbers numbers;
-    if (!FindNumbers(text, numbers)) return false;
-    bool parsed = false;
-    const auto read = [&](JsonDocument& filled) {
-        NumberlessStream stream(text, numbers);
-        DocumentBuilder builder(filled, numbers);
-        rapidjson::GenericReader<JsonEncoding, JsonEncoding> reader;
-        parsed = !reader.Parse<rapidjson::kParseIterativeFlag>(stream, builder).IsError();
-        return parsed;
-    };
-    try {
-        document.Populate(read);
-    } catch (const JsonFault&) {
-        return false; // half of a surrogate pair
-    }
-    return parsed;
+bool ParseJson(std::string_view utf8, JsonDocument& document) {
+    if (!IsUtf8(utf8)) return false;
+    bool read = false;
+    const auto generate = [&](JsonDocument& filled) { return read = Reader(utf8, filled).Read(); };
+    document.Populate(generate);
+    return read;
 }
+
+bool ParseJson(TextView text, JsonDocument& document) { return ParseJson(ToUtf8(text), document); }
 
 } // namespace halvane

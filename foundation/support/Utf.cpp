@@ -12,13 +12,25 @@ namespace {
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr std::size_t kMostBytes = 3; // of a unit; two units that make a pair have four
 
-bool IsHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool IsLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
-
 std::uint32_t Unit(char byte) { return static_cast<unsigned char>(byte); }
 std::uint32_t Unit(auto unit) { return static_cast<std::uint32_t>(unit); }
 
 template <typename Char> bool IsAscii(Char unit) { return Unit(unit) < 0x80; }
+
+// How many bytes at the beginning are ASCII, in whole blocks first, as below.
+std::size_t AsciiAhead(std::string_view bytes) {
+    constexpr std::size_t kBlock = 64;
+    std::size_t at = 0;
+    for (; bytes.size() - at >= kBlock; at += kBlock) {
+        unsigned char all = 0;
+        for (std::size_t i = 0; i < kBlock; ++i)
+            all |= static_cast<unsigned char>(bytes[at + i]);
+        if (all >= 0x80) break;
+    }
+    while (at < bytes.size() && IsAscii(bytes[at]))
+        ++at;
+    return at;
+}
 
 // Moves the ASCII at the beginning of `text` to `out` and gives the end there. Nearly all text is
 // ASCII: whole blocks, without a branch for each unit, are what the compiler makes wide.
@@ -66,17 +78,30 @@ template <typename Char> std::string EncodeUtf8(std::basic_string_view<Char> tex
 
 } // namespace
 
-std::optional<Text> FromUtf8(std::string_view bytes) {
-    Text out(bytes.size(), L'\0');
-    wchar_t* end = TakeAscii(bytes, out.data());
-    while (!bytes.empty()) {
+bool IsUtf8(std::string_view bytes) {
+    for (;;) {
+        bytes.remove_prefix(AsciiAhead(bytes));
+        if (bytes.empty()) return true;
         const auto run = std::ranges::find_if(bytes, IsAscii<char>);
-        if (!utf8::is_valid(bytes.begin(), run)) return std::nullopt;
-        end = utf8::unchecked::utf8to16(bytes.begin(), run, end);
+        if (!utf8::is_valid(bytes.begin(), run)) return false;
         bytes.remove_prefix(static_cast<std::size_t>(run - bytes.begin()));
-        end = TakeAscii(bytes, end);
     }
-    out.resize(static_cast<std::size_t>(end - out.data()));
+}
+
+wchar_t* DecodeUtf8(std::string_view utf8, wchar_t* out) {
+    for (;;) {
+        out = TakeAscii(utf8, out);
+        if (utf8.empty()) return out;
+        const auto run = std::ranges::find_if(utf8, IsAscii<char>);
+        out = utf8::unchecked::utf8to16(utf8.begin(), run, out);
+        utf8.remove_prefix(static_cast<std::size_t>(run - utf8.begin()));
+    }
+}
+
+std::optional<Text> FromUtf8(std::string_view bytes) {
+    if (!IsUtf8(bytes)) return std::nullopt;
+    Text out(bytes.size(), L'\0');
+    out.resize(static_cast<std::size_t>(DecodeUtf8(bytes, out.data()) - out.data()));
     return out;
 }
 

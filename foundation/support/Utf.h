@@ -14,6 +14,15 @@ namespace halvane {
 // points above U+10FFFF included).
 std::optional<Text> FromUtf8(std::string_view bytes);
 
+bool IsUtf8(std::string_view bytes);
+
+// Puts the text of bytes that are UTF-8 where there is room for as many units, and gives its end.
+wchar_t* DecodeUtf8(std::string_view utf8, wchar_t* out);
+
+// The two halves of a pair.
+constexpr bool IsHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+constexpr bool IsLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+
 // The text of a file that somebody else has written: UTF-16 when it begins with that byte-order
 // mark (little-endian, the mark is no part of the text), else UTF-8, else one character for each
 // byte.
