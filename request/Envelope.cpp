@@ -5,8 +5,10 @@
 namespace halvane {
 namespace {
 
+constexpr TextView kOk = L"OK", kFail = L"Fail";
+
 void WriteResult(JsonWriter& reply, std::int32_t result) {
-    reply.Member(L"Success", result == kAccepted ? L"OK" : L"Fail");
+    reply.Member(L"Success", result == kAccepted ? kOk : kFail);
     if (result != kAccepted) reply.Member(L"ErrCode", DecimalDigits(result));
 }
 
@@ -14,7 +16,7 @@ void WriteResult(JsonWriter& reply, std::int32_t result) {
 
 void BeginReply(JsonWriter& reply, TextView request) {
     reply.Member(L"Reply", request);
-    reply.Member(L"Success", L"OK");
+    reply.Member(L"Success", kOk);
 }
 
 std::string SuccessReply(TextView request) {
@@ -41,7 +43,7 @@ std::string OrderReply(TextView request, TextView reportId, std::int32_t result)
 std::string FailureReply(TextView request, TextView errMsg, TextView sessionKey) {
     JsonWriter reply;
     reply.Member(L"Reply", request);
-    reply.Member(L"Success", L"Fail");
+    reply.Member(L"Success", kFail);
     reply.Member(L"SessionKey", sessionKey);
     reply.Member(L"ErrMsg", errMsg);
     return reply.Finish();

@@ -22,7 +22,7 @@ inline constexpr TextView kNoRequest = L"Req";
 
 // One request as its handler sees it; lives as long as the handler runs.
 struct Request {
-    const wchar_t* name;
+    TextView name;
     const JsonValue& root;  // an object
     TextView sessionKey;    // as the client sent it, "" when it did not
     const JsonValue& param; // the object "Param", or an empty one

@@ -22,7 +22,7 @@ enum Check : unsigned {
 using Handler = void (*)(RepWorker& worker, const Request& request);
 
 struct Operation {
-    const wchar_t* name;
+    TextView name;
     Handler handler;
     unsigned checks;
     const wchar_t* setting = nullptr; // one that has to be "1", or nothing has this name

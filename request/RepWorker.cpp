@@ -19,6 +19,8 @@ namespace halvane {
 namespace {
 
 constexpr const wchar_t* kRemoveLoginInfo = L"RemoveLoginInfo";
+constexpr TextView kRequest = L"Request", kParamMember = L"Param", kSessionKey = L"SessionKey";
+constexpr std::size_t kDocumentBytes = 8192;
 constexpr std::uint32_t kReadyLookMs = 100;
 constexpr int kReadyLooks = 200;
 
@@ -45,7 +47,7 @@ std::map<Text, Text, std::less<>> LoadContractNames() {
     return names;
 }
 
-void LogFailure(const wchar_t* work, const std::exception& error) {
+void LogFailure(TextView work, const std::exception& error) {
     Log().Error(L"[RepWorker]%s failed: %s", work, ReasonOf(error));
 }
 
@@ -106,24 +108,26 @@ void RepWorker::DoWork(std::string_view bytes) {
     bytes = bytes.substr(0, bytes.find('\0'));
     if (!IsUtf8(bytes)) bytes = {};
     Log().InfoBytes("DoWork:", bytes);
-    JsonDocument document;
-    const JsonValue* name = ParseJson(bytes, document) ? FindMember(document, L"Request") : nullptr;
+    alignas(std::max_align_t) char room[kDocumentBytes]; // most documents need no other
+    JsonDocument::AllocatorType memory(room, sizeof room);
+    JsonDocument document(&memory);
+    const JsonValue* name = ParseJson(bytes, document) ? FindMember(document, kRequest) : nullptr;
     if (name == nullptr || !name->IsString()) {
         Log().Fatal(L"parse failed for json data");
         ReplyFail(kNoRequest, L"", L"");
         return;
     }
-    const Operation* operation = FindOperation(StringMember(document, L"Request"));
+    const Operation* operation = FindOperation(StringMember(document, kRequest));
     if (operation == nullptr) return ReplyFail(kNoRequest, kUndefined, L"");
-    activity_.Recognise(operation->name, CountsOf(operation));
+    activity_.Recognise(operation->name.data(), CountsOf(operation));
     Run(*operation, document);
 }
 
 void RepWorker::Run(const Operation& operation, const JsonValue& root) {
     const JsonValue noParam(rapidjson::kObjectType);
-    const JsonValue* param = FindMember(root, L"Param");
+    const JsonValue* param = FindMember(root, kParamMember);
     const bool hasParam = param != nullptr && param->IsObject();
-    const Request request{operation.name, root, StringMember(root, L"SessionKey"),
+    const Request request{operation.name, root, StringMember(root, kSessionKey),
                           hasParam ? *param : noParam, hasParam};
     try {
         if (Admit(operation, request)) operation.handler(*this, request);

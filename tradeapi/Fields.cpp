@@ -22,11 +22,6 @@ NumberDigits WriteInt64(std::int64_t value, Write written) {
     }
 }
 
-void WriteUserKeys(JsonWriter& out, TextView first, TextView second) {
-    for (const auto& [key, value] : ExpandUserKeys(first, second))
-        out.MemberNamed(key, value);
-}
-
 void WriteField(JsonWriter& out, const Field& field, Write written, Item& item,
                 const RowTexts& row) {
     const Source& source = field.source;

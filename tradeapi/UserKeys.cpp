@@ -1,14 +1,17 @@
 #include "tradeapi/UserKeys.h"
 
-#include "foundation/support/Numbers.h"
+#include "foundation/support/JsonWriter.h"
 #include "foundation/support/Strings.h"
 
 #include <map>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace halvane {
 namespace {
 
+constexpr TextView kPacked = L"UK#";
 constexpr int kFirstPackedKey = 2;
 constexpr int kLastPackedKey = 100;
 
@@ -30,6 +33,18 @@ std::pair<Text, Text> UnpackUserKey(TextView token) {
     return {L"UserKey" + Text(FieldOr(name, L'#', 1)), Text(FieldOr(token, L'=', 1))};
 }
 
+std::vector<std::pair<Text, Text>> UnpackUserKeys(TextView packed) {
+    std::vector<std::pair<Text, Text>> members;
+    for (const TextView token : Split(packed, L';')) {
+        if (token.empty()) continue;
+        if (token.starts_with(L"UK"))
+            members.push_back(UnpackUserKey(token));
+        else // the value before it holds a ";"
+            members.back().second.append(L";").append(token);
+    }
+    return members;
+}
+
 } // namespace
 
 Text PackUserKeys(const JsonValue& order) {
@@ -42,26 +57,17 @@ Text PackUserKeys(const JsonValue& order) {
     for (const auto& [number, value] : keys) {
         if (number < kFirstPackedKey || number > kLastPackedKey || !value->IsString()) continue;
         if (!packed.empty()) packed += L";";
-        packed.append(L"UK#").append(DecimalText(number)).append(L"=");
+        packed.append(kPacked).append(DecimalText(number)).append(L"=");
         packed.append(value->GetString(), value->GetStringLength());
     }
     return packed;
 }
 
-std::vector<std::pair<Text, Text>> ExpandUserKeys(TextView first, TextView second) {
-    std::vector<std::pair<Text, Text>> members{{L"UserKey1", Text(first)}};
-    if (!second.starts_with(L"UK#")) {
-        members.emplace_back(L"UserKey2", second);
-        return members;
-    }
-    for (const TextView token : Split(second, L';')) {
-        if (token.empty()) continue;
-        if (token.starts_with(L"UK"))
-            members.push_back(UnpackUserKey(token));
-        else // the value before it holds a ";"
-            members.back().second.append(L";").append(token);
-    }
-    return members;
+void WriteUserKeys(JsonWriter& out, TextView first, TextView second) {
+    out.Member(L"UserKey1", first);
+    if (!second.starts_with(kPacked)) return out.Member(L"UserKey2", second);
+    for (const auto& [name, value] : UnpackUserKeys(second))
+        out.MemberNamed(name, value);
 }
 
 } // namespace halvane

@@ -139,7 +139,9 @@ bool CLoggerImpl::Takes(LogLevel level) {
 
 void CLoggerImpl::Enqueue(LogLevel level, std::string_view what, std::string_view text,
                           LogMsgPtr record) {
-    const LineHead head = HeadOf(CurrentThreadId(), level);
+    thread_local std::int32_t headLevel = -1; // most lines of a thread are of one level
+    thread_local LineHead head;
+    if (std::exchange(headLevel, level) != level) head = HeadOf(CurrentThreadId(), level);
     bool wake = false;
     {
         const MutexLock guard(lock_);

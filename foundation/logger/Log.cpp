@@ -24,30 +24,34 @@ Holder& TheHolder() {
 
 [[maybe_unused]] const Holder& createdAtStartUp = TheHolder();
 
-} // namespace
-
-void ProcessLog::Write(ILogger::LogLevel level, TextView format,
-                       std::span<const FormatArgument> arguments) {
+// The house's own logger takes bytes; one that was put in its place takes text.
+void Write(ILogger::LogLevel level, const auto& asBytes, const auto& asText) {
     ILogger& logger = TheLogger();
     if (level < logger.GetLogLevel()) return;
     try {
-        logger.Write(level, FormatAll(format, arguments).c_str());
+        if (typeid(logger) == typeid(CLoggerImpl))
+            asBytes(static_cast<CLoggerImpl&>(logger));
+        else
+            logger.Write(level, asText().c_str());
     } catch (const std::exception&) {
         // No memory for the text: whoever logs is not to suffer from it.
     }
 }
 
+} // namespace
+
+void ProcessLog::Write(ILogger::LogLevel level, TextView format,
+                       std::span<const FormatArgument> arguments) {
+    halvane::Write(
+        level, [&](CLoggerImpl& own) { own.WriteBytes(level, {}, FormatUtf8(format, arguments)); },
+        [&] { return FormatAll(format, arguments); });
+}
+
 void ProcessLog::InfoBytes(std::string_view what, std::string_view utf8) const {
-    ILogger& logger = TheLogger();
-    if (ILogger::LL_INFO < logger.GetLogLevel()) return;
-    try {
-        if (typeid(logger) == typeid(CLoggerImpl))
-            return static_cast<CLoggerImpl&>(logger).WriteBytes(ILogger::LL_INFO, what, utf8);
-        const std::optional<Text> text = FromUtf8(std::string(what).append(utf8));
-        logger.Write(ILogger::LL_INFO, text.value_or(L"").c_str());
-    } catch (const std::exception&) {
-        // As above.
-    }
+    constexpr ILogger::LogLevel kLevel = ILogger::LL_INFO;
+    halvane::Write(
+        kLevel, [&](CLoggerImpl& own) { own.WriteBytes(kLevel, what, utf8); },
+        [&] { return FromUtf8(std::string(what).append(utf8)).value_or(L""); });
 }
 
 ILogger& TheLogger() { return *TheHolder().logger; }

@@ -75,12 +75,12 @@ std::int32_t LogFile::Open() {
 std::int32_t LogFile::Append(const LogLines& lines) {
     std::uint32_t error = EndTornLine();
     std::size_t done = 0;
-    for (const std::string& block : lines.Blocks()) {
+    for (const LogLines::Block& block : lines.Blocks()) {
         if (error != 0) break;
-        std::string_view rest = block;
+        std::string_view rest = block.View();
         error = file_.Write(rest);
-        const std::size_t size = block.size() - rest.size();
-        if (size > 0) torn_ = block[size - 1] != '\n';
+        const std::size_t size = block.size - rest.size();
+        if (size > 0) torn_ = block.bytes[size - 1] != '\n';
         done += size;
     }
     for (const std::size_t size : lines.Sizes()) {

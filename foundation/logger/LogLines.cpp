@@ -1,37 +1,40 @@
 #include "foundation/logger/LogLines.h"
 
 #include <algorithm>
-#include <utility>
+#include <cstring>
 
 namespace halvane {
 namespace {
 
-constexpr std::string_view kEnd = "\r\n";
+constexpr char kEnd[] = {'\r', '\n'};
 
 } // namespace
 
 void LogLines::Add(std::initializer_list<std::string_view> parts) {
-    std::size_t size = kEnd.size();
+    std::size_t size = sizeof kEnd;
     for (const std::string_view part : parts)
         size += part.size();
-    if (blocks_.empty() || blocks_.back().capacity() - blocks_.back().size() < size) {
-        std::string block;
-        block.reserve(std::max(size, kBlock));
-        blocks_.push_back(std::move(block));
+    if (blocks_.empty() || blocks_.back().room - blocks_.back().size < size) {
+        const std::size_t room = std::max(size, kBlock);
+        blocks_.push_back({std::make_unique_for_overwrite<char[]>(room), room, 0});
     }
     sizes_.push_back(size);
-    for (const std::string_view part : parts)
-        blocks_.back().append(part);
-    blocks_.back().append(kEnd);
+    Block& block = blocks_.back();
+    char* at = block.bytes.get() + block.size;
+    for (const std::string_view part : parts) {
+        part.copy(at, part.size());
+        at += part.size();
+    }
+    std::memcpy(at, kEnd, sizeof kEnd);
+    block.size += size;
 }
 
 void LogLines::Clear() {
-    constexpr std::size_t kMostKept = 2 * kBlock; // a burst's memory is given back
     if (blocks_.size() > 1) blocks_.resize(1);
-    if (!blocks_.empty()) blocks_.front().clear();
-    if (!blocks_.empty() && blocks_.front().capacity() > kMostKept) blocks_.clear();
+    if (!blocks_.empty()) blocks_.front().size = 0;
+    if (!blocks_.empty() && blocks_.front().room > kBlock) blocks_.clear();
     sizes_.clear();
-    if (sizes_.capacity() > kBlock) sizes_ = {};
+    if (sizes_.capacity() > kBlock) sizes_ = {}; // a burst's memory is given back
 }
 
 } // namespace halvane

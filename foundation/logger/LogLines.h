@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
+#include <memory>
 #include <span>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -15,6 +16,14 @@ class LogLines {
   public:
     static constexpr std::size_t kBlock = 65'536; // a longer line has one of its own
 
+    struct Block {
+        std::unique_ptr<char[]> bytes;
+        std::size_t room;
+        std::size_t size;
+
+        std::string_view View() const { return {bytes.get(), size}; }
+    };
+
     // Puts a line together from its parts; the line's end comes on top. Out of memory, it leaves
     // all as it was.
     void Add(std::initializer_list<std::string_view> parts);
@@ -23,11 +32,11 @@ class LogLines {
     void Clear();
 
     std::size_t Count() const { return sizes_.size(); }
-    const std::vector<std::string>& Blocks() const { return blocks_; }
+    std::span<const Block> Blocks() const { return blocks_; }
     std::span<const std::size_t> Sizes() const { return sizes_; } // of the lines
 
   private:
-    std::vector<std::string> blocks_;
+    std::vector<Block> blocks_;
     std::vector<std::size_t> sizes_;
 };
 

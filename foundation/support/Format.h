@@ -98,6 +98,7 @@ template <Formattable... Arguments> class FormatFor {
 
 // For those that take a format themselves.
 Text FormatAll(TextView format, std::span<const FormatArgument> arguments);
+std::string FormatUtf8(TextView format, std::span<const FormatArgument> arguments);
 
 template <Formattable... Arguments>
 Text Format(std::type_identity_t<FormatFor<Arguments...>> format, const Arguments&... arguments) {

@@ -62,10 +62,11 @@ template <typename Char> char32_t TakeCode(std::basic_string_view<Char>& text) {
     return isAlone ? kReplacement : first;
 }
 
-template <typename Char> std::string EncodeUtf8(std::basic_string_view<Char> text) {
-    std::string out(text.size(), '\0');
-    const auto length = static_cast<std::size_t>(TakeAscii(text, out.data()) - out.data());
-    if (text.empty()) return out;
+template <typename Char> void EncodeUtf8(std::string& out, std::basic_string_view<Char> text) {
+    const std::size_t before = out.size();
+    out.resize(before + text.size());
+    const auto length = static_cast<std::size_t>(TakeAscii(text, &out[before]) - out.data());
+    if (text.empty()) return;
     out.resize(length + kMostBytes * text.size());
     char* end = out.data() + length;
     while (!text.empty()) {
@@ -73,7 +74,6 @@ template <typename Char> std::string EncodeUtf8(std::basic_string_view<Char> tex
         end = TakeAscii(text, end);
     }
     out.resize(static_cast<std::size_t>(end - out.data()));
-    return out;
 }
 
 } // namespace
@@ -126,7 +126,18 @@ Text FromFileBytes(std::string_view bytes) {
 
 Text ReasonOf(const std::exception& error) { return FromUtf8(error.what()).value_or(L""); }
 
-std::string ToUtf8(TextView text) { return EncodeUtf8(text); }
-std::string ToUtf8(std::u16string_view text) { return EncodeUtf8(text); }
+std::string ToUtf8(TextView text) {
+    std::string out;
+    EncodeUtf8(out, text);
+    return out;
+}
+
+std::string ToUtf8(std::u16string_view text) {
+    std::string out;
+    EncodeUtf8(out, text);
+    return out;
+}
+
+void AppendUtf8(std::string& out, TextView text) { EncodeUtf8(out, text); }
 
 } // namespace halvane

@@ -64,8 +64,8 @@ void PutField(OrderParameters& parameters, const OrderField& field, const JsonVa
 
 } // namespace
 
-void PutOrderFields(const wchar_t* order, OrderParameters& parameters,
-                    std::span<const OrderField> fields, const JsonValue& param) {
+void PutOrderFields(TextView order, OrderParameters& parameters, std::span<const OrderField> fields,
+                    const JsonValue& param) {
     for (const OrderField& field : fields) {
         try {
             PutField(parameters, field, param);

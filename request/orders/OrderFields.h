@@ -25,7 +25,7 @@ enum class Put : std::uint8_t {
 };
 
 struct OrderField {
-    const wchar_t* member;
+    TextView member;
     Put put;
     std::int32_t id;
 };
@@ -33,13 +33,13 @@ struct OrderField {
 // Puts every row of the table, in order. A put that the platform refuses is logged under the
 // order's name, and the next row follows: whether such an order is taken is for the platform to
 // say.
-void PutOrderFields(const wchar_t* order, OrderParameters& parameters,
-                    std::span<const OrderField> fields, const JsonValue& param);
+void PutOrderFields(TextView order, OrderParameters& parameters, std::span<const OrderField> fields,
+                    const JsonValue& param);
 
 // One kind of new order: its name in the log, what the platform calls it, its parameters' class and
 // table.
 struct OrderKind {
-    const wchar_t* name;
+    TextView name;
     std::int32_t kind;
     ItemClass parameters;
     std::span<const OrderField> fields;
