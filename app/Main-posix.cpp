@@ -1,6 +1,6 @@
 #include "app/CHalvaneApp.h"
 #include "app/QueueLoop.h"
-#include "foundation/support/ConnectionLimit.h"
+#include "foundation/support/DescriptorLimit.h"
 #include "foundation/support/Utf.h"
 
 #include <semaphore.h>

@@ -2,9 +2,11 @@
 
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
-#include "foundation/support/ConnectionLimit.h"
+#include "foundation/support/ConnectionWatch.h"
 #include "foundation/support/Numbers.h"
+#include "foundation/support/Random.h"
 #include "foundation/support/Settings.h"
+#include "foundation/support/Zap.h"
 #include "request/RepWorker.h"
 
 #include <algorithm>
@@ -17,6 +19,7 @@ namespace {
 constexpr int kWorkers = 4;
 constexpr int kPortsPerTurn = 10000;
 constexpr int kMessagesPerPoll = 64;
+constexpr std::size_t kSecretBytes = 16;
 
 // On the front socket: clients are strangers and may vanish.
 constexpr int kLargestRequest = 16 << 20; // bytes
@@ -91,11 +94,16 @@ void RequestBroker::Serve(std::stop_token stop) {
     context_ = MakeZmqContext();
     front_.reset(zmq_socket(context_.get(), ZMQ_ROUTER));
     back_.reset(zmq_socket(context_.get(), ZMQ_DEALER));
+    relaySecret_ = HexDigits(RandomBytes(kSecretBytes));
+    const ZapThread zap(context_.get(), [this](const ZapRequest& request) {
+        return KnowsSecret(request, relaySecret_) ? std::optional("worker") : std::nullopt;
+    });
     PrepareSockets();
     // Made before strangers can connect and take all descriptors: the library does not survive
     // having none for a context.
     Workers workers(kWorkers);
-    std::ranges::generate(workers, [this] { return std::make_unique<RepWorker>(loginType_); });
+    std::ranges::generate(workers,
+                          [this] { return std::make_unique<RepWorker>(loginType_, relaySecret_); });
     const auto frontIp = [] { return GetSetting(L"MyIP"); };
     const auto front =
         BindToNextFree(front_.get(), frontIp, ToInt32(GetSetting(L"RepPort")), 60000, stop);
@@ -105,8 +113,12 @@ void RequestBroker::Serve(std::stop_token stop) {
     const auto backIp = [] { return Text(L"127.0.0.1"); };
     const auto back = BindToNextFree(back_.get(), backIp, *front - 10000, 50000, stop);
     if (!back) return;
-    const ConnectionLimit limit(context_.get(), front_.get(), [](int refused) {
+    const auto noDescriptors = [](int refused) {
         Log().Warn(L"[RequestBroker]no descriptors left: %d connections refused", refused);
+    };
+    const ConnectionWatch frontWatch(context_.get(), front_.get(), noDescriptors);
+    const ConnectionWatch backWatch(context_.get(), back_.get(), noDescriptors, [](int foreign) {
+        Log().Warn(L"[RequestBroker]relay port: %d foreign connections refused", foreign);
     });
     SetSetting(L"RelayPort", DecimalText(*back)); // before the workers, which read it
     StartWorkers(std::move(workers));
@@ -123,6 +135,7 @@ void RequestBroker::PrepareSockets() {
     SetZmqOption(front_.get(), ZMQ_BACKLOG, kBacklog);
     const std::int64_t largest = kLargestRequest;
     zmq_setsockopt(front_.get(), ZMQ_MAXMSGSIZE, &largest, sizeof largest);
+    AskForSecret(back_.get(), "relay");
     SetZmqOption(back_.get(), ZMQ_SNDHWM, kQueuedRequests);
     SetZmqOption(back_.get(), ZMQ_SNDBUF, kLinkBufferBytes);
 }

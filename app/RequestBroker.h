@@ -15,8 +15,9 @@ class RepWorker;
 class TradeApi;
 
 // The only door for requests: clients connect to its front socket, the four request workers to its
-// back socket on the loopback interface. Every message goes through unchanged, in both directions.
-// The broker's own thread is the only user of its sockets.
+// back socket on the loopback interface, with a secret that is new at every start: who else
+// connects there would be dealt requests, and his replies would be believed. Every message goes
+// through unchanged, in both directions. The broker's own thread is the only user of its sockets.
 class RequestBroker {
   public:
     // The login type is handed to the workers. The platform must outlive the broker.
@@ -45,6 +46,7 @@ class RequestBroker {
     ZmqContext context_; // its end releases what is unread
     ZmqSocket front_;
     ZmqSocket back_;
+    std::string relaySecret_;
     std::vector<ZmqMessage> reply_; // on its way
     std::atomic<int> port_ = 0;
     std::vector<std::jthread> workers_;

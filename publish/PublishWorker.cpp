@@ -58,7 +58,7 @@ bool PublishWorker::StartService(TradeApi& tradeApi, std::stop_token stop) {
     Log().Info(L"[PublishWorker]StartService()");
     tradeApi_ = &tradeApi;
     if (!BindToFreePort(stop)) return false;
-    limit_.emplace(context_.get(), socket_.get(), [](int refused) {
+    watch_.emplace(context_.get(), socket_.get(), [](int refused) {
         Log().Warn(L"[PublishWorker]no descriptors left: %d connections refused", refused);
     });
     if (!tradeApi.Advise(static_cast<TradeEvents&>(*this))) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/support/ConnectionLimit.h"
+#include "foundation/support/ConnectionWatch.h"
 #include "foundation/support/Mutex.h"
 #include "foundation/support/Zmq.h"
 #include "publish/SendWindow.h"
@@ -59,7 +59,7 @@ class PublishWorker : public TradeEvents {
     ZmqContext context_;
     std::vector<ZmqSocket> refused_; // their ports were taken; left open
     ZmqSocket socket_;
-    std::optional<ConnectionLimit> limit_;
+    std::optional<ConnectionWatch> watch_;
     SendWindow window_; // under sendLock_
     TradeApi* tradeApi_ = nullptr;
     Mutex sendLock_; // around each send and its log line

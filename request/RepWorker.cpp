@@ -8,6 +8,7 @@
 #include "foundation/support/Settings.h"
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
+#include "foundation/support/Zap.h"
 #include "request/Operations.h"
 #include "request/Sessions.h"
 #include "tradeapi/TradeApi.h"
@@ -55,10 +56,12 @@ void LogFailure(TextView work, const std::exception& error) {
 
 std::uint64_t RequestsServed() { return requestsServed; }
 
-RepWorker::RepWorker(Text loginType)
+RepWorker::RepWorker(Text loginType, const std::string& relaySecret)
     : context_(MakeZmqContext()), socket_(zmq_socket(context_.get(), ZMQ_REP)),
       processId_(CurrentProcessId()), serviceKey_(GetSetting(L"ServiceKey")),
-      loginType_(std::move(loginType)) {}
+      loginType_(std::move(loginType)) {
+    SaySecret(socket_.get(), relaySecret);
+}
 
 RepWorker::~RepWorker() { CppUtility::UnregisterNotification(kRemoveLoginInfo, this); }
 

@@ -24,9 +24,9 @@ std::uint64_t RequestsServed();
 // StartService on a worker is used by its own thread alone, but for OnNotification.
 class RepWorker final : public CppUtility::ReceiveNotification {
   public:
-    // The login type is the platform's, as the host read it. Takes the descriptors that the library
-    // cannot do without.
-    explicit RepWorker(Text loginType);
+    // The login type is the platform's, as the host read it, the secret the one that the broker's
+    // back socket asks for. Takes the descriptors that the library cannot do without.
+    RepWorker(Text loginType, const std::string& relaySecret);
     ~RepWorker();
 
     // Serves until a stop is requested; returns at once when the socket cannot connect.

@@ -110,6 +110,22 @@ class StrangerTest(unittest.TestCase):
         lost = [line for line in self.gateway.messages() if line.startswith("[RequestBroker]client ")]
         self.assertEqual(len(lost), 1, lost)
 
+    def test_who_joins_the_workers_is_dealt_nothing(self):
+        self.start()
+        joined = zmq.Context()
+        self.addCleanup(joined.destroy, 0)
+        strangers = []
+        for kind, secret in [(zmq.REP, None), (zmq.REP, b"guessed"), (zmq.DEALER, None)]:
+            strangers.append(joined.socket(kind))
+            if secret:
+                strangers[-1].plain_username, strangers[-1].plain_password = b"halvane", secret
+            strangers[-1].connect(f"tcp://127.0.0.1:{self.port - 10000}")
+        self.gateway.logged("[RequestBroker]relay port: ")
+        self.expect_served()
+        self.assertFalse([stranger for stranger in strangers if stranger.poll(0)])
+        told = [line for line in self.gateway.messages() if line.startswith("[RequestBroker]relay port: ")]
+        self.assertEqual(len(told), 1, told)
+
     def test_no_publish_port_and_few_descriptors(self):
         """An address that is no machine's: the search goes on, and a signal ends it."""
         (self.gateway.folder / "Configs").mkdir()

@@ -46,7 +46,7 @@ class Gateway {
     LoginInfoTable sessions_;
     PublishWorker publisher_; // outlives the platform
     std::unique_ptr<TradeApi> api_ = MakePaperTradeApi();
-    RepWorker worker_{L""};
+    RepWorker worker_{L"", "secret"};
     bool connected_ = false;
 };
 

@@ -1,0 +1,9 @@
+#include "foundation/support/DescriptorLimit.h"
+
+namespace halvane {
+
+void RaiseDescriptorLimit() {}
+
+bool CloseIfOfReserve(int, int) { return false; }
+
+} // namespace halvane
