@@ -2,6 +2,7 @@
 
 #include "app/CommandLine.h"
 #include "app/HostLoop.h"
+#include "app/Options.h"
 #include "app/PlatformChoice.h"
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
@@ -21,21 +22,15 @@ namespace {
 constexpr std::int32_t kHostMode = 0;
 constexpr std::int32_t kConnectMode = 1;
 
-// Of Configs\ZMQ.ini beside the executable.
-Text ReadConfiguration(const wchar_t* section, const wchar_t* key, const wchar_t* fallback) {
-    const Text path = ExecutableFolder() + L"Configs" + kPathSeparator + L"ZMQ.ini";
-    return ReadIniText(path, section, key, fallback);
-}
-
-// Without the file only this machine is served.
+// Configs\ZMQ.ini beside the executable; without it only this machine is served.
 Text ReadBindAddress() {
-    const Text ip = ReadConfiguration(L"ZMQ", L"IP", L"error");
+    const Text path = ExecutableFolder() + L"Configs" + kPathSeparator + L"ZMQ.ini";
+    const Text ip = ReadIniText(path, L"ZMQ", L"IP", L"error");
     return ip == L"error" ? L"127.0.0.1" : ip;
 }
 
 // What is told by the operation STATUS, where it is wanted.
 void PrepareStatus(const Text& hostAddress) {
-    SetSetting(L"Status", ReadConfiguration(L"Gateway", L"Status", L"0"));
     SetSetting(L"StartedMs", DecimalText(TheClock().UnixTimeMs()));
     SetSetting(L"Paper", IsPaper(hostAddress) ? L"1" : L"0");
 }
@@ -55,6 +50,7 @@ bool CHalvaneDlg::OnInitDialog(const std::vector<Text>& arguments) {
         Log().Fatal(L"Authentication failed!!");
         return false;
     }
+    ReadOptions();
     if (auto guard = InstanceGuard::Take(GetSetting(L"SystemName"))) {
         instance_.emplace(*std::move(guard));
     } else {

@@ -20,6 +20,7 @@ mkdir -p "$folder"/{Configs,clients,docs,licences,paper-component}
 put_program Halvane64.exe Halvane64.exe
 put_program OVTradeAPI64.dll paper-component/OVTradeAPI64.dll
 put_text app/README-windows.txt README.txt
+put_text docs/operations.md docs/operations.md
 put_text docs/paper.md docs/paper.md
 put_text docs/protocol.md docs/protocol.md
 cp -R clients/python "$folder/clients/"

@@ -31,6 +31,8 @@ constexpr int kLinkBufferBytes = 65536;
 
 std::atomic<std::uint64_t> requestsServed = 0;
 
+bool IsOn(TextView option) { return GetSetting(option) == L"1"; }
+
 // Every entry "<alias>:<type>", or "<alias>" alone for a type of the same name.
 std::map<Text, Text, std::less<>> LoadContractNames() {
     std::map<Text, Text, std::less<>> names;
@@ -145,12 +147,18 @@ void RepWorker::Run(const Operation& operation, const JsonValue& root) {
 }
 
 bool RepWorker::Admit(const Operation& operation, const Request& request) {
-    if (operation.checks & kTradeData) WaitForTradeData();
-    if (operation.checks & kSession) {
-        if (!IsSessionKnown(request.sessionKey)) {
-            Refuse(request, kIllegalSession);
-            return false;
-        }
+    const bool needsSession = (operation.checks & kSession) != 0;
+    const auto refuseUnknown = [&] {
+        const bool unknown = needsSession && !IsSessionKnown(request.sessionKey);
+        if (unknown) Refuse(request, kIllegalSession);
+        return unknown;
+    };
+    if (operation.checks & kTradeData) {
+        if (IsOn(L"RefuseUnknownFirst") && refuseUnknown()) return false;
+        WaitForTradeData();
+    }
+    if (needsSession) {
+        if (refuseUnknown()) return false;
         UpdatePingTime(Text(request.sessionKey));
     }
     if ((operation.checks & kParam) && !request.hasParam) {
@@ -199,6 +207,13 @@ void RepWorker::OnNotification(const wchar_t* name, const wchar_t* param) {
 }
 
 bool RepWorker::Pause(std::uint32_t timeMs) { return TheClock().Sleep(timeMs, stop_); }
+
+bool RepWorker::PauseForRetry(const Request& request, std::uint32_t timeMs) {
+    if (!Pause(timeMs)) return false;
+    if (IsSessionKnown(request.sessionKey) || !IsOn(L"EndRetriesWithSession")) return true;
+    Refuse(request, kIllegalSession);
+    return false;
+}
 
 void RepWorker::SetLoginMode(std::int32_t mode) {
     tradeApi_->SetMode(mode);

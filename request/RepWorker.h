@@ -51,6 +51,9 @@ class RepWorker final : public CppUtility::ReceiveNotification {
     bool HasPlatform() const { return tradeApi_ != nullptr; } // from StartService on
     // Sleeps; false when the worker is to stop, and the handler to give up.
     bool Pause(std::uint32_t timeMs);
+    // The same between two tries of a request that may be tried for ever; false, too, when its
+    // session has ended and the option "EndRetriesWithSession" is on: it has been answered then.
+    bool PauseForRetry(const Request& request, std::uint32_t timeMs);
     std::stop_token StopToken() const { return stop_; }
     // The mode that this worker has brought the platform into; 0 before its first log-in.
     std::int32_t LoginMode() const { return loginMode_; }

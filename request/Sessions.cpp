@@ -7,6 +7,7 @@
 #include "foundation/support/Clock.h"
 #include "foundation/support/Md5.h"
 #include "foundation/support/Mutex.h"
+#include "foundation/support/Random.h"
 #include "foundation/support/Settings.h"
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
@@ -100,6 +101,8 @@ std::vector<SessionAges> AgesOfSessions() {
 }
 
 Text FormSessionKey() {
+    constexpr std::size_t kKeyBytes = 16;
+    if (GetSetting(L"SessionKey") == L"random") return *FromUtf8(HexDigits(RandomBytes(kKeyBytes)));
     const LocalTime now = ToLocalTime(TheClock().UnixTimeMs());
     const Text text = Format(L"%02d%02d%02d%d", std::int32_t{now.hour}, std::int32_t{now.minute},
                              std::int32_t{now.second}, loginCounter++);

@@ -1,6 +1,8 @@
 """Checks the program from outside, on the paper platform: what it logs, what must not harm it, and how
 it ends. Takes the path of the program as its last argument."""
 
+import datetime
+import hashlib
 import json
 import os
 import re
@@ -90,6 +92,48 @@ class StartUp(WireTest):
         self.assertEqual(gateway.logged("MyIP:"), "127.0.0.2")
         client = self.socket(zmq.REQ, gateway.port(), "127.0.0.2")
         self.assertEqual(ask(client, b'{"Request":"FOO"}'), UNDEFINED)
+
+
+class Options(WireTest):
+    """The keys of section [Gateway], beside a gateway without them."""
+
+    def run_with(self, *keys):
+        """What became of an old log file, a client's line break and a session key that can be computed."""
+        gateway = self.new_gateway()
+        (gateway.folder / "Configs").mkdir()
+        (gateway.folder / "Configs" / "ZMQ.ini").write_text("\n".join(["[Gateway]", *keys]))
+        (gateway.folder / "logs").mkdir()
+        days = [datetime.date.today() - datetime.timedelta(days) for days in (3, 2)]
+        names = [f"Halvane64-{day:%Y%m%d}-{number}.log" for number, day in enumerate(days)]
+        for name in [*names, f"Halvane64-{days[0]:%Y%m%d}-0.txt", f"Halvane64x-{days[0]:%Y%m%d}-0.log"]:
+            (gateway.folder / "logs" / name).touch()
+        gateway.start_on_paper()
+        with gateway.logged_in_client() as client:
+            client.exchange(b'{"Request":"a\\u2028","forged":"\xc2\x85","b":"\n\x7f"}')
+            now = datetime.datetime.now()
+            moments = [now - datetime.timedelta(seconds=each) for each in range(10)]
+            guessed = {hashlib.md5(f"{each:%H%M%S}{n}".encode()).hexdigest() for each in moments for n in range(9)}
+            predictable = client.session_key in guessed
+        self.assertRegex(client.session_key, "^[0-9a-f]{32}$")
+        gateway.end()
+        kept = [(gateway.folder / "logs" / name).exists() for name in names]
+        self.assertEqual(len(list(gateway.folder.glob("logs/*-0.*"))), 4 if kept[0] else 3)
+        return kept, any("b\":\"\\u000a\\u007f" in line for line in gateway.lines()), predictable, gateway.messages()
+
+    def test_each_is_off_until_it_is_named(self):
+        rows = [
+            ([], ([True, True], False, True)),
+            (["SessionKey=random", "LogControlCharacters=escape", "LogKeepDays=2", "RefuseUnknownFirst=0"],
+             ([False, True], True, False)),
+            (["SessionKey=RANDOM", "LogControlCharacters=1", "LogKeepDays=-1", "RefuseUnknownFirst=yes"],
+             ([True, True], False, True)),
+        ]  # fmt: skip
+        for keys, expected in rows:
+            with self.subTest(keys):
+                *found, messages = self.run_with(*keys)
+                self.assertEqual(tuple(found), expected)
+                warned = [line for line in messages if line.startswith("ZMQ.ini: ")]
+                self.assertEqual(len(warned), 4 if expected[2] and keys else 0)
 
 
 class Ending(WireTest):

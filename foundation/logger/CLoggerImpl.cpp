@@ -70,7 +70,9 @@ void CLoggerImpl::Write(LogLevel level, const wchar_t* text) {
     if (!Takes(level)) return;
     try {
         LogMsgPtr record = IsPrintToScreen() != 0 ? NewLogMsg(level, text) : nullptr;
-        Enqueue(level, {}, ToNarrow(TextView(text == nullptr ? L"" : text)), std::move(record));
+        const TextView wide(text == nullptr ? L"" : text);
+        Enqueue(level, {}, escapeControls_ ? ToNarrow(WithoutControls(wide)) : ToNarrow(wide),
+                std::move(record));
     } catch (const std::exception&) {
         Fail(kLogUnspecified);
     }
@@ -79,7 +81,7 @@ void CLoggerImpl::Write(LogLevel level, const wchar_t* text) {
 void CLoggerImpl::WriteBytes(LogLevel level, std::string_view what, std::string_view utf8) {
     if (!Takes(level)) return;
     try {
-        if (IsPrintToScreen() != 0 || !IsNarrow(utf8))
+        if (IsPrintToScreen() != 0 || escapeControls_ || !IsNarrow(utf8))
             Write(level, FromUtf8(std::string(what).append(utf8)).value_or(L"").c_str());
         else
             Enqueue(level, what, utf8, nullptr);
@@ -213,6 +215,7 @@ void CLoggerImpl::RunWriter() noexcept {
 // the file was to be written and did not take all.
 bool CLoggerImpl::WriteBatch(Queue& batch, std::uint64_t dropped) {
     const bool toFile = IsPrintToFile() != 0;
+    file_.KeepDays(keepDays_);
     bool usable = !toFile || Succeeds([&] { return file_.Open(); });
     const std::uint64_t before = file_.Written();
     // The lines that own up to what is missing, whatever the level.

@@ -49,6 +49,13 @@ class CLoggerImpl final : public ILogger {
     // Messages that were dropped or that the file did not take, ever. Safe from any thread.
     std::uint64_t Missing() const { return missing_; }
 
+    // Control characters are escaped from now on, or not; files are kept for so many days, or, with
+    // 0, for ever.
+    void SetOptions(bool escapeControls, int keepDays) {
+        escapeControls_ = escapeControls;
+        keepDays_ = keepDays;
+    }
+
     // Waits until the writer is done with all that was queued before this call. False when the time
     // is over or the logger is closed first.
     bool Drain(std::uint32_t timeoutMs);
@@ -96,6 +103,8 @@ class CLoggerImpl final : public ILogger {
     std::atomic<std::int32_t> printFlag_ = 0;
     std::atomic<std::int32_t> lastError_ = 0;
     std::atomic<HWND__*> window_ = nullptr;
+    std::atomic<bool> escapeControls_ = false;
+    std::atomic<int> keepDays_ = 0;
     LogFile file_;           // the writer's while there is one
     std::uint64_t lost_ = 0; // likewise: messages that the file did not take, not yet told
     std::thread writer_;

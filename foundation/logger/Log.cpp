@@ -63,6 +63,11 @@ std::uint64_t LogLinesLost() {
     return logger != nullptr ? logger->Missing() : 0;
 }
 
+void SetLogOptions(const LogOptions& options) {
+    auto* logger = dynamic_cast<CLoggerImpl*>(TheHolder().logger.Get());
+    if (logger != nullptr) logger->SetOptions(options.escapeControls, options.keepDays);
+}
+
 void DrainLog() {
     auto* logger = dynamic_cast<CLoggerImpl*>(TheHolder().logger.Get());
     if (logger != nullptr) logger->Drain(kDrainMs);

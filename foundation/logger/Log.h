@@ -54,6 +54,13 @@ CStaticLogger& TheStaticLogger();
 // How many of the messages that were logged will never stand in the file.
 std::uint64_t LogLinesLost();
 
+// What may be asked of the log beside its level.
+struct LogOptions {
+    bool escapeControls = false; // control characters as \u and four digits, so a line stays one
+    int keepDays = 0;            // files of days further back are removed; 0 for none
+};
+void SetLogOptions(const LogOptions& options);
+
 // Waits, for a few seconds at most, until all that was logged before this call has been written.
 void DrainLog();
 

@@ -7,8 +7,11 @@
 #include "foundation/support/Utf.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 namespace halvane {
 namespace {
@@ -25,6 +28,25 @@ bool SameDay(std::int64_t a, std::int64_t b) {
     const LocalTime one = ToLocalTime(a * 1000);
     const LocalTime other = ToLocalTime(b * 1000);
     return one.day == other.day && one.month == other.month && one.year == other.year;
+}
+
+std::chrono::sys_days DayOf(std::int64_t time) {
+    const LocalTime local = ToLocalTime(time * 1000);
+    return std::chrono::year(local.year) / local.month / local.day;
+}
+
+// The day in "-YYYYMMDD-N".
+std::optional<std::chrono::sys_days> DayIn(const std::string& mark) {
+    int year = 0, month = 0, day = 0;
+    constexpr std::size_t kShortest = 11;
+    const bool marks = mark.size() >= kShortest && mark[0] == '-' && mark[9] == '-' &&
+                       mark.find_first_not_of("0123456789", 10) == std::string::npos;
+    if (!marks || std::sscanf(mark.c_str(), "-%4d%2d%2d-", &year, &month, &day) != 3)
+        return std::nullopt;
+    const std::chrono::year_month_day date(std::chrono::year(year),
+                                           std::chrono::month(static_cast<unsigned>(month)),
+                                           std::chrono::day(static_cast<unsigned>(day)));
+    return date.ok() ? std::optional<std::chrono::sys_days>(date) : std::nullopt;
 }
 
 // A file that cannot be opened has no size, and so room for more.
@@ -60,8 +82,16 @@ void LogFile::Forget() {
     torn_ = false;
 }
 
+void LogFile::KeepDays(int days) {
+    if (days == keepDays_) return;
+    keepDays_ = days;
+    tidied_ = false;
+}
+
 std::int32_t LogFile::Open() {
     UpdateName();
+    if (keepDays_ > 0 && !tidied_) RemoveOld();
+    tidied_ = true;
     std::uint32_t error = file_.Open(name_);
     if (error == kBadPath && !directory_.empty()) {
         std::error_code ignored; // the second try tells
@@ -103,6 +133,7 @@ std::uint32_t LogFile::EndTornLine() {
 void LogFile::UpdateName() {
     const std::int64_t now = TheClock().UnixTimeMs() / 1000;
     const bool newDay = !SameDay(now, named_);
+    if (newDay) tidied_ = false;
     if (newDay) index_ = 0;
     if (newDay || name_.empty()) NameAfter(now);
     while (!HasRoom(name_)) {
@@ -115,6 +146,23 @@ void LogFile::NameAfter(std::int64_t time) {
     named_ = time;
     name_ = DatedName();
     torn_ = false; // a new file
+}
+
+// Only names of our own making: what else lies there is somebody else's.
+void LogFile::RemoveOld() const try {
+    const std::string base = ToUtf8(base_.substr(LastSeparator(base_) + 1));
+    const std::size_t point = std::min(base.rfind('.'), base.size());
+    const auto oldest = DayOf(named_) - std::chrono::days(keepDays_);
+    for (const auto& entry : std::filesystem::directory_iterator(ToPath(directory_))) {
+        const std::string name = ToUtf8(FromPath(entry.path().filename()));
+        const bool ours = name.size() > base.size() && name.starts_with(base.substr(0, point)) &&
+                          name.ends_with(base.substr(point));
+        if (!ours) continue;
+        const auto day = DayIn(name.substr(point, name.size() - base.size()));
+        std::error_code ignored; // somebody reads it
+        if (day && *day < oldest) std::filesystem::remove(entry.path(), ignored);
+    }
+} catch (const std::exception&) { // tomorrow, then: what is to be logged goes first
 }
 
 Text LogFile::DatedName() const {

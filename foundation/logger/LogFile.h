@@ -20,6 +20,10 @@ class LogFile {
     void Forget(); // the name, the date and the number
     const Text& Base() const { return base_; }
 
+    // Files of days that lie further back are removed when the day's first batch is written; 0 for
+    // never. One that cannot be removed stays until the next day.
+    void KeepDays(int days);
+
     // Opens today's file at its end; creates it, and its folder with all parents, when missing.
     std::int32_t Open();
 
@@ -37,12 +41,15 @@ class LogFile {
     void NameAfter(std::int64_t time);
     Text DatedName() const;
     std::uint32_t EndTornLine();
+    void RemoveOld() const;
 
     Text base_;
     Text directory_;
     Text name_;              // of the current file
     int index_ = 0;          // its number on its day
     std::int64_t named_ = 0; // when the name was made, seconds since 1970
+    int keepDays_ = 0;
+    bool tidied_ = false; // on that day
     SystemFile file_;
     std::uint64_t written_ = 0;
     bool torn_ = false; // the file ends inside a line

@@ -19,6 +19,12 @@ char16_t* TextOf(void* block) {
     return reinterpret_cast<char16_t*>(bytes + offsetof(ILogger::TLogMsg, text));
 }
 
+// Those of both halves, and the two separators at which some viewers end a line.
+bool IsControl(wchar_t unit) {
+    const auto code = static_cast<std::uint32_t>(unit);
+    return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x2028 || code == 0x2029;
+}
+
 void PutDigits(char* at, int width, unsigned number) {
     for (; width > 0; number /= 10)
         at[--width] = static_cast<char>('0' + number % 10);
@@ -39,6 +45,21 @@ LogMsgPtr NewLogMsg(ILogger::LogLevel level, const wchar_t* text) {
     std::transform(text, text + length, TextOf(block),
                    [](wchar_t unit) { return static_cast<char16_t>(unit); });
     return msg;
+}
+
+Text WithoutControls(TextView text) {
+    constexpr TextView kDigits = L"0123456789abcdef";
+    Text escaped;
+    for (const wchar_t unit : text) {
+        if (!IsControl(unit)) {
+            escaped += unit;
+            continue;
+        }
+        escaped += L"\\u";
+        for (int shift = 12; shift >= 0; shift -= 4)
+            escaped += kDigits[(static_cast<std::uint32_t>(unit) >> shift) & 15];
+    }
+    return escaped;
 }
 
 LineStamp StampOf(const LocalTime& time) {

@@ -23,6 +23,10 @@ LogMsgPtr NewLogMsg(ILogger::LogLevel level, const wchar_t* text);
 // A line of the log file is "09:30:05.123   4312  [INFO ]  text" and CR LF, in the narrow encoding
 // of the system. Its date is in the file's name.
 
+// What a client sends stands in the log as it came, line ends too. With this each control character
+// is "\u" and four hexadecimal digits.
+Text WithoutControls(TextView text);
+
 // The time.
 using LineStamp = std::array<char, 12>;
 LineStamp StampOf(const LocalTime& time);

@@ -45,7 +45,7 @@ void AnswerRows(RepWorker& worker, const Request& request, ItemClass itemClass,
         const bool whole = write(reply, *item);
         reply.EndArray();
         if (whole) return worker.SendData(reply.Finish(), true);
-    } while (worker.Pause(kRetryMs));
+    } while (worker.PauseForRetry(request, kRetryMs));
 }
 
 void AnswerRowQuery(RepWorker& worker, const Request& request, const RowQuery& query) {

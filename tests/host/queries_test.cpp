@@ -1,7 +1,9 @@
 #include "tests/host/TestHost.h"
 
 #include "foundation/support/Process.h"
+#include "foundation/support/Settings.h"
 #include "foundation/support/Utf.h"
+#include "request/Sessions.h"
 #include "tests/Golden.h"
 #include "tests/TempFolder.h"
 
@@ -108,6 +110,13 @@ TEST_F(Queries, RefusedRowsAreAskedForAgain) {
         EXPECT_EQ(ValuesOf(reply, "Account").size(), 3u) << request;
         EXPECT_EQ(host.clock.TickCount() - before, 200u) << request;
     }
+    SetSetting(L"EndRetriesWithSession", L"1");
+    host.Api().dataItem = [this](std::int32_t, std::int32_t, ProbeItem&) {
+        CloseSession(*FromUtf8(key));
+        return 0;
+    };
+    EXPECT_EQ(Ask("MARGINS"), Failure("MARGINS", "the Session is illegal"));
+    key = host.LogIn();
     host.Api().dataItem = [](std::int32_t, std::int32_t index, ProbeItem&) { return index >= 0; };
     EXPECT_EQ(Ask("POSITIONS", R"(,"QryIndex":"-1")"),
               R"({"Reply":"POSITIONS","Success":"OK","Positions":[]})");
@@ -177,6 +186,9 @@ TEST_F(Queries, TheReadyWaitIsAtMostTwentySeconds) {
     EXPECT_EQ(host.clock.TickCount() - start, 20000u);
     host.Api().tradeEvents->OnAccountUpdate(100, L"", -200);
     host.AskText(R"({"Request":"POSITIONS","SessionKey":"unknown"})"); // the wait comes first
+    EXPECT_EQ(host.clock.TickCount() - start, 40000u);
+    SetSetting(L"RefuseUnknownFirst", L"1");
+    host.AskText(R"({"Request":"POSITIONS","SessionKey":"unknown"})");
     EXPECT_EQ(host.clock.TickCount() - start, 40000u);
     host.Api().tradeEvents->OnAccountUpdate(100, L"", 0);
     EXPECT_EQ(Ask("POSITIONS"), R"({"Reply":"POSITIONS","Success":"OK","Positions":[]})");
