@@ -24,6 +24,7 @@ constexpr std::size_t kSecretBytes = 16;
 // On the front socket: clients are strangers and may vanish.
 constexpr int kLargestRequest = 16 << 20; // bytes
 constexpr int kNoLimit = 0;               // in number; UnreadReplies has one in bytes
+constexpr int kQueuedOfEach = 64; // requests of a connection; fewer cost half the throughput
 constexpr int kHandshakeMs = 10000;
 constexpr int kBacklog = 1024;
 
@@ -39,6 +40,10 @@ constexpr int kKeepAliveProbes = 3;
 // smaller than a segment of the loopback interface make large requests wait for acknowledgements.
 constexpr int kQueuedRequests = 64;
 constexpr int kLinkBufferBytes = 65536;
+
+// The link's queues are counted in requests. So that large ones do not make everybody wait behind
+// hundreds of them, no more are dealt while this much is with the workers.
+constexpr std::uint64_t kMostWithWorkers = kLargestRequest;
 
 // Binds to `port` or the next free one below `end`, beginning again 10,000 lower there. Nothing
 // when a stop was requested.
@@ -57,17 +62,6 @@ bool IsReady(void* socket, int events) {
     int ready = 0;
     std::size_t size = sizeof ready;
     return zmq_getsockopt(socket, ZMQ_EVENTS, &ready, &size) == 0 && (ready & events) != 0;
-}
-
-// Moves one whole message. False when there was none.
-bool MoveMessage(void* from, void* to) {
-    for (bool first = true, more = true; more; first = false) {
-        ZmqMessage part;
-        if (!part.Receive(from, first ? ZMQ_DONTWAIT : 0)) return false;
-        more = part.HasMore();
-        part.Send(to, more ? ZMQ_SNDMORE : 0);
-    }
-    return true;
 }
 
 } // namespace
@@ -104,6 +98,8 @@ void RequestBroker::Serve(std::stop_token stop) {
     Workers workers(kWorkers);
     std::ranges::generate(workers,
                           [this] { return std::make_unique<RepWorker>(loginType_, relaySecret_); });
+    for (const auto& each : workers)
+        each->CountServed(served_);
     const auto frontIp = [] { return GetSetting(L"MyIP"); };
     const auto front =
         BindToNextFree(front_.get(), frontIp, ToInt32(GetSetting(L"RepPort")), 60000, stop);
@@ -127,6 +123,7 @@ void RequestBroker::Serve(std::stop_token stop) {
 
 void RequestBroker::PrepareSockets() {
     SetZmqOption(front_.get(), ZMQ_SNDHWM, kNoLimit);
+    SetZmqOption(front_.get(), ZMQ_RCVHWM, kQueuedOfEach);
     SetZmqOption(front_.get(), ZMQ_HANDSHAKE_IVL, kHandshakeMs);
     SetZmqOption(front_.get(), ZMQ_TCP_KEEPALIVE, 1);
     SetZmqOption(front_.get(), ZMQ_TCP_KEEPALIVE_IDLE, kKeepAliveIdleS);
@@ -163,21 +160,39 @@ bool RequestBroker::MoveReply() {
     return true;
 }
 
+// Moves one request. False when there was none. Counts what lies behind the empty frame; a request
+// without one is dropped at the workers' end and has no reply.
+bool RequestBroker::MoveRequest() {
+    bool behind = false;
+    for (bool first = true, more = true; more; first = false) {
+        ZmqMessage part;
+        if (!part.Receive(front_.get(), first ? ZMQ_DONTWAIT : 0)) return false;
+        more = part.HasMore();
+        const std::size_t size = part.Bytes().size();
+        dealt_ += behind ? size : 0;
+        behind = behind || (size == 0 && more);
+        part.Send(back_.get(), more ? ZMQ_SNDMORE : 0);
+    }
+    return true;
+}
+
 // Replies go first, and requests wait at the front while the workers can take no more: a full back
-// socket never holds a reply.
+// socket never holds a reply. What has been served is counted ahead of its reply, which then wakes
+// this loop.
 void RequestBroker::Forward(std::stop_token stop) {
     const std::stop_callback end(stop, [this] { zmq_ctx_shutdown(context_.get()); });
+    const auto mayDeal = [this] { return dealt_ - served_ < kMostWithWorkers; };
     while (!stop.stop_requested()) {
         const bool roomAtBack = IsReady(back_.get(), ZMQ_POLLOUT);
         zmq_pollitem_t items[] = {
             {back_.get(), 0, static_cast<short>(ZMQ_POLLIN | (roomAtBack ? 0 : ZMQ_POLLOUT)), 0},
             {front_.get(), 0, ZMQ_POLLIN, 0},
         };
-        zmq_poll(items, roomAtBack ? 2 : 1, -1);
+        zmq_poll(items, roomAtBack && mayDeal() ? 2 : 1, -1);
         for (int n = 0; n < kMessagesPerPoll && MoveReply();)
             ++n;
-        for (int n = 0; n < kMessagesPerPoll && IsReady(back_.get(), ZMQ_POLLOUT) &&
-                        MoveMessage(front_.get(), back_.get());)
+        for (int n = 0; n < kMessagesPerPoll && mayDeal() && IsReady(back_.get(), ZMQ_POLLOUT) &&
+                        MoveRequest();)
             ++n;
     }
 }

@@ -5,6 +5,7 @@
 #include "foundation/support/Zmq.h"
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -39,6 +40,7 @@ class RequestBroker {
     void StartWorkers(Workers workers);
     void Forward(std::stop_token stop);
     bool MoveReply();
+    bool MoveRequest();
 
     TradeApi& tradeApi_;
     Text loginType_;
@@ -47,7 +49,9 @@ class RequestBroker {
     ZmqSocket front_;
     ZmqSocket back_;
     std::string relaySecret_;
-    std::vector<ZmqMessage> reply_; // on its way
+    std::vector<ZmqMessage> reply_;         // on its way
+    std::uint64_t dealt_ = 0;               // bytes of requests, ever
+    std::atomic<std::uint64_t> served_ = 0; // of these, those that have been answered
     std::atomic<int> port_ = 0;
     std::vector<std::jthread> workers_;
     std::jthread thread_;

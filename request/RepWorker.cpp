@@ -15,6 +15,7 @@
 #include "tradeapi/TradeData.h"
 
 #include <atomic>
+#include <utility>
 
 namespace halvane {
 namespace {
@@ -94,9 +95,11 @@ void RepWorker::ServeNext() {
     }
     // Whatever follows the first frame belongs to the same request, which then is none.
     bool oneFrame = true;
+    bytes_ = message.Bytes().size();
     for (bool more = message.HasMore(); more; oneFrame = false) {
         ZmqMessage rest;
         more = rest.Receive(socket_.get()) && rest.HasMore();
+        bytes_ += rest.Bytes().size();
     }
     replied_ = false;
     failed_ = false;
@@ -193,6 +196,7 @@ void RepWorker::SendData(std::string json, bool log) {
     if (log) Log().InfoBytes("[RepWorker]SendData:", json);
     replied_ = true;
     ++requestsServed;
+    if (served_ != nullptr) *served_ += std::exchange(bytes_, 0);
     activity_.End(failed_); // before the client knows: who then asks for it finds it counted
     SendWithTrailingZero(socket_.get(), std::move(json));
 }

@@ -6,6 +6,7 @@
 #include "request/Activity.h"
 #include "request/Envelope.h"
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <stop_token>
@@ -28,6 +29,10 @@ class RepWorker final : public CppUtility::ReceiveNotification {
     // back socket asks for. Takes the descriptors that the library cannot do without.
     RepWorker(Text loginType, const std::string& relaySecret);
     ~RepWorker();
+
+    // Adds up there how many bytes of requests have been served, each ahead of its reply. To be
+    // called before the service is started.
+    void CountServed(std::atomic<std::uint64_t>& bytes) { served_ = &bytes; }
 
     // Serves until a stop is requested; returns at once when the socket cannot connect.
     void StartService(TradeApi& tradeApi, std::stop_token stop);
@@ -80,8 +85,10 @@ class RepWorker final : public CppUtility::ReceiveNotification {
     std::int32_t loginMode_ = 0;
     Text loginType_;
     std::stop_token stop_;
-    bool replied_ = false; // to the request at hand
-    bool failed_ = false;  // and it was, or will be, a failure
+    std::atomic<std::uint64_t>* served_ = nullptr;
+    std::uint64_t bytes_ = 0; // of the request at hand, until it is served
+    bool replied_ = false;    // to the request at hand
+    bool failed_ = false;     // and it was, or will be, a failure
     WorkerActivity activity_;
 };
 

@@ -126,6 +126,29 @@ class StrangerTest(unittest.TestCase):
         told = [line for line in self.gateway.messages() if line.startswith("[RequestBroker]relay port: ")]
         self.assertEqual(len(told), 1, told)
 
+    def test_large_requests_come_faster_than_they_are_served(self):
+        self.start()
+        client, large = self.socket(zmq.REQ), json.dumps({"Request": "PONG", "SessionKey": "x" * 1_000_000}).encode()
+
+        def seconds(request):
+            begin = time.monotonic()
+            client.send(request)
+            client.recv()
+            return time.monotonic() - begin
+
+        alone = min(seconds(large) for _ in range(5))
+        for _ in range(4):
+            flood = self.raw_peer()
+            self.addCleanup(flood.close)
+            flood.settimeout(0.2)
+            try:
+                for _ in range(300):
+                    flood.sendall(frames(large))
+            except TimeoutError:
+                pass
+        self.assertLess(seconds(b'{"Request":"FOO"}'), 40 * alone)
+        self.assertLess(memory_of(self.gateway), 800 << 20)
+
     def test_no_publish_port_and_few_descriptors(self):
         """An address that is no machine's: the search goes on, and a signal ends it."""
         (self.gateway.folder / "Configs").mkdir()
