@@ -58,6 +58,7 @@ bool CHalvaneDlg::OnInitDialog(const std::vector<Text>& arguments) {
     }
     SetSetting(L"MyIP", ReadBindAddress());
     Log().Info(L"MyIP:%s", GetSetting(L"MyIP"));
+    feed_.Open(publishWorker_, GetSetting(L"MyIP"));
     loginInfo_.emplace();
     if (!Connect()) return false;
     SubscribeTopics();
@@ -96,7 +97,9 @@ void CHalvaneDlg::LetGoOfPlatform() {
     publishing_ = {};
     supervision_ = {};
     broker_.reset(); // with the handlers, which hold objects of the platform
-    tradeApi_.reset();
+    feed_.StopRecovery();
+    tradeApi_.reset(); // with its events
+    feed_.Close();
 }
 
 Text CHalvaneDlg::StatusText() const {
@@ -145,7 +148,7 @@ void CHalvaneDlg::TakeServices() {
 
 void CHalvaneDlg::StartBroker() {
     if (!served_ || lookingForPort_ || broker_ != nullptr) return;
-    broker_ = std::make_unique<RequestBroker>(*tradeApi_, loginType_);
+    broker_ = std::make_unique<RequestBroker>(*tradeApi_, loginType_, feed_.Get());
     broker_->Start();
 }
 
@@ -180,6 +183,7 @@ void CHalvaneDlg::FinishPublishing(bool started) {
         return;
     }
     StartBroker();
+    feed_.Recover(*tradeApi_);
     tradeApi_->SubscribeTopic(L"VANTOR.RETURN");
 }
 

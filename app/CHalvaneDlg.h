@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/FeedService.h"
 #include "app/InstanceGuard.h"
 #include "app/RequestBroker.h"
 #include "publish/PublishWorker.h"
@@ -57,6 +58,7 @@ class CHalvaneDlg : public HostEvents {
     TradeApiMaker makeTradeApi_;
     std::optional<InstanceGuard> instance_;
     std::optional<LoginInfoTable> loginInfo_;
+    FeedService feed_;
     PublishWorker publishWorker_;
     std::unique_ptr<TradeApi> tradeApi_;
     std::unique_ptr<RequestBroker> broker_; // once started

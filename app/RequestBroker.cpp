@@ -69,8 +69,8 @@ bool MoveMessage(void* from, void* to) {
 
 } // namespace
 
-RequestBroker::RequestBroker(TradeApi& tradeApi, Text loginType)
-    : tradeApi_(tradeApi), loginType_(std::move(loginType)) {}
+RequestBroker::RequestBroker(TradeApi& tradeApi, Text loginType, Feed* feed)
+    : tradeApi_(tradeApi), loginType_(std::move(loginType)), feed_(feed) {}
 
 RequestBroker::~RequestBroker() {
     thread_ = {};
@@ -95,7 +95,8 @@ void RequestBroker::Serve(std::stop_token stop) {
     // Made before strangers can connect and take all descriptors: the library does not survive
     // having none for a context.
     Workers workers(kWorkers);
-    std::ranges::generate(workers, [this] { return std::make_unique<RepWorker>(loginType_); });
+    std::ranges::generate(workers,
+                          [this] { return std::make_unique<RepWorker>(loginType_, feed_); });
     const auto frontIp = [] { return GetSetting(L"MyIP"); };
     const auto front =
         BindToNextFree(front_.get(), frontIp, ToInt32(GetSetting(L"RepPort")), 60000, stop);

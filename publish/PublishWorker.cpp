@@ -92,23 +92,26 @@ bool PublishWorker::BindToFreePort(std::stop_token stop) {
 
 void PublishWorker::SendHeartbeats(std::stop_token stop) {
     do {
-        HandleEvent(L"heartbeat", [this] { PublishEmpty(L"PING", true); });
+        HandleEvent(L"heartbeat", [this] { PublishEmpty(L"PING", true, Taps::None); });
     } while (TheClock().Sleep(kHeartbeatMs, stop));
 }
 
-void PublishWorker::SendData(TextView text, bool log) {
+void PublishWorker::SendData(TextView text, bool log) { Send(text, log, Taps::All); }
+
+void PublishWorker::Send(TextView text, bool log, Taps taps) {
     std::string bytes = ToUtf8(text);
     const MutexLock guard(sendLock_);
     if (log) Log().Info(L"[PublishWorker]SendData:%s", text);
     ++sent_;
+    if (tap_ && taps == Taps::All) tap_(bytes);
     SendWithTrailingZero(socket_.get(), std::move(bytes));
     window_.CountSent();
 }
 
-void PublishWorker::PublishEmpty(const wchar_t* dataType, bool log) {
+void PublishWorker::PublishEmpty(const wchar_t* dataType, bool log, Taps taps) {
     JsonWriter document;
     document.Member(L"DataType", dataType);
-    SendData(document.Finish(), log);
+    Send(document.Finish(), log, taps);
 }
 
 void PublishWorker::OnAccountUpdate(std::int32_t kind, TextView key, std::int32_t value) {

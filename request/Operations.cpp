@@ -28,6 +28,8 @@ constexpr Operation kOperations[] = {
     {L"POSITIONTRACKER",      QueryPositionTracker,  kSession},
     {L"SENDMESSAGE",          SendLineMessage,       kSession | kParam},
     {L"NEWSTRATEGYORDER",     NewStrategyOrder,      kSession | kParam},
+    {L"FEEDSTATUS",           TellFeedStatus,        kSession | kFeed},
+    {L"FEEDREPLAY",           ReplayFeed,            kSession | kFeed},
 };
 // clang-format on
 

@@ -14,6 +14,7 @@ enum Check : unsigned {
     kSession = 2,   // the session is known; its ping time is refreshed
     kParam = 4,     // there is an object "Param"
     kSilent = 8,    // a failure is answered with neither key nor reason
+    kFeed = 16,     // the feed is on; otherwise there is no such operation
 };
 
 using Handler = void (*)(RepWorker& worker, const Request& request);

@@ -53,10 +53,10 @@ void LogFailure(const wchar_t* work, const std::exception& error) {
 
 std::uint64_t RequestsServed() { return requestsServed; }
 
-RepWorker::RepWorker(Text loginType)
+RepWorker::RepWorker(Text loginType, Feed* feed)
     : context_(MakeZmqContext()), socket_(zmq_socket(context_.get(), ZMQ_REP)),
       processId_(CurrentProcessId()), serviceKey_(GetSetting(L"ServiceKey")),
-      loginType_(std::move(loginType)) {}
+      loginType_(std::move(loginType)), feed_(feed) {}
 
 RepWorker::~RepWorker() { CppUtility::UnregisterNotification(kRemoveLoginInfo, this); }
 
@@ -111,7 +111,7 @@ void RepWorker::DoWork(std::string_view bytes) {
         return;
     }
     const Operation* operation = FindOperation(StringMember(document, L"Request"));
-    if (operation == nullptr)
+    if (operation == nullptr || ((operation->checks & kFeed) && feed_ == nullptr))
         ReplyFail(kNoRequest, kUndefined, L"");
     else
         Run(*operation, document);

@@ -11,6 +11,7 @@
 
 namespace halvane {
 
+class Feed;
 struct Operation;
 class TradeApi;
 
@@ -23,9 +24,9 @@ std::uint64_t RequestsServed();
 // StartService on a worker is used by its own thread alone, but for OnNotification.
 class RepWorker final : public CppUtility::ReceiveNotification {
   public:
-    // The login type is the platform's, as the host read it. Takes the descriptors that the library
-    // cannot do without.
-    explicit RepWorker(Text loginType);
+    // The login type is the platform's, as the host read it; the feed is null when it is off. Takes
+    // the descriptors that the library cannot do without.
+    explicit RepWorker(Text loginType, Feed* feed = nullptr);
     ~RepWorker();
 
     // Serves until a stop is requested; returns at once when the socket cannot connect.
@@ -45,6 +46,7 @@ class RepWorker final : public CppUtility::ReceiveNotification {
 
     // For the handlers.
     TradeApi& Platform() { return *tradeApi_; }
+    Feed& TheFeed() { return *feed_; }                        // for operations that ask for kFeed
     bool HasPlatform() const { return tradeApi_ != nullptr; } // from StartService on
     // Sleeps; false when the worker is to stop, and the handler to give up.
     bool Pause(std::uint32_t timeMs);
@@ -73,6 +75,7 @@ class RepWorker final : public CppUtility::ReceiveNotification {
     Text serviceKey_;
     std::int32_t loginMode_ = 0;
     Text loginType_;
+    Feed* feed_;
     std::stop_token stop_;
     bool replied_ = false; // to the request at hand
 };

@@ -68,6 +68,11 @@ class JsonWriter {
         Key(key);
         value.Accept(writer_);
     }
+    // A value that is JSON already, as it is.
+    void Raw(TextView key, TextView json) {
+        Key(key);
+        writer_.RawValue(json.data(), json.size(), rapidjson::kObjectType);
+    }
     void BeginObject(TextView key) {
         Key(key);
         writer_.StartObject();
