@@ -97,7 +97,7 @@ void CHalvaneDlg::LetGoOfPlatform() {
     publishing_ = {};
     supervision_ = {};
     broker_.reset(); // with the handlers, which hold objects of the platform
-    feed_.StopRecovery();
+    recovery_ = {};
     tradeApi_.reset(); // with its events
     feed_.Close();
 }
@@ -183,7 +183,8 @@ void CHalvaneDlg::FinishPublishing(bool started) {
         return;
     }
     StartBroker();
-    feed_.Recover(*tradeApi_);
+    if (feed_.Get() != nullptr)
+        recovery_ = std::jthread([this](std::stop_token stop) { feed_.Recover(*tradeApi_, stop); });
     tradeApi_->SubscribeTopic(L"VANTOR.RETURN");
 }
 

@@ -64,6 +64,7 @@ class CHalvaneDlg : public HostEvents {
     std::unique_ptr<RequestBroker> broker_; // once started
     Text loginType_;
     std::jthread supervision_;
+    std::jthread recovery_;   // of the feed, when it is on
     std::jthread publishing_; // once started: looks for a port, which may take for ever
     bool connected_ = false;
     bool served_ = false;         // the platform is ready for requests

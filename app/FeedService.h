@@ -1,9 +1,10 @@
 #pragma once
 
 #include "feed/Feed.h"
+#include "foundation/support/WorkQueue.h"
 
 #include <memory>
-#include <thread>
+#include <stop_token>
 
 namespace halvane {
 
@@ -18,19 +19,22 @@ class FeedService {
     // there.
     void Open(PublishWorker& publisher, const Text& ip);
 
-    // Once the publisher hears the platform's events.
-    void Recover(TradeApi& tradeApi);
+    // Compares the platform's reports with the journal, once its trade data is loaded and then
+    // whenever it has reset its reports. Returns when a stop is requested.
+    void Recover(TradeApi& tradeApi, const std::stop_token& stop);
 
-    // No more calls to the platform follow.
-    void StopRecovery() { recovery_ = {}; }
     // Writes what was published, which the publisher must not do any more.
     void Close() { feed_.reset(); }
 
     Feed* Get() { return feed_.get(); } // null when it is off
 
   private:
+    enum class Reason { Start, Reset };
+
+    void RecoverOnce(TradeApi& tradeApi, const std::stop_token& stop);
+
     std::unique_ptr<Feed> feed_;
-    std::jthread recovery_;
+    WorkQueue<Reason> wanted_;
 };
 
 } // namespace halvane

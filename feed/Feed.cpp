@@ -13,6 +13,7 @@ constexpr std::size_t kMostRows = 2000; // of a transaction
 constexpr std::uint32_t kBeatMs = 1000;
 constexpr std::uint32_t kTidyMs = 60'000;
 constexpr std::uint32_t kRetryMs = 1000;
+constexpr unsigned kTriesUntilReopened = 60;
 
 bool IsDue(std::uint32_t now, std::uint32_t at) { return now - at < 0x80000000; }
 
@@ -48,13 +49,17 @@ void Feed::Run(const std::stop_token& stop) {
 }
 
 void Feed::Work(const std::stop_token& stop) {
+    socket_.Admit();
     Keep();
     if (!journal_.IsOpen()) OpenJournal();
-    if (entries_.empty() && rows_.empty()) {
-        Recover();
-        entries_ = queue_.TakeAll(kBeatMs / 2, stop);
+    if (entries_.empty() && rows_.empty()) entries_ = queue_.TakeAll(kBeatMs / 2, stop);
+    if (rows_.empty()) rows_ = numbering_.Number(entries_, kMostRows);
+    if (!rows_.empty()) {
+        Write();
+    } else if (!entries_.empty()) {
+        Obey(entries_.front().kind);
+        entries_.pop_front();
     }
-    Write();
 }
 
 // A day is tidied before it is written: on a full disk that may be what makes room.
@@ -77,8 +82,6 @@ void Feed::OpenJournal() {
 }
 
 void Feed::Write() {
-    if (rows_.empty()) rows_ = numbering_.Number(entries_, kMostRows);
-    if (rows_.empty()) return;
     journal_.Append(rows_);
     for (const FeedRow& row : rows_)
         socket_.Send(row);
@@ -120,7 +123,9 @@ void Feed::Show() {
 }
 
 void Feed::Fail(const std::exception& error) {
-    journal_.Close();
+    const auto* sqlite = dynamic_cast<const SqliteError*>(&error);
+    const bool mayPass = sqlite != nullptr && sqlite->mayPass;
+    if (!mayPass || ++failures_ % kTriesUntilReopened == 0) journal_.Close();
     const MutexLock guard(lock_);
     if (status_.failure.empty()) {
         Log().Error(L"[Feed]the journal cannot be written: %s", ReasonOf(error));
@@ -154,29 +159,21 @@ ReplayPage Feed::Replay(const ReplayWish& wish) {
 
 std::optional<std::int64_t> Feed::BeginComparing(const std::stop_token& stop) {
     MutexLock guard(lock_);
-    comparing_ = Comparing::Wanted;
-    const bool begun = changed_.wait(
-        guard, stop, [this]() REQUIRES(lock_) { return comparing_ == Comparing::Yes; });
-    return begun ? std::optional(comparedFrom_) : std::nullopt;
+    comparedFrom_.reset();
+    queue_.PostMark(FeedEntry::Kind::BeginComparing);
+    changed_.wait(guard, stop, [this]() REQUIRES(lock_) { return comparedFrom_.has_value(); });
+    return comparedFrom_;
 }
 
-void Feed::EndComparing() {
-    const MutexLock guard(lock_);
-    comparing_ = Comparing::Over;
-}
+void Feed::EndComparing() { queue_.PostMark(FeedEntry::Kind::EndComparing); }
 
-// While nothing is on its way from the queue to the journal.
-void Feed::Recover() {
+// All that was published before the mark is written.
+void Feed::Obey(FeedEntry::Kind mark) {
+    if (mark == FeedEntry::Kind::EndComparing) return numbering_.EndComparing();
+    numbering_.BeginComparing();
     const MutexLock guard(lock_);
-    if (comparing_ == Comparing::Wanted) {
-        numbering_.BeginComparing();
-        comparedFrom_ = journal_.Last();
-        comparing_ = Comparing::Yes;
-        changed_.notify_all();
-    } else if (comparing_ == Comparing::Over) {
-        numbering_.EndComparing();
-        comparing_ = Comparing::No;
-    }
+    comparedFrom_ = journal_.Last();
+    changed_.notify_all();
 }
 
 } // namespace halvane

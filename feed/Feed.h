@@ -54,7 +54,7 @@ class Feed {
     // way round. Gives the number of the last row before; nothing when stopped before the journal
     // could be opened.
     std::optional<std::int64_t> BeginComparing(const std::stop_token& stop);
-    void PostRecovered(std::string_view json) { queue_.Post(json, true); }
+    void PostRecovered(std::string_view json) { queue_.Post(json, FeedEntry::Kind::Recovered); }
     void EndComparing();
 
   private:
@@ -65,7 +65,7 @@ class Feed {
     void Keep();
     void Fail(const std::exception& error);
     void EndFailure();
-    void Recover();
+    void Obey(FeedEntry::Kind mark);
     void Show();
 
     const FeedOptions options_;
@@ -82,13 +82,12 @@ class Feed {
     FeedRow lastSent_;
     std::uint32_t nextBeat_ = 0, nextTidy_ = 0;
     bool portRefused_ = false;
+    unsigned failures_ = 0;
 
-    enum class Comparing { No, Wanted, Yes, Over };
     Mutex lock_;
     std::condition_variable_any changed_;
     FeedStatus status_ GUARDED_BY(lock_);
-    Comparing comparing_ GUARDED_BY(lock_) = Comparing::No;
-    std::int64_t comparedFrom_ GUARDED_BY(lock_) = 0;
+    std::optional<std::int64_t> comparedFrom_ GUARDED_BY(lock_); // once that has begun
 
     std::jthread thread_;
 };

@@ -38,7 +38,8 @@ void FeedNumbering::StartBehind(std::int64_t last, std::int64_t timeNs) {
 
 std::vector<FeedRow> FeedNumbering::Number(std::deque<FeedEntry>& entries, std::size_t most) {
     std::vector<FeedRow> rows;
-    for (; !entries.empty() && rows.size() < most; entries.pop_front()) {
+    for (; !entries.empty() && !entries.front().IsMark() && rows.size() < most;
+         entries.pop_front()) {
         if (!comparing_ || !IsThere(entries.front()))
             rows.push_back(RowOf(std::move(entries.front())));
     }
@@ -53,12 +54,10 @@ FeedRow FeedNumbering::RowOf(FeedEntry&& entry) {
         lost_ += entry.lost;
         entry.json = GapDocument(from, last_);
     }
-    return {++last_,
-            run_,
-            lastTimeNs_,
-            entry.lost > 0 ? Route{std::string(kGapKind), "", ""} : RouteOf(entry.json),
-            entry.recovered,
-            std::move(entry.json)};
+    const bool gap = entry.kind == FeedEntry::Kind::Lost;
+    Route route = gap ? Route{std::string(kGapKind), "", ""} : RouteOf(entry.json);
+    const bool recovered = entry.kind == FeedEntry::Kind::Recovered;
+    return {++last_, run_, lastTimeNs_, std::move(route), recovered, std::move(entry.json)};
 }
 
 // Both orders come about: the platform lists a fill before it tells of it, and the other way round.
@@ -66,9 +65,15 @@ bool FeedNumbering::IsThere(const FeedEntry& entry) {
     const std::string key = RecordKey(entry.json);
     if (key.empty()) return false;
     int& ahead = ahead_[key];
-    const bool there = entry.recovered ? ahead > 0 : ahead < 0;
-    ahead += entry.recovered ? -1 : 1;
+    const bool recovered = entry.kind == FeedEntry::Kind::Recovered;
+    const bool there = recovered ? ahead > 0 : ahead < 0;
+    ahead += recovered ? -1 : 1;
     return there;
+}
+
+void FeedNumbering::BeginComparing() {
+    comparing_ = true;
+    ahead_.clear();
 }
 
 void FeedNumbering::EndComparing() {

@@ -22,12 +22,13 @@ class FeedNumbering {
     // Goes on behind the last row of the journal, and never back.
     void StartBehind(std::int64_t last, std::int64_t timeNs);
 
-    // The rows of the oldest entries, which are taken out of `entries`: up to `most` of them.
+    // The rows of the oldest entries, which are taken out of `entries`: up to `most` of them, and
+    // none behind a mark.
     std::vector<FeedRow> Number(std::deque<FeedEntry>& entries, std::size_t most);
 
     // From here on reports and fills are compared: what the platform restores is left out when it
     // was published meanwhile, and what is published when it was restored before.
-    void BeginComparing() { comparing_ = true; }
+    void BeginComparing();
     void EndComparing();
 
   private:

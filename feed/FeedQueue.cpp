@@ -7,14 +7,15 @@
 
 namespace halvane {
 
-void FeedQueue::Post(std::string_view json, bool recovered) {
-    FeedEntry entry{std::string(json), TheClock().UnixTimeNs(), recovered, 0};
+void FeedQueue::Post(std::string_view json, FeedEntry::Kind kind) {
+    FeedEntry entry{kind, TheClock().UnixTimeNs(), std::string(json)};
     bool first = false;
     {
         const MutexLock guard(lock_);
         first = entries_.empty();
         if (bytes_ + json.size() > mostBytes_) {
-            if (first || entries_.back().lost == 0) entries_.emplace_back();
+            if (first || entries_.back().kind != FeedEntry::Kind::Lost)
+                entries_.push_back({FeedEntry::Kind::Lost});
             entries_.back().timeNs = entry.timeNs;
             ++entries_.back().lost;
             ++lost_;
@@ -24,6 +25,14 @@ void FeedQueue::Post(std::string_view json, bool recovered) {
         }
     }
     if (first) changed_.notify_one();
+}
+
+void FeedQueue::PostMark(FeedEntry::Kind kind) {
+    {
+        const MutexLock guard(lock_);
+        entries_.push_back({kind});
+    }
+    changed_.notify_one();
 }
 
 std::deque<FeedEntry> FeedQueue::TakeAll(std::uint32_t waitMs, const std::stop_token& stop) {

@@ -11,12 +11,16 @@
 
 namespace halvane {
 
-// What was published and has no number yet, or how much was lost here because there was no room.
+// What was published and has no number yet; or how much was lost here because there was no room; or
+// a mark between them.
 struct FeedEntry {
-    std::string json;        // "" for what was lost
+    enum class Kind : std::uint8_t { Live, Recovered, Lost, BeginComparing, EndComparing };
+    Kind kind = Kind::Live;
     std::int64_t timeNs = 0; // of the last one, where several were lost
-    bool recovered = false;
-    std::int64_t lost = 0;
+    std::string json = {};   // where it was published
+    std::int64_t lost = 0;   // where some were
+
+    bool IsMark() const { return kind == Kind::BeginComparing || kind == Kind::EndComparing; }
 };
 
 // From the publisher to the feed's thread. Posting copies and nothing else: it waits for nobody,
@@ -26,7 +30,8 @@ class FeedQueue {
   public:
     explicit FeedQueue(std::size_t mostBytes) : mostBytes_(mostBytes) {}
 
-    void Post(std::string_view json, bool recovered = false);
+    void Post(std::string_view json, FeedEntry::Kind kind = FeedEntry::Kind::Live);
+    void PostMark(FeedEntry::Kind kind);
 
     // All that waits, in order, once there is something or the time is over or a stop is requested.
     // What is taken does not count for the bound any more.

@@ -11,10 +11,10 @@ namespace halvane {
 
 // What somebody wants to read again.
 struct ReplayWish {
-    std::int64_t from = 1;               // number
-    std::optional<std::int64_t> sinceNs; // instead: the first of that time or later
-    std::vector<std::string> kinds;      // none: all; gaps come always
-    std::string account;                 // "": all
+    std::int64_t from = 1;                    // number
+    std::optional<std::int64_t> sinceNs = {}; // instead: the first of that time or later
+    std::vector<std::string> kinds = {};      // none: all; gaps come always
+    std::string account = {};                 // "": all
 };
 
 struct ReplayPage {

@@ -58,6 +58,11 @@ bool FeedSocket::Bind(TextView ip, int port) {
     return true;
 }
 
+void FeedSocket::Admit() {
+    for (ZmqMessage message; message.Receive(socket_.get(), ZMQ_DONTWAIT);) {
+    }
+}
+
 // The library checks for room at the first part, and then takes the others.
 bool FeedSocket::TrySend(std::string_view topic, const std::string& header, std::string_view json) {
     return SendPart(socket_.get(), topic, ZMQ_SNDMORE) &&
@@ -65,7 +70,6 @@ bool FeedSocket::TrySend(std::string_view topic, const std::string& header, std:
 }
 
 void FeedSocket::Send(const FeedRow& row) {
-    ForgetSubscriptions();
     const std::string topic = TopicOf(row.route);
     const std::string header = HeaderOf(row, row.recovered ? "recovered" : "live");
     if (TrySend(topic, header, row.json)) {
@@ -103,7 +107,6 @@ void FeedSocket::NoteMissed(std::int64_t number) {
 }
 
 void FeedSocket::Beat(const FeedRow& last, const std::string& journalId) {
-    ForgetSubscriptions();
     std::string json = R"({"DataType":"FEEDBEAT","Journal":")" + journalId + R"(","Last":")" +
                        std::to_string(last.number) + R"(","Missed":[)";
     for (const NumberRange& range : missed_) {
@@ -114,12 +117,6 @@ void FeedSocket::Beat(const FeedRow& last, const std::string& journalId) {
     SetZmqOption(socket_.get(), ZMQ_XPUB_NODROP, 0);
     TrySend(kBeat, HeaderOf(last, "beat"), json += "]}");
     SetZmqOption(socket_.get(), ZMQ_XPUB_NODROP, 1);
-}
-
-// They arrive here as messages, and nobody else takes them away.
-void FeedSocket::ForgetSubscriptions() {
-    for (ZmqMessage message; message.Receive(socket_.get(), ZMQ_DONTWAIT);) {
-    }
 }
 
 } // namespace halvane

@@ -26,6 +26,10 @@ class FeedSocket {
     [[nodiscard]] bool Bind(TextView ip, int port);
     int Port() const { return port_; } // 0 before it is bound
 
+    // Lets those in who have connected and takes away what they have subscribed to, which nobody
+    // else reads. To be called now and then.
+    void Admit();
+
     void Send(const FeedRow& row);
 
     // What is told once a second: how far the feed has come and what was dropped so far. Who is
@@ -37,7 +41,6 @@ class FeedSocket {
   private:
     bool TrySend(std::string_view topic, const std::string& header, std::string_view json);
     void NoteMissed(std::int64_t number);
-    void ForgetSubscriptions();
 
     ZmqContext context_ = MakeZmqContext();
     ZmqSocket socket_;

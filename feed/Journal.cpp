@@ -95,6 +95,30 @@ void Journal::OpenDay(const Text& day) {
     day_ = day;
 }
 
+// The database stays open when this fails: on a full disk nobody could open it again, to read.
+void Journal::Insert(std::span<const FeedRow> rows) {
+    database_->Execute("BEGIN IMMEDIATE");
+    try {
+        for (const FeedRow& row : rows) {
+            insert_->Bind(1, row.number).Bind(2, row.run).Bind(3, row.timeNs);
+            insert_->Bind(4, row.route.kind).Bind(5, row.route.account).Bind(6, row.route.symbol);
+            insert_->Bind(7, std::int64_t{row.recovered}).Bind(8, row.json).Run();
+        }
+        database_->Execute("COMMIT");
+    } catch (const SqliteError&) {
+        RollBack();
+        throw;
+    }
+}
+
+// SQLite may have done so itself.
+void Journal::RollBack() {
+    try {
+        database_->Execute("ROLLBACK");
+    } catch (const SqliteError&) { // there is nothing to take back
+    }
+}
+
 void Journal::Append(std::span<const FeedRow> rows) {
     while (!rows.empty()) {
         const Text day = DayOf(rows.front().timeNs);
@@ -103,13 +127,7 @@ void Journal::Append(std::span<const FeedRow> rows) {
         const auto end =
             std::ranges::find_if(rows, [=](const FeedRow& row) { return row.timeNs >= nextDay; });
         const std::span<const FeedRow> ofDay(rows.begin(), end);
-        database_->Execute("BEGIN IMMEDIATE");
-        for (const FeedRow& row : ofDay) {
-            insert_->Bind(1, row.number).Bind(2, row.run).Bind(3, row.timeNs);
-            insert_->Bind(4, row.route.kind).Bind(5, row.route.account).Bind(6, row.route.symbol);
-            insert_->Bind(7, std::int64_t{row.recovered}).Bind(8, row.json).Run();
-        }
-        database_->Execute("COMMIT");
+        Insert(ofDay);
         if (days_.empty() || days_.back().day != day) days_.push_back({day, ofDay.front().number});
         days_.back().last = ofDay.back().number;
         days_.back().lastTimeNs = ofDay.back().timeNs;

@@ -11,7 +11,8 @@
 namespace halvane {
 
 // Writes the journal, for the feed's thread alone. Everything but Days, Last and Id may throw a
-// SqliteError; the journal is then to be opened again, which tells how far it came.
+// SqliteError; what failed may be tried again, also after the journal was opened anew, which tells
+// how far it came.
 class Journal {
   public:
     explicit Journal(const FeedOptions& options);
@@ -38,6 +39,8 @@ class Journal {
     FeedDay ReadDay(const Text& day, std::string& id);
     void OpenDay(const Text& day);
     void CloseDay();
+    void Insert(std::span<const FeedRow> rows);
+    void RollBack();
     std::int64_t BytesKept() const;
 
     const FeedOptions& options_;

@@ -6,6 +6,7 @@
 #include <rapidjson/reader.h>
 
 #include <algorithm>
+#include <charconv>
 #include <span>
 #include <vector>
 
@@ -21,6 +22,7 @@ constexpr std::string_view kReportKey[] = {"ReportID",  "BrokerID",     "Account
                                            "Side",      "OrderID",      "OrderQty",    "Price",
                                            "StopPrice", "CumQty",       "LeavesQty",   "ExecType",
                                            "ErrorCode", "TransactDate", "TransactTime"};
+constexpr char kBetween = '\x1f'; // no text on the wire holds it unescaped
 constexpr std::string_view kRouteMembers[] = {"Account", "Symbol"};
 
 // Takes the kind and the wanted members of the record, which is the object "Report" or "Data" in
@@ -115,8 +117,17 @@ std::string RecordKey(std::string_view json) {
     if (reader.Values().empty() || reader.Values()[0].empty()) return {};
     std::string key = reader.Kind();
     for (const std::string& value : reader.Values())
-        key.append(1, '\x1f').append(value);
+        key.append(1, kBetween).append(value);
     return key;
+}
+
+RecordTime TimeOfRecord(std::string_view key) {
+    const std::size_t last = key.rfind(kBetween);
+    const std::size_t first = key.rfind(kBetween, last - 1);
+    RecordTime when;
+    std::from_chars(key.data() + first + 1, key.data() + last, when.date);
+    std::from_chars(key.data() + last + 1, key.data() + key.size(), when.time);
+    return when;
 }
 
 } // namespace halvane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <string>
 #include <string_view>
 
@@ -25,5 +26,14 @@ std::string TopicOf(const Route& route);
 // was sent when it happened and for what the platform restores of it later. "" for everything else,
 // and for reports without identity.
 std::string RecordKey(std::string_view json);
+
+// When such a thing happened, by the platform's clock; orders them.
+struct RecordTime {
+    int date = 0; // yyyymmdd
+    int time = 0; // hhmmssmmm
+
+    auto operator<=>(const RecordTime&) const = default;
+};
+RecordTime TimeOfRecord(std::string_view key);
 
 } // namespace halvane

@@ -9,8 +9,15 @@ namespace {
 
 constexpr int kBusyMs = 2000; // another program may write for a moment
 
+SqliteError ErrorOf(sqlite3* database) {
+    const int code = sqlite3_errcode(database) & 0xFF;
+    const bool passes = code == SQLITE_FULL || code == SQLITE_IOERR || code == SQLITE_BUSY ||
+                        code == SQLITE_LOCKED || code == SQLITE_NOMEM;
+    return SqliteError(sqlite3_errmsg(database), passes);
+}
+
 void Check(sqlite3* database, int result) {
-    if (result != SQLITE_OK) throw SqliteError(sqlite3_errmsg(database));
+    if (result != SQLITE_OK) throw ErrorOf(database);
 }
 
 } // namespace
@@ -33,7 +40,7 @@ SqliteStatement& SqliteStatement::Bind(int at, std::string_view text) {
 bool SqliteStatement::Step() {
     const int result = sqlite3_step(statement_.get());
     if (result != SQLITE_ROW && result != SQLITE_DONE) {
-        const SqliteError error(sqlite3_errmsg(database_));
+        const SqliteError error = ErrorOf(database_);
         Reset();
         throw error;
     }

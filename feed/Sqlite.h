@@ -16,7 +16,10 @@ namespace halvane {
 
 // What SQLite refused, in its words.
 struct SqliteError : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    explicit SqliteError(const std::string& what, bool passes = false)
+        : std::runtime_error(what), mayPass(passes) {}
+
+    bool mayPass; // the disk is full or somebody else writes: the database itself is well
 };
 
 class SqliteStatement {

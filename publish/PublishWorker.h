@@ -10,13 +10,11 @@
 #include <atomic>
 #include <functional>
 #include <optional>
-#include <span>
 #include <thread>
 #include <vector>
 
 namespace halvane {
 
-struct Field;
 class TradeApi;
 
 // The push channel: takes the platform's trade events, turns each into one JSON document and
@@ -58,8 +56,7 @@ class PublishWorker : public TradeEvents {
     bool BindToFreePort(std::stop_token stop);
     void SendHeartbeats(std::stop_token stop);
     void PublishAccounts(std::int32_t kind, std::int32_t count);
-    void PublishReport(const wchar_t* dataType, ItemClass itemClass, TextView reportId,
-                       std::span<const Field> fields);
+    void PublishReport(ItemClass itemClass, TextView reportId);
     void PublishEmpty(const wchar_t* dataType, bool log, Taps taps = Taps::All);
     void PublishSignal(TextView signal);
     void TakeRecoveredFile(std::int32_t date, TextView alias, const Text& file);
