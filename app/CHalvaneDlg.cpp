@@ -69,6 +69,7 @@ bool CHalvaneDlg::OnInitDialog(const std::vector<Text>& arguments) {
     PrepareStatus(GetSetting(L"HostAddress"));
     SetSetting(L"MyIP", ReadBindAddress());
     Log().Info(L"MyIP:%s", GetSetting(L"MyIP"));
+    feed_.Open(publishWorker_, GetSetting(L"MyIP"));
     loginInfo_.emplace();
     if (!Connect()) return false;
     SubscribeTopics();
@@ -108,7 +109,9 @@ void CHalvaneDlg::LetGoOfPlatform() {
     publishing_ = {};
     supervision_ = {};
     broker_.reset(); // with the handlers, which hold objects of the platform
-    tradeApi_.reset();
+    recovery_ = {};
+    tradeApi_.reset(); // with its events
+    feed_.Close();
 }
 
 Text CHalvaneDlg::StatusText() const {
@@ -157,7 +160,7 @@ void CHalvaneDlg::TakeServices() {
 
 void CHalvaneDlg::StartBroker() {
     if (!served_ || lookingForPort_ || broker_ != nullptr) return;
-    broker_ = std::make_unique<RequestBroker>(*tradeApi_, loginType_);
+    broker_ = std::make_unique<RequestBroker>(*tradeApi_, loginType_, feed_.Get());
     broker_->Start();
 }
 
@@ -192,6 +195,8 @@ void CHalvaneDlg::FinishPublishing(bool started) {
         return;
     }
     StartBroker();
+    if (feed_.Get() != nullptr)
+        recovery_ = std::jthread([this](std::stop_token stop) { feed_.Recover(*tradeApi_, stop); });
     tradeApi_->SubscribeTopic(L"VANTOR.RETURN");
 }
 

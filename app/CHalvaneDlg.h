@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/FeedService.h"
 #include "app/InstanceGuard.h"
 #include "app/RequestBroker.h"
 #include "publish/PublishWorker.h"
@@ -57,11 +58,13 @@ class CHalvaneDlg : public HostEvents {
     TradeApiMaker makeTradeApi_;
     std::optional<InstanceGuard> instance_;
     std::optional<LoginInfoTable> loginInfo_;
+    FeedService feed_;
     PublishWorker publishWorker_;
     std::unique_ptr<TradeApi> tradeApi_;
     std::unique_ptr<RequestBroker> broker_; // once started
     Text loginType_;
     std::jthread supervision_;
+    std::jthread recovery_;   // of the feed, when it is on
     std::jthread publishing_; // once started: looks for a port, which may take for ever
     bool connected_ = false;
     bool served_ = false;         // the platform is ready for requests

@@ -66,8 +66,8 @@ bool IsReady(void* socket, int events) {
 
 } // namespace
 
-RequestBroker::RequestBroker(TradeApi& tradeApi, Text loginType)
-    : tradeApi_(tradeApi), loginType_(std::move(loginType)) {}
+RequestBroker::RequestBroker(TradeApi& tradeApi, Text loginType, Feed* feed)
+    : tradeApi_(tradeApi), loginType_(std::move(loginType)), feed_(feed) {}
 
 RequestBroker::~RequestBroker() {
     thread_ = {};
@@ -96,8 +96,8 @@ void RequestBroker::Serve(std::stop_token stop) {
     // Made before strangers can connect and take all descriptors: the library does not survive
     // having none for a context.
     Workers workers(kWorkers);
-    std::ranges::generate(workers,
-                          [this] { return std::make_unique<RepWorker>(loginType_, relaySecret_); });
+    std::ranges::generate(
+        workers, [this] { return std::make_unique<RepWorker>(loginType_, relaySecret_, feed_); });
     for (const auto& each : workers)
         each->CountServed(served_);
     const auto frontIp = [] { return GetSetting(L"MyIP"); };

@@ -12,6 +12,7 @@
 
 namespace halvane {
 
+class Feed;
 class RepWorker;
 class TradeApi;
 
@@ -21,8 +22,9 @@ class TradeApi;
 // through unchanged, in both directions. The broker's own thread is the only user of its sockets.
 class RequestBroker {
   public:
-    // The login type is handed to the workers. The platform must outlive the broker.
-    RequestBroker(TradeApi& tradeApi, Text loginType);
+    // The login type and the feed, null when it is off, are handed to the workers. The platform and
+    // the feed must outlive the broker.
+    RequestBroker(TradeApi& tradeApi, Text loginType, Feed* feed = nullptr);
     ~RequestBroker(); // stops the workers and the forwarding
 
     // Binds both sockets, starts the workers and forwards, all on a thread of its own: the front at
@@ -44,6 +46,7 @@ class RequestBroker {
 
     TradeApi& tradeApi_;
     Text loginType_;
+    Feed* feed_;
     UnreadReplies unread_{UnreadReplies::Limits()};
     ZmqContext context_; // its end releases what is unread
     ZmqSocket front_;

@@ -23,14 +23,17 @@ put_text app/README-windows.txt README.txt
 put_text docs/operations.md docs/operations.md
 put_text docs/paper.md docs/paper.md
 put_text docs/protocol.md docs/protocol.md
+put_text docs/feed.md docs/feed.md
 cp -R clients/python "$folder/clients/"
 find "$folder/clients" -depth \( -name '__pycache__' -o -name '*.pyc' -o -name '*.egg-info' -o -name build \
     -o -name dist -o -name '.*cache' \) -exec rm -rf {} +
 put_text app/Configs/ZMQ.ini Configs/ZMQ.ini
 put_text app/Configs/TradeApi.ini Configs/TradeApi.ini
+put_text app/Configs/Feed.ini Configs/Feed.ini
 put_text LICENSE licences/Halvane.txt
 put_text "$deps/libzmq/share/zmq/COPYING.LESSER.txt" licences/libzmq.txt
 put_text "$deps/libzmq/share/zmq/copyright" licences/libzmq-parts.txt
+put_text "$deps/sqlite/copyright" licences/SQLite.txt
 put_text /usr/share/common-licenses/GPL-3 licences/GPL-3.txt
 put_copyright rapidjson-dev RapidJSON.txt
 put_copyright libutfcpp-dev UTF8-CPP.txt

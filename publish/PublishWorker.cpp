@@ -10,9 +10,8 @@
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
 #include "publish/AccountRecord.h"
-#include "publish/ExecutionReportRecord.h"
-#include "publish/FillReportRecord.h"
 #include "publish/Publications.h"
+#include "publish/ReportDocument.h"
 #include "publish/SignalRecord.h"
 #include "tradeapi/TradeApi.h"
 #include "tradeapi/TradeData.h"
@@ -98,23 +97,26 @@ bool PublishWorker::BindToFreePort(std::stop_token stop) {
 
 void PublishWorker::SendHeartbeats(std::stop_token stop) {
     do {
-        LogWhatFails(L"heartbeat", [this] { PublishEmpty(L"PING", true); });
+        LogWhatFails(L"heartbeat", [this] { PublishEmpty(L"PING", true, Taps::None); });
     } while (TheClock().Sleep(kHeartbeatMs, stop));
 }
 
-void PublishWorker::SendData(std::string text, bool log) {
+void PublishWorker::SendData(std::string text, bool log) { Send(std::move(text), log, Taps::All); }
+
+void PublishWorker::Send(std::string text, bool log, Taps taps) {
     const MutexLock guard(sendLock_);
     if (log) Log().InfoBytes("[PublishWorker]SendData:", text);
     ++sent_;
     CountPublication(text);
+    if (tap_ && taps == Taps::All) tap_(text);
     SendWithTrailingZero(socket_.get(), std::move(text));
     window_.CountSent();
 }
 
-void PublishWorker::PublishEmpty(const wchar_t* dataType, bool log) {
+void PublishWorker::PublishEmpty(const wchar_t* dataType, bool log, Taps taps) {
     JsonWriter document;
     document.Member(L"DataType", dataType);
-    SendData(document.Finish(), log);
+    Send(document.Finish(), log, taps);
 }
 
 void PublishWorker::OnAccountUpdate(std::int32_t kind, TextView key, std::int32_t value) {
@@ -152,34 +154,22 @@ void PublishWorker::PublishAccounts(std::int32_t kind, std::int32_t count) {
 void PublishWorker::OnExecutionReport(TextView reportId) {
     HandleEvent(L"OnExecutionReport", [&] {
         Log().Info(L"[PublishWorker]OnExecutionReport(%s)", reportId);
-        PublishReport(L"EXECUTIONREPORT", ItemClass::ExecutionReport, reportId,
-                      ExecutionReportFields());
+        PublishReport(ItemClass::ExecutionReport, reportId);
     });
 }
 
 void PublishWorker::OnFilledReport(TextView reportId) {
     HandleEvent(L"OnFilledReport", [&] {
         Log().Info(L"[PublishWorker]OnFilledReport(%s)", reportId);
-        PublishReport(L"FILLEDREPORT", ItemClass::Fill, reportId, FillReportFields());
+        PublishReport(ItemClass::Fill, reportId);
     });
 }
 
-void PublishWorker::PublishReport(const wchar_t* dataType, ItemClass itemClass, TextView reportId,
-                                  std::span<const Field> fields) {
-    const auto item = tradeApi_->CreateItem(itemClass);
-    if (item == nullptr) {
-        Log().Fatal(L"[PublishWorker]create %s failed", ProgIdOf(itemClass));
-        return;
-    }
-    // A report that the platform does not know is published too, as a row without values: clients
-    // learn that something happened, and "ReportID":"" tells them that they cannot know what.
-    std::ignore = tradeApi_->QueryReport(kOneReport, reportId, *item);
-    JsonWriter document;
-    document.Member(L"DataType", dataType);
-    document.BeginObject(L"Report");
-    WriteRecord(document, fields, Form::Published, *item);
-    document.EndObject();
-    SendData(document.Finish(), true);
+// A report that the platform does not know is published too, as a row without values: clients learn
+// that something happened, and "ReportID":"" tells them that they cannot know what.
+void PublishWorker::PublishReport(ItemClass itemClass, TextView reportId) {
+    DescribeReport(*tradeApi_, itemClass, reportId,
+                   [this](std::string json) { SendData(std::move(json), true); });
 }
 
 void PublishWorker::OnReportReset() {

@@ -8,14 +8,13 @@
 #include "tradeapi/TradeEvents.h"
 
 #include <atomic>
+#include <functional>
 #include <optional>
-#include <span>
 #include <thread>
 #include <vector>
 
 namespace halvane {
 
-struct Field;
 class TradeApi;
 
 // The push channel: takes the platform's trade events, turns each into one JSON document and
@@ -25,6 +24,11 @@ class PublishWorker : public TradeEvents {
   public:
     PublishWorker() = default;
     ~PublishWorker() override; // ends the heartbeat
+
+    // Is given every publication but the heartbeats, in UTF-8, right before it is sent and in the
+    // same order. It is called under the lock of the sends and may not wait. Before StartService.
+    using Tap = std::function<void(std::string_view json)>;
+    void SetTap(Tap tap) { tap_ = std::move(tap); }
 
     // Binds the socket to a port that is drawn at random (setting "PublishPort"), attaches itself
     // to the platform's trade events and starts the heartbeat. Called once. False when the platform
@@ -47,12 +51,13 @@ class PublishWorker : public TradeEvents {
     void OnPositionTracker() override;
 
   private:
+    enum class Taps { None, All };
+    void Send(std::string text, bool log, Taps taps);
     bool BindToFreePort(std::stop_token stop);
     void SendHeartbeats(std::stop_token stop);
     void PublishAccounts(std::int32_t kind, std::int32_t count);
-    void PublishReport(const wchar_t* dataType, ItemClass itemClass, TextView reportId,
-                       std::span<const Field> fields);
-    void PublishEmpty(const wchar_t* dataType, bool log);
+    void PublishReport(ItemClass itemClass, TextView reportId);
+    void PublishEmpty(const wchar_t* dataType, bool log, Taps taps = Taps::All);
     void PublishSignal(TextView signal);
     void TakeRecoveredFile(std::int32_t date, TextView alias, const Text& file);
 
@@ -62,6 +67,7 @@ class PublishWorker : public TradeEvents {
     std::optional<ConnectionWatch> watch_;
     SendWindow window_; // under sendLock_
     TradeApi* tradeApi_ = nullptr;
+    Tap tap_;        // null when nobody listens
     Mutex sendLock_; // around each send and its log line
     std::atomic<std::uint64_t> sent_ = 0;
     std::jthread heartbeat_;

@@ -32,6 +32,8 @@ constexpr Operation kOperations[] = {
     {L"SENDMESSAGE",          SendLineMessage,       kSession | kParam},
     {L"NEWSTRATEGYORDER",     NewStrategyOrder,      kSession | kParam},
     {L"STATUS",               ReportStatus,          kSession, L"Status"},
+    {L"FEEDSTATUS",           TellFeedStatus,        kSession, L"Feed"},
+    {L"FEEDREPLAY",           ReplayFeed,            kSession, L"Feed"},
 };
 // clang-format on
 

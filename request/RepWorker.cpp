@@ -59,10 +59,10 @@ void LogFailure(TextView work, const std::exception& error) {
 
 std::uint64_t RequestsServed() { return requestsServed; }
 
-RepWorker::RepWorker(Text loginType, const std::string& relaySecret)
+RepWorker::RepWorker(Text loginType, const std::string& relaySecret, Feed* feed)
     : context_(MakeZmqContext()), socket_(zmq_socket(context_.get(), ZMQ_REP)),
       processId_(CurrentProcessId()), serviceKey_(GetSetting(L"ServiceKey")),
-      loginType_(std::move(loginType)) {
+      loginType_(std::move(loginType)), feed_(feed) {
     SaySecret(socket_.get(), relaySecret);
 }
 

@@ -13,6 +13,7 @@
 
 namespace halvane {
 
+class Feed;
 struct Operation;
 class TradeApi;
 
@@ -26,8 +27,9 @@ std::uint64_t RequestsServed();
 class RepWorker final : public CppUtility::ReceiveNotification {
   public:
     // The login type is the platform's, as the host read it, the secret the one that the broker's
-    // back socket asks for. Takes the descriptors that the library cannot do without.
-    RepWorker(Text loginType, const std::string& relaySecret);
+    // back socket asks for; the feed is null when it is off. Takes the descriptors that the library
+    // cannot do without.
+    RepWorker(Text loginType, const std::string& relaySecret, Feed* feed = nullptr);
     ~RepWorker();
 
     // Adds up there how many bytes of requests have been served, each ahead of its reply. To be
@@ -53,6 +55,7 @@ class RepWorker final : public CppUtility::ReceiveNotification {
 
     // For the handlers.
     TradeApi& Platform() { return *tradeApi_; }
+    Feed& TheFeed() { return *feed_; }                        // for its own operations
     bool HasPlatform() const { return tradeApi_ != nullptr; } // from StartService on
     // Sleeps; false when the worker is to stop, and the handler to give up.
     bool Pause(std::uint32_t timeMs);
@@ -84,6 +87,7 @@ class RepWorker final : public CppUtility::ReceiveNotification {
     Text serviceKey_;
     std::int32_t loginMode_ = 0;
     Text loginType_;
+    Feed* feed_;
     std::stop_token stop_;
     std::atomic<std::uint64_t>* served_ = nullptr;
     std::uint64_t bytes_ = 0; // of the request at hand, until it is served

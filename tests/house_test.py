@@ -20,6 +20,7 @@ FLOORS = {
     "tradeapi/com": 4,
     "paper": 4,
     "publish": 4,
+    "feed": 4,
     "request": 5,
     "request/orders": 5,
     "request/queries": 5,

@@ -44,6 +44,12 @@ enum ReportKind : std::int32_t {
     kReports = 3,          // into a report list
 };
 
+// The identifiers that a report list and an execution report hold, by dispatch id.
+inline constexpr std::int32_t kListCount = 2;  // of a list: how many reports
+inline constexpr std::int32_t kListEntry = 4;  // of a list: the identifier of report n
+inline constexpr std::int32_t kFillCount = 39; // of an execution report: how many fills
+inline constexpr std::int32_t kFillEntry = 3;  // of an execution report: the identifier of fill n
+
 // A part of a list of identifiers, and how many there are in all.
 struct IdentifierPage {
     std::vector<Text> identifiers;

@@ -23,6 +23,10 @@ class SystemClock : public Clock {
         return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
     }
 
+    std::int64_t UnixTimeNs() override {
+        return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
+    }
+
     bool Sleep(std::uint32_t timeMs, std::stop_token stop) override {
         Mutex mutex;
         std::condition_variable_any wake;

@@ -20,6 +20,9 @@ class Clock {
     // Milliseconds since 1970-01-01 UTC.
     virtual std::int64_t UnixTimeMs() = 0;
 
+    // Nanoseconds since then, as finely as the clock knows.
+    virtual std::int64_t UnixTimeNs() { return UnixTimeMs() * 1'000'000; }
+
     // Sleeps for the time, or until a stop is requested: then it returns false at once.
     virtual bool Sleep(std::uint32_t timeMs, std::stop_token stop = {}) = 0;
 };

@@ -40,9 +40,11 @@ void JsonWriter::MemberNamed(TextView key, TextView value) {
     PutText(Room(value.size() + 1), value);
 }
 
-void JsonWriter::MemberJson(const JsonKey& key, TextView json) {
+void JsonWriter::MemberJson(const JsonKey& key, TextView json) { MemberBytes(key, ToUtf8(json)); }
+
+void JsonWriter::MemberBytes(const JsonKey& key, std::string_view utf8) {
     end_ = PutKey(key, 0) - 1; // without the quote
-    Append(ToUtf8(json));
+    Append(utf8);
 }
 
 void JsonWriter::BeginObject() { Append(IsFirst() ? "{" : ",{"); }

@@ -51,6 +51,7 @@ class JsonWriter {
     void MemberNamed(TextView key, TextView value); // of a name that is not known before
     // A value that is JSON.
     void MemberJson(const JsonKey& key, TextView json);
+    void MemberBytes(const JsonKey& key, std::string_view utf8); // likewise, in UTF-8
 
     void BeginObject(const JsonKey& key) { Open(key, '{'); }
     void BeginArray(const JsonKey& key) { Open(key, '['); }

@@ -18,4 +18,8 @@ void QueryInstrumentInfo(RepWorker& worker, const Request& request);
 void RestoreReports(RepWorker& worker, const Request& request);
 void RestoreFills(RepWorker& worker, const Request& request);
 
+// Of the feed, which is on: how it is, and a page of what it has carried.
+void TellFeedStatus(RepWorker& worker, const Request& request);
+void ReplayFeed(RepWorker& worker, const Request& request);
+
 } // namespace halvane

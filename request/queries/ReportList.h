@@ -11,12 +11,6 @@ namespace halvane {
 class RepWorker;
 struct Request;
 
-// The identifiers that a report list and an execution report hold, by dispatch id.
-inline constexpr std::int32_t kListCount = 2;  // of a list: how many reports
-inline constexpr std::int32_t kListEntry = 4;  // of a list: the identifier of report n
-inline constexpr std::int32_t kFillCount = 39; // of an execution report: how many fills
-inline constexpr std::int32_t kFillEntry = 3;  // of an execution report: the identifier of fill n
-
 // A list of reports and the item that each of them is read into. The list is the platform's, or,
 // when the platform can tell that by itself, only the page that is wanted.
 struct ReportItems {
