@@ -55,7 +55,7 @@ class RepWorker final : public CppUtility::ReceiveNotification {
 
     // For the handlers.
     TradeApi& Platform() { return *tradeApi_; }
-    Feed& TheFeed() { return *feed_; }                        // for its own operations
+    Feed* TheFeed() { return feed_; }                         // null when it is off
     bool HasPlatform() const { return tradeApi_ != nullptr; } // from StartService on
     // Sleeps; false when the worker is to stop, and the handler to give up.
     bool Pause(std::uint32_t timeMs);

@@ -80,7 +80,7 @@ class Tables(unittest.TestCase):
             rows = {key: PUT.get(put[5:], protocol.ANY_TEXT) for key, put, rest in rows_of(table)
                     if key and not key.startswith("UserKey") and put != "Put::PriceReset"}  # fmt: skip
             self.assertEqual(members, rows, table)
-        self.assertEqual({row[0] for row in rows_of("kOperations")}, protocol.OPTIONAL | set(protocol.OPERATIONS))
+        self.assertEqual({row[0] for row in rows_of("kOperations")}, protocol.OPTIONAL.keys() | protocol.OPERATIONS.keys())
 
     def test_attributes_follow_from_keys(self):
         for record in [*RECORDS.values(), TrackerRow]:

@@ -4,6 +4,7 @@ its last argument."""
 
 import asyncio
 import collections
+import csv
 import json
 import os
 import signal
@@ -17,7 +18,17 @@ import zmq.asyncio
 
 from running_gateway import PACKAGE, PATIENCE, SERVICE_KEY, Gateway, take_paths, until
 
-from halvane import AsyncClient, NotConnected, OutcomeUnknown, SessionExpired, TimedOut, replace_price
+from halvane import (
+    AsyncClient,
+    FillEvent,
+    GapEvent,
+    HalvaneError,
+    NotConnected,
+    OutcomeUnknown,
+    SessionExpired,
+    TimedOut,
+    replace_price,
+)
 
 (PROGRAM,) = take_paths(1)
 ILLEGAL = {"Success": "Fail", "SessionKey": "", "ErrMsg": "the Session is illegal"}
@@ -245,6 +256,66 @@ class Users(unittest.TestCase):
             self.assertEqual(next_that(lambda line: not line["stale"])["orders"], 0)
         top.send_signal(signal.SIGINT)
         self.assertEqual(top.wait(PATIENCE), 130)
+
+
+class NumberedFeed(unittest.TestCase):
+    def setUp(self):
+        self.gateway = Gateway(PROGRAM)
+        self.addCleanup(self.gateway.remove)
+        configs = self.gateway.folder / "Configs"
+        configs.mkdir()
+        (configs / "Feed.ini").write_text("[Feed]\nOn=1\n")
+        (configs / "ZMQ.ini").write_text("[Gateway]\nStatus=1\n")
+        os.environ["HALVANE_STATE"] = str(self.gateway.home / "state")
+        self.addCleanup(os.environ.pop, "HALVANE_STATE")
+        self.gateway.start_on_paper()
+
+    def test_a_consumer_gets_each_event_once_through_restarts_of_both(self):
+        seen, orders = [], 0
+        for part in range(4):
+            with self.gateway.connect(account="PAPER-1000001") as client:
+                for _ in range(10):
+                    client.buy("OV.S.PAPX.ALFA", 1).wait("filled", PATIENCE)
+                orders += 10
+                for event in client.events(since=1, consumer="risk"):
+                    if not seen or event.number != seen[-1].number:  # the last one was at hand when it ended
+                        seen.append(event)
+                    fills = sum(isinstance(each, FillEvent) for each in seen)
+                    if fills == orders - 5 * (part == 1):  # some are left for the next one
+                        break
+                with self.assertRaisesRegex(HalvaneError, "another program"):
+                    with client._run(self.reading(client)):
+                        next(client.events(consumer="risk"))
+            if part % 2:
+                self.gateway.process.kill()
+                self.gateway.wait()
+                self.gateway.start_on_paper()
+        self.assertEqual([event.number for event in seen], list(range(1, len(seen) + 1)))
+        self.assertFalse([event for event in seen if isinstance(event, GapEvent)])
+        self.look_at_the_commands(len(seen))
+
+    async def reading(self, client):
+        return client._client._numbered((), None, "risk")
+
+    def look_at_the_commands(self, least):
+        where = ["--system", self.gateway.system_name, "--key", SERVICE_KEY, "--port", str(self.gateway.port())]
+        environment = os.environ | {"PYTHONPATH": str(PACKAGE)}
+
+        def run(*words):
+            ran = subprocess.run([sys.executable, "-B", "-m", "halvane", *where, *words], env=environment,
+                                 capture_output=True, text=True, timeout=PATIENCE)  # fmt: skip
+            self.assertEqual(ran.returncode, 0, ran.stderr)
+            return ran.stdout.splitlines()
+
+        rows = list(csv.DictReader(run("journal", "export", "--csv")))
+        self.assertEqual([int(row["number"]) for row in rows], list(range(1, len(rows) + 1)))
+        self.assertGreaterEqual(len(rows), least)
+        fills = list(csv.DictReader(run("journal", "export", "--csv", "--kind", "fill", "--since", "2")))
+        self.assertEqual({row["symbol"] for row in fills}, {"OV.S.PAPX.ALFA"})
+        self.assertEqual(len(run("tail", "--since", str(len(rows) - 1), "--seconds", "1")), 2)
+        metrics = run("metrics")
+        self.assertIn(f"halvane_feed_last_number {len(rows)}", metrics)
+        self.assertIn('halvane_requests_total{request="FEEDSTATUS"} 3', metrics)
 
 
 if __name__ == "__main__":

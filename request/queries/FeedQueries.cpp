@@ -56,7 +56,7 @@ bool ReadNumber(TextView text, std::int64_t& number) {
 } // namespace
 
 void TellFeedStatus(RepWorker& worker, const Request& request) {
-    const FeedStatus status = worker.TheFeed().Status();
+    const FeedStatus status = worker.TheFeed()->Status();
     JsonWriter reply;
     BeginReply(reply, request.name);
     reply.Member(L"Port", DecimalDigits(status.port));
@@ -88,10 +88,10 @@ void ReplayFeed(RepWorker& worker, const Request& request) {
     for (const TextView kind : Split(request.Member(L"Kinds"), L'|')) {
         if (!kind.empty()) wish.kinds.push_back(ToUtf8(kind));
     }
-    const FeedStatus status = worker.TheFeed().Status(); // before: all up to its last will be read
+    const FeedStatus status = worker.TheFeed()->Status(); // before: all up to its last will be read
     ReplayPage page;
     try {
-        page = worker.TheFeed().Replay(wish);
+        page = worker.TheFeed()->Replay(wish);
     } catch (const SqliteError& error) {
         Log().Error(L"[RepWorker]FEEDREPLAY failed: %s", ReasonOf(error));
         return worker.Refuse(request, kUnreadable);

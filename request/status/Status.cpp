@@ -1,5 +1,6 @@
 #include "request/status/Status.h"
 
+#include "feed/Feed.h"
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
 #include "foundation/support/Numbers.h"
@@ -109,6 +110,18 @@ void WritePublications(JsonWriter& reply) {
     reply.EndArray();
 }
 
+void WriteFeed(JsonWriter& reply, Feed* feed) {
+    if (feed == nullptr) return;
+    const FeedStatus status = feed->Status();
+    reply.BeginObject(L"Feed");
+    Number(reply, L"Port", std::int64_t{status.port});
+    Number(reply, L"Last", status.last);
+    Number(reply, L"Waiting", std::uint64_t{status.waiting.entries});
+    Number(reply, L"Lost", status.lost + status.waiting.lost);
+    reply.Member(L"Failure", status.failure);
+    reply.EndObject();
+}
+
 } // namespace
 
 void ReportStatus(RepWorker& worker, const Request& request) {
@@ -120,6 +133,7 @@ void ReportStatus(RepWorker& worker, const Request& request) {
     WriteWorkers(reply);
     WriteOperations(reply);
     WritePublications(reply);
+    WriteFeed(reply, worker.TheFeed());
     worker.SendData(reply.Finish(), true);
 }
 

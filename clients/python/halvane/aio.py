@@ -9,6 +9,7 @@ from types import TracebackType
 from typing import Any, AsyncIterator, Callable, Dict, Generator, Iterator, List, Mapping, Optional, Set
 from typing import Type
 
+from .consumer import Reading
 from .errors import (
     FeedStale,
     NotConnected,
@@ -21,6 +22,7 @@ from .errors import (
 from .events import Event, FillEvent, OrderEvent
 from .feed import Callback, Reader
 from .link import Tap
+from .numbered import Since
 from .orders import DONE, FINAL, REJECTED, NewOrder, OrderCore, OrderView, Side, replacement
 from .protocol import port_of
 from .queries import Queries, WhichAccount
@@ -196,9 +198,22 @@ class AsyncClient(Queries):
         so after some 20 s at most; what is missing until then is found and told as `recovered`."""
         return self._session.complete
 
-    async def events(self, *kinds: Type[Event]) -> AsyncIterator[Any]:
+    async def events(self, *kinds: Type[Event], since: Optional[Since] = None,
+                     consumer: str = "") -> AsyncIterator[Any]:  # fmt: skip
         """The events of these kinds, or all, from now on: what connect() found is not told again, and
-        everything that comes later is told once."""
+        everything that comes later is told once.
+
+        With `since` or `consumer` they come over the numbered feed, where the gateway has one, each
+        with its number, once and in order, whatever happens between; GapEvent tells what nobody has any
+        more, whatever the kinds. `since` is a number, a time of today such as "09:30", or a moment.
+        `consumer` names a position that is kept in a file: who begins again goes on behind the last
+        event whose turn was over, and `since` counts only the first time."""
+        if since is not None or consumer:
+            with self._numbered(kinds, since, consumer) as reading:
+                async for batch in reading.feed.batches():
+                    for taken in reading.take(batch):
+                        yield taken
+            return
         reader = self._reader(kinds)
         try:
             while (event := await reader.next()) is not None:
@@ -215,6 +230,16 @@ class AsyncClient(Queries):
 
     def on_order(self, callback: Callback) -> None:
         self.on(OrderEvent, callback)
+
+    async def history(self, *kinds: Type[Event], since: Since = 1) -> AsyncIterator[Any]:
+        """What the numbered feed has carried until now, as events(since=...) tells it; then it ends."""
+        with self._numbered(kinds, since, "", to_end=True) as reading:
+            async for batch in reading.feed.batches():
+                for event in reading.take(batch):
+                    yield event
+
+    def _numbered(self, kinds: Any, since: Optional[Since], consumer: str, to_end: bool = False) -> Reading:
+        return Reading(self._session, self._session.system_name, kinds, since, consumer, to_end)
 
     def _reader(self, kinds: Any) -> Reader:
         reader = Reader(tuple(kinds))

@@ -11,11 +11,13 @@ import time
 from typing import Any, Callable, Coroutine, Dict, Iterator, List, Mapping, Optional, Tuple, Type, TypeVar
 
 from .aio import AsyncClient, AsyncOrder
+from .consumer import Reading
 from .errors import NotConnected
 from .events import Event, FillEvent, OrderEvent
 from .feed import Reader
 from .link import Tap
 from .margin import Margin
+from .numbered import Since
 from .orders import DONE, NewOrder, OrderView, Side
 from .position import Position
 from .queries import Frame, WhichAccount
@@ -192,9 +194,18 @@ class Client:
         """Whether it is proved that nothing was missed between log-in and the first publication."""
         return self._client.complete
 
-    def events(self, *kinds: Type[Event], seconds: Optional[float] = None) -> Iterator[Any]:
+    def events(self, *kinds: Type[Event], seconds: Optional[float] = None,
+               since: Optional[Since] = None, consumer: str = "") -> Iterator[Any]:  # fmt: skip
         """The events of these kinds, or all, from this call on, for ever or for so many seconds. What
-        connect() found is not told again, and everything that comes later is told once."""
+        connect() found is not told again, and everything that comes later is told once.
+
+        With `since` or `consumer` they come over the numbered feed, where the gateway has one, each
+        with its number, once and in order, whatever happens between; GapEvent tells what nobody has any
+        more, whatever the kinds. `since` is a number, a time of today such as "09:30", or a moment.
+        `consumer` names a position that is kept in a file: who begins again goes on behind the last
+        event whose turn was over, and `since` counts only the first time."""
+        if since is not None or consumer:
+            return self._read_numbered(kinds, seconds, since, consumer)
 
         async def open_reader() -> Reader:
             return self._client._reader(kinds)
@@ -217,6 +228,37 @@ class Client:
         finally:
             if not self._loop.is_closed():
                 self._loop.call_soon_threadsafe(self._client._readers.discard, reader)
+
+    def history(self, *kinds: Type[Event], since: Since = 1) -> Iterator[Any]:
+        """What the numbered feed has carried until now, as events(since=...) tells it; then it ends."""
+        return self._read_numbered(kinds, None, since, "", to_end=True)
+
+    def _read_numbered(self, kinds: Tuple[Type[Event], ...], seconds: Optional[float],
+                       since: Optional[Since], consumer: str, to_end: bool = False) -> Iterator[Any]:  # fmt: skip
+        end = None if seconds is None else time.monotonic() + seconds
+
+        async def open_reading() -> Reading:
+            return self._client._numbered(kinds, since, consumer, to_end)
+
+        with self._run(open_reading()) as reading:
+            batches = reading.feed.batches()
+
+            async def some() -> Optional[List[Event]]:
+                left = None if end is None else max(0.0, end - time.monotonic())
+                try:
+                    return await asyncio.wait_for(batches.__anext__(), left)
+                except (asyncio.TimeoutError, StopAsyncIteration):
+                    return None
+
+            async def close() -> None:
+                await batches.aclose()
+
+            try:
+                while (batch := self._run(some())) is not None:
+                    yield from reading.take(batch)
+            finally:
+                if not self._loop.is_closed():
+                    asyncio.run_coroutine_threadsafe(close(), self._loop)
 
     def on(self, kind: Type[Event], callback: Callable[[Any], object]) -> None:
         """Calls it for each event of that kind, one after the other, on a thread that does only this, so

@@ -62,6 +62,10 @@ class TimedOut(HalvaneError, TimeoutError):
     """A question was not answered, or what was waited for did not happen, in time."""
 
 
+class NoFeed(HalvaneError):
+    """The gateway has no numbered feed."""
+
+
 class FeedStale(TimedOut):
     """What was waited for did not happen, and no publication could tell of it: the feed is dead."""
 

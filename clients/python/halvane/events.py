@@ -2,8 +2,9 @@
 
 from __future__ import annotations
 
+import datetime
 from dataclasses import dataclass
-from typing import TYPE_CHECKING, Any, List, Mapping, Optional
+from typing import TYPE_CHECKING, Any, Callable, Dict, List, Mapping, Optional
 
 from .records import Account, ExecutionReport, FillReport, Signal
 
@@ -12,7 +13,17 @@ if TYPE_CHECKING:
 
 
 class Event:
-    """All of them."""
+    """All of them. What came over the numbered feed has its number there and the moment when it was
+    published."""
+
+    number: Optional[int] = None
+    at: Optional[datetime.datetime] = None
+
+    def set_place(self, number: int, time_ns: int) -> None:
+        seconds, rest = divmod(time_ns, 1_000_000_000)
+        at = datetime.datetime.fromtimestamp(seconds, datetime.timezone.utc)
+        object.__setattr__(self, "number", number)
+        object.__setattr__(self, "at", at.replace(microsecond=rest // 1000))
 
 
 @dataclass(frozen=True)
@@ -82,8 +93,37 @@ class SignalEvent(Event):
 
 
 @dataclass(frozen=True)
+class GapEvent(Event):
+    """Numbers of the feed that nobody can give any more, and why. `last` is None where nobody knows
+    how many they were."""
+
+    first: int
+    last: Optional[int]
+    reason: str
+
+
+@dataclass(frozen=True)
 class OtherEvent(Event):
     """A kind that this version does not know."""
 
     kind: str
     raw: Mapping[str, Any]
+
+
+_OF_KIND: Dict[str, Callable[[Mapping[str, Any], bool], Event]] = {
+    "EXECUTIONREPORT": lambda said, recovered: OrderEvent(ExecutionReport(said["Report"]), None, recovered),
+    "FILLEDREPORT": lambda said, recovered: FillEvent(FillReport(said["Report"]), None, recovered),
+    "REPORTRESET": lambda said, _: ResetEvent(),
+    "ACCOUNTS": lambda said, _: AccountsEvent([Account(row) for row in said["Accounts"]]),
+    "PING": lambda said, _: PingEvent(),
+    "POSITIONTRACKER": lambda said, _: TrackerEvent(),
+    "SYMBOLCLEAR": lambda said, _: SymbolClearEvent(said["Data"]["Symbol"]),
+    "CorvintaSignal": lambda said, _: SignalEvent(Signal(said["Data"])),
+}
+
+
+def event_of(publication: Mapping[str, Any], recovered: bool = False) -> Event:
+    """What a publication tells, by itself."""
+    kind = publication["DataType"]
+    make = _OF_KIND.get(kind)
+    return make(publication, recovered) if make else OtherEvent(kind, publication)

@@ -115,7 +115,7 @@ _OPERATIONS = [
 OPERATIONS: Dict[str, Operation] = {operation.name: operation for operation in _OPERATIONS}
 
 # Those that a gateway knows only where its configuration asks for them.
-OPTIONAL = {"STATUS"}
+OPTIONAL: Dict[str, Operation] = {name: Operation(name) for name in ("FEEDREPLAY", "FEEDSTATUS", "STATUS")}
 
 _PUBLICATIONS = [
     Publication("PING"),

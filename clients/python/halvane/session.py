@@ -22,8 +22,8 @@ from .errors import (
 )
 from .link import Connection, Lane, LinkLost, NotSent, Tap
 from .orders import FINAL, OrderCore
-from .protocol import ILLEGAL_SESSION, OPERATIONS, PAGE, Operation
-from .records import Account, ExecutionReport, FillReport, Signal
+from .protocol import ILLEGAL_SESSION, OPERATIONS, OPTIONAL, PAGE, Operation
+from .records import ExecutionReport, FillReport
 from .wire import Reply, compose, parse
 
 STALE_AFTER = 45.0  # seconds without a publication; a heartbeat comes every 20
@@ -106,10 +106,15 @@ class Session:
         self._book_resets = 0  # that came before the book was read
         self._told: Set[Tuple[Any, ...]] = set()  # the fills that were told, or there at the beginning
         self._in_step: asyncio.Future[None] = self._loop.create_future()
+        self._closed = False
         self.book = Book()
         self.orders: Dict[str, OrderCore] = {}
         self.stale_reason = "not connected yet"
         self.complete = False
+
+    @property
+    def system_name(self) -> str:
+        return self._settings.system_name
 
     @property
     def live(self) -> bool:
@@ -140,7 +145,20 @@ class Session:
             self._keeper.cancel()
             with contextlib.suppress(asyncio.CancelledError, HalvaneError):
                 await self._keeper
+        self._closed = True
+        self._linked.set()
         self._context.destroy(linger=0)
+
+    async def linked(self) -> Optional[Link]:
+        """The link, as soon as there is one; none when the session is closed."""
+        while not self._closed and not self._link:
+            await self._linked.wait()
+        return self._link
+
+    def subscribe(self, link: Link, port: str, receive: Callable[[List[bytes]], None]) -> Connection:
+        """To another publish port of the gateway, for as long as the link lasts."""
+        address = f"tcp://{self._settings.host}:{port}"
+        return Connection(self._context, zmq.SUB, address, receive, link.lose)
 
     async def _keep(self) -> None:
         refused_until = self._loop.time() + REFUSED_FOR
@@ -280,24 +298,13 @@ class Session:
             self._receive_report(ExecutionReport(publication["Report"]))
         elif kind == "FILLEDREPORT":
             self._receive_fill(FillReport(publication["Report"]))
-        elif kind == "REPORTRESET":
-            self._resets += 1
-            self._again.set()
-            self._emit(events.ResetEvent())
-        elif kind == "ACCOUNTS":
-            # The platform announces them when it has come back: what it held back until then is missing.
-            self._again.set()
-            self._emit(events.AccountsEvent([Account(row) for row in publication["Accounts"]]))
-        elif kind == "PING":
-            self._emit(events.PingEvent())
-        elif kind == "POSITIONTRACKER":
-            self._emit(events.TrackerEvent())
-        elif kind == "SYMBOLCLEAR":
-            self._emit(events.SymbolClearEvent(publication["Data"]["Symbol"]))
-        elif kind == "CorvintaSignal":
-            self._emit(events.SignalEvent(Signal(publication["Data"])))
         else:
-            self._emit(events.OtherEvent(kind, publication))
+            if kind == "REPORTRESET":
+                self._resets += 1
+            if kind in ("REPORTRESET", "ACCOUNTS"):
+                # The platform announces its accounts when it has come back: what it held back until then is missing.
+                self._again.set()
+            self._emit(events.event_of(publication))
 
     def _receive_report(self, report: ExecutionReport) -> None:
         if self._next:
@@ -324,7 +331,7 @@ class Session:
         """The reply, whether it tells of success or not. An expired session is healed once. What may
         be asked twice is asked again when the link is lost meanwhile, unless it is for that link only;
         anything else is in doubt then, and `late` gets the reply if it comes too late."""
-        operation = OPERATIONS.get(name) or Operation(name, repeatable=False)
+        operation = OPERATIONS.get(name) or OPTIONAL.get(name) or Operation(name, repeatable=False)
         loop = self._loop
         end = loop.time() + (timeout or (HEAVY_PATIENCE if operation.heavy else self._settings.timeout))
         healed = False
@@ -370,6 +377,8 @@ class Session:
     async def _await_link(self, operation: Operation, end: float) -> Link:
         if not operation.repeatable:
             raise NotConnected(f"{operation.name} was not sent: {self.stale_reason}")
+        if self._closed:
+            raise NotConnected("this client is closed")
         left = max(0.001, end - self._loop.time())
         try:
             await asyncio.wait_for(self._linked.wait(), left)

@@ -13,6 +13,7 @@ from .. import __version__, events
 from ..client import Client
 from ..errors import HalvaneError, OrderEnded, OrderRejected, TimedOut
 from ..lint import Lint
+from ..numbered import Since, position_of
 from ..orders import DONE, FILLED, REJECTED, REPORTED, WORKING, NewOrder, Side, TimeInForce
 from ..queries import symbols_of
 from ..records import ExecutionReport
@@ -30,6 +31,7 @@ from .setup import (
     show,
     show_rows,
     with_json,
+    write_csv,
 )
 
 _ORDER_COLUMNS = ("report_id", "user_key1", "account", "symbol", "side", "order_qty", "cum_qty",
@@ -266,28 +268,48 @@ def instruments(where: Where, what: str, date: str, as_json: bool) -> None:
 # --- watching -------------------------------------------------------------------------------------
 
 
+class _SinceType(click.ParamType):
+    name = "number or time"
+
+    def convert(self, value: Any, param: Any, context: Any) -> Since:
+        since: Since = int(value) if str(value).isdigit() else value
+        try:
+            position_of(since)
+        except ValueError as error:
+            self.fail(str(error), param, context)
+        return since
+
+
+_since = click.option("--since", type=_SinceType(), help="A number of the feed, a time of today such as 09:30, "
+                                                         "or a moment such as 2026-11-20T09:30.")  # fmt: skip
+
+
 @cli.command()
 @click.option("--kind", "kinds", multiple=True, type=click.Choice(sorted(_KINDS)), help="Only these.")
 @click.option("--seconds", type=float, help="End after so long.")
+@_since
 @with_json
 @click.pass_obj
-def tail(where: Where, kinds: Tuple[str, ...], seconds: Optional[float], as_json: bool) -> None:
-    """What is published, as it comes."""
+def tail(where: Where, kinds: Tuple[str, ...], seconds: Optional[float], since: Optional[Since],
+         as_json: bool) -> None:  # fmt: skip
+    """What is published, as it comes; with --since what was published before, too, if the gateway has a
+    numbered feed."""
     with connected(where) as client:
-        for event in client.events(*(_KINDS[kind] for kind in kinds), seconds=seconds):
+        for event in client.events(*(_KINDS[kind] for kind in kinds), seconds=seconds, since=since):
             line = event_line(event)
             if as_json:
                 print_json(line)
             else:
                 values = " ".join(f"{key}={value}" for key, value in _flat(line) if value not in (None, ""))
-                click.echo(f"{time.strftime('%H:%M:%S')}  {line['event']:8}  {values}")
+                at = event.at.astimezone().strftime("%H:%M:%S") if event.at else time.strftime("%H:%M:%S")
+                click.echo(f"{at}  {line['event']:8}  {values}")
 
 
 def _flat(line: Any) -> Iterator[Tuple[str, Any]]:
     for key, value in line.items():
         if isinstance(value, dict):
             yield from value.items()
-        elif key != "event":
+        elif key not in ("event", "at"):
             yield key, value
 
 
@@ -300,6 +322,47 @@ def top(where: Where, seconds: Optional[float], as_json: bool) -> None:
     from .top import Top
 
     Top(where, as_json).run(seconds)
+
+
+@cli.group()
+def journal() -> None:
+    """What the gateway's numbered feed has kept."""
+
+
+@journal.command()
+@click.option("--csv", "as_csv", is_flag=True, help="Comma-separated values; else a line of JSON for each event.")
+@click.option("--kind", type=click.Choice(sorted(_KINDS)), help="Only this, with a column for each member.")
+@_since
+@click.pass_obj
+def export(where: Where, as_csv: bool, kind: Optional[str], since: Optional[Since]) -> None:
+    """Everything that was published until now, or since a number or a time."""
+    with connected(where) as client:
+        told = client.history(*([_KINDS[kind]] if kind else []), since=1 if since is None else since)
+        lines = (event_line(event) for event in _without_gaps(told))
+        if as_csv:
+            write_csv(lines, one_kind=kind is not None)
+        else:
+            for line in lines:
+                print_json(line)
+
+
+def _without_gaps(told: Iterator[Any]) -> Iterator[Any]:
+    """What is missing belongs into no table, and has to be seen all the same."""
+    for event in told:
+        if isinstance(event, events.GapEvent):
+            last = "?" if event.last is None else event.last
+            click.echo(f"halvane: missing are {event.first} to {last}: {event.reason}", err=True)
+        else:
+            yield event
+
+
+@cli.command()
+@click.pass_obj
+def metrics(where: Where) -> None:
+    """How the gateway is, in the text format of Prometheus. It must have STATUS."""
+    from .metrics import text
+
+    click.echo(text(where.settings()), nl=False)
 
 
 @cli.command()

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import configparser
+import csv
 import json
 import os
 import pathlib
@@ -19,12 +20,15 @@ from .. import errors
 from ..client import Client
 from ..fields import Record
 from ..link import Tap
+from ..protocol import port_of
+from ..session import Settings
 
 F = TypeVar("F", bound=Callable[..., Any])
 
 # Documented in docs/python.md.
 FAILED, NOT_CONNECTED, LOGIN_REFUSED, REFUSED, UNKNOWN, TIMED_OUT, DIFFERS = 1, 3, 4, 5, 6, 7, 8
 INTERRUPTED = 130
+_ABOUT = ("number", "at", "event", "recovered", "account", "symbol")  # columns of an export of all kinds
 EXIT_CODES: List[Tuple[Type[Exception], int]] = [
     (errors.LoginRefused, LOGIN_REFUSED),
     (errors.OrderRejected, REFUSED),
@@ -45,10 +49,15 @@ class Where(NamedTuple):
     account: str
     timeout: float
 
-    def connect(self, tap: Optional[Tap] = None, patience: Optional[float] = -1) -> Client:
+    def settings(self) -> Settings:
         if not self.system or not self.key:
             raise click.UsageError("which gateway? --system and --key, HALVANE_SYSTEM and HALVANE_KEY, or "
                                    f"the file {config_path()} say so")  # fmt: skip
+        port = self.port or port_of(self.system)
+        return Settings(self.system, self.key, self.host, port, self.timeout, None)
+
+    def connect(self, tap: Optional[Tap] = None, patience: Optional[float] = -1) -> Client:
+        self.settings()
         patience = self.timeout if patience == -1 else patience
         return Client.connect(self.system, self.key, host=self.host, port=self.port, account=self.account,
                               timeout=self.timeout, patience=patience, tap=tap)  # fmt: skip
@@ -127,6 +136,23 @@ def event_line(event: Any) -> Mapping[str, Any]:
             value = [row(item) for item in value]
         line[name] = value
     return line
+
+
+def write_csv(lines: Iterable[Mapping[str, Any]], one_kind: bool) -> None:
+    """A column for each member when all are of one kind; else what they are about, and all of it as JSON."""
+    writer = csv.writer(sys.stdout)
+    head: List[str] = []
+    for line in lines:
+        values: Dict[str, Any] = {key: line[key] for key in ("number", "at", "event")}
+        for key, value in line.items():
+            values.update(value if isinstance(value, dict) else {key: value})
+        if not one_kind:
+            whole = json.dumps(line, ensure_ascii=False, default=str)
+            values = {**{key: values.get(key, "") for key in _ABOUT}, "json": whole}
+        if not head:
+            head = list(values)
+            writer.writerow(head)
+        writer.writerow([values.get(key, "") for key in head])
 
 
 def kind_of(kind: Type[Any]) -> str:

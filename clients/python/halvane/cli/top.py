@@ -48,6 +48,8 @@ class Top:
         self._rates = Rates()
         self._positions: List[Position] = []
         self._margins: List[Margin] = []
+        self._gateway = ""  # what STATUS says, of a gateway that has it
+        self._answered: Dict[str, int] = {}
         self._ended = threading.Event()
 
     def run(self, seconds: Optional[float]) -> None:
@@ -72,7 +74,31 @@ class Top:
                 masks = [self._where.account] if self._where.account else masks
                 self._positions = [row for mask in masks for row in client.positions(mask)]
                 self._margins = [row for mask in masks for row in client.margins(mask)]
+                self._gateway = self._look_at(client)
             self._ended.wait(_POLL)
+
+    def _look_at(self, client: Client) -> str:
+        status = client.request("STATUS")
+        if status["Success"] != "OK":
+            return ""
+        answered = {row["Request"]: int(row["Count"]) for row in status["Operations"]}
+        before, self._answered = self._answered, answered
+        slowest = max(status["Operations"], key=lambda row: int(row["P99Us"]))
+        held = [f"{row['Request']} for {int(row['RunsMs']) / 1000:.1f} s" for row in status["Workers"]
+                if int(row["RunsMs"]) >= 1000]  # fmt: skip
+        feed = client.request("FEEDSTATUS")
+        platform = status["Platform"]
+        said = {
+            "version": status["Version"],
+            "platform": "PAPER" if platform["Paper"] == "1" else platform["Address"],
+            "sessions": len(status["Sessions"]),
+            "requests/s": round((sum(answered.values()) - sum(before.values())) / _POLL) if before else "-",
+            "slowest p99": f"{slowest['Request']} {int(slowest['P99Us']) / 1000:.1f} ms",
+            "held": ", ".join(held) or "none",
+            "memory": f"{int(status['MemoryBytes']) / 1e6:.0f} MB",
+            "feed": (feed["Failure"] or feed["Last"]) if feed["Success"] == "OK" else "none",
+        }
+        return "  ".join(f"{name} {value}" for name, value in said.items())
 
     def _draw(self, client: Client, seconds: Optional[float]) -> None:
         end = None if seconds is None else time.monotonic() + seconds
@@ -111,5 +137,5 @@ class Top:
                 "today_profit")  # fmt: skip
         rows = [[getattr(order, name) for name in columns] for order in orders]
         positions = [[getattr(row, name) for name in held] for row in self._positions[:_ROWS]]
-        return Group(Text(f"{self._where.system}  ") + state, line, "", table(rows, columns, "working orders"),
+        return Group(Text(f"{self._where.system}  ") + state, self._gateway, line, "", table(rows, columns, "working orders"),
                      "", table(positions, held, "positions"))  # fmt: skip
