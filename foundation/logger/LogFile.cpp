@@ -10,7 +10,6 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 
 namespace halvane {
@@ -24,15 +23,8 @@ std::size_t LastSeparator(const Text& path) {
     return at != Text::npos ? at : path.rfind(L'/');
 }
 
-bool SameDay(std::int64_t a, std::int64_t b) {
-    const LocalTime one = ToLocalTime(a * 1000);
-    const LocalTime other = ToLocalTime(b * 1000);
-    return one.day == other.day && one.month == other.month && one.year == other.year;
-}
-
-std::chrono::sys_days DayOf(std::int64_t time) {
-    const LocalTime local = ToLocalTime(time * 1000);
-    return std::chrono::year(local.year) / local.month / local.day;
+std::chrono::sys_days DayOf(const LocalTime& day) {
+    return std::chrono::year(day.year) / day.month / day.day;
 }
 
 // The day in "-YYYYMMDD-N".
@@ -47,12 +39,6 @@ std::optional<std::chrono::sys_days> DayIn(const std::string& mark) {
                                            std::chrono::month(static_cast<unsigned>(month)),
                                            std::chrono::day(static_cast<unsigned>(day)));
     return date.ok() ? std::optional<std::chrono::sys_days>(date) : std::nullopt;
-}
-
-// A file that cannot be opened has no size, and so room for more.
-bool HasRoom(const Text& path) {
-    std::ifstream file(ToPath(path), std::ios::binary | std::ios::ate);
-    return !file || file.tellg() <= kLargest;
 }
 
 } // namespace
@@ -78,7 +64,7 @@ void LogFile::Forget() {
     base_.clear();
     directory_.clear();
     name_.clear();
-    named_ = 0;
+    day_ = {};
     torn_ = false;
 }
 
@@ -89,17 +75,28 @@ void LogFile::KeepDays(int days) {
 }
 
 std::int32_t LogFile::Open() {
-    UpdateName();
+    const LocalTime today = ToLocalTime(TheClock().UnixTimeMs());
+    const bool sameDay =
+        today.day == day_.day && today.month == day_.month && today.year == day_.year;
+    if (!sameDay) tidied_ = false;
+    if (!sameDay || name_.empty()) NameAfter(today, 0);
     if (keepDays_ > 0 && !tidied_) RemoveOld();
     tidied_ = true;
-    std::uint32_t error = file_.Open(name_);
-    if (error == kBadPath && !directory_.empty()) {
-        std::error_code ignored; // the second try tells
-        std::filesystem::create_directories(ToPath(directory_), ignored);
-        error = file_.Open(name_);
+    std::uint32_t error = OpenNamed();
+    while (error == 0 && file_.Size() > kLargest) {
+        NameAfter(today, index_ + 1);
+        error = OpenNamed();
     }
-    if (error == 0 && file_.IsEmpty()) torn_ = false; // another one in the place of the torn
+    if (error == 0 && file_.Size() == 0) torn_ = false; // another one in the place of the torn
     return ToLogError(error);
+}
+
+std::uint32_t LogFile::OpenNamed() {
+    const std::uint32_t error = file_.Open(name_);
+    if (error != kBadPath || directory_.empty()) return error;
+    std::error_code ignored; // the second try tells
+    std::filesystem::create_directories(ToPath(directory_), ignored);
+    return file_.Open(name_);
 }
 
 std::int32_t LogFile::Append(const LogLines& lines) {
@@ -130,21 +127,13 @@ std::uint32_t LogFile::EndTornLine() {
     return error;
 }
 
-void LogFile::UpdateName() {
-    const std::int64_t now = TheClock().UnixTimeMs() / 1000;
-    const bool newDay = !SameDay(now, named_);
-    if (newDay) tidied_ = false;
-    if (newDay) index_ = 0;
-    if (newDay || name_.empty()) NameAfter(now);
-    while (!HasRoom(name_)) {
-        ++index_;
-        NameAfter(now);
-    }
-}
-
-void LogFile::NameAfter(std::int64_t time) {
-    named_ = time;
-    name_ = DatedName();
+void LogFile::NameAfter(const LocalTime& day, int index) {
+    day_ = day;
+    index_ = index;
+    name_ = base_;
+    const std::size_t point = name_.rfind(L'.'); // of the whole path, folders included
+    name_.insert(std::min(point, name_.size()),
+                 Format(L"-%04d%02d%02d-%d", int{day.year}, int{day.month}, int{day.day}, index));
     torn_ = false; // a new file
 }
 
@@ -152,7 +141,7 @@ void LogFile::NameAfter(std::int64_t time) {
 void LogFile::RemoveOld() const try {
     const std::string base = ToUtf8(base_.substr(LastSeparator(base_) + 1));
     const std::size_t point = std::min(base.rfind('.'), base.size());
-    const auto oldest = DayOf(named_) - std::chrono::days(keepDays_);
+    const auto oldest = DayOf(day_) - std::chrono::days(keepDays_);
     for (const auto& entry : std::filesystem::directory_iterator(ToPath(directory_))) {
         const std::string name = ToUtf8(FromPath(entry.path().filename()));
         const bool ours = name.size() > base.size() && name.starts_with(base.substr(0, point)) &&
@@ -163,15 +152,6 @@ void LogFile::RemoveOld() const try {
         if (day && *day < oldest) std::filesystem::remove(entry.path(), ignored);
     }
 } catch (const std::exception&) { // tomorrow, then: what is to be logged goes first
-}
-
-Text LogFile::DatedName() const {
-    const LocalTime day = ToLocalTime(named_ * 1000);
-    Text name = base_;
-    const std::size_t point = name.rfind(L'.'); // of the whole path, folders included
-    name.insert(std::min(point, name.size()),
-                Format(L"-%04d%02d%02d-%d", int{day.year}, int{day.month}, int{day.day}, index_));
-    return name;
 }
 
 } // namespace halvane

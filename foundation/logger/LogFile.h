@@ -2,6 +2,7 @@
 
 #include "foundation/logger/LogLines.h"
 #include "foundation/logger/SystemFile.h"
+#include "foundation/support/Clock.h"
 
 #include <cstdint>
 
@@ -37,17 +38,16 @@ class LogFile {
     std::uint64_t Written() const { return written_; }
 
   private:
-    void UpdateName();
-    void NameAfter(std::int64_t time);
-    Text DatedName() const;
+    std::uint32_t OpenNamed();
+    void NameAfter(const LocalTime& day, int index);
     std::uint32_t EndTornLine();
     void RemoveOld() const;
 
     Text base_;
     Text directory_;
-    Text name_;              // of the current file
-    int index_ = 0;          // its number on its day
-    std::int64_t named_ = 0; // when the name was made, seconds since 1970
+    Text name_;       // of the current file
+    LocalTime day_{}; // its day
+    int index_ = 0;   // its number on that day
     int keepDays_ = 0;
     bool tidied_ = false; // on that day
     SystemFile file_;

@@ -70,9 +70,9 @@ std::uint32_t SystemFile::Write(std::string_view& bytes) {
     return 0;
 }
 
-bool SystemFile::IsEmpty() const {
+std::int64_t SystemFile::Size() const {
     struct stat state {};
-    return fstat(static_cast<int>(handle_), &state) == 0 && state.st_size == 0;
+    return fstat(static_cast<int>(handle_), &state) == 0 ? state.st_size : -1;
 }
 
 void SystemFile::Close() {

@@ -37,9 +37,9 @@ std::uint32_t SystemFile::Write(std::string_view& bytes) {
     return 0;
 }
 
-bool SystemFile::IsEmpty() const {
+std::int64_t SystemFile::Size() const {
     LARGE_INTEGER size{};
-    return GetFileSizeEx(ToHandle(handle_), &size) && size.QuadPart == 0;
+    return GetFileSizeEx(ToHandle(handle_), &size) ? size.QuadPart : -1;
 }
 
 void SystemFile::Close() {

@@ -22,7 +22,7 @@ class SystemFile {
     // Writes the bytes and takes from them what was written, which is all of them on success.
     std::uint32_t Write(std::string_view& bytes);
 
-    bool IsEmpty() const; // of the open file
+    std::int64_t Size() const; // of the open file; below 0 when it cannot be told
 
     void Close();
 

@@ -55,14 +55,11 @@ std::string JsonWriter::Finish() {
     return std::move(bytes_);
 }
 
-// The end, with at least so much room behind it.
-char* JsonWriter::Room(std::size_t size) {
+void JsonWriter::Grow(std::size_t size) {
     const auto written = static_cast<std::size_t>(end_ - bytes_.data());
-    if (bytes_.size() - written < size) {
-        bytes_.resize(std::max(2 * bytes_.size(), written + size));
-        end_ = bytes_.data() + written;
-    }
-    return end_;
+    bytes_.resize(std::max(2 * bytes_.size(), written + size));
+    end_ = bytes_.data() + written;
+    limit_ = bytes_.data() + bytes_.size();
 }
 
 void JsonWriter::Append(std::string_view bytes) {

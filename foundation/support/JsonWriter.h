@@ -63,7 +63,12 @@ class JsonWriter {
     std::string Finish();
 
   private:
-    char* Room(std::size_t size);
+    // The end, with at least so much room behind it.
+    char* Room(std::size_t size) {
+        if (static_cast<std::size_t>(limit_ - end_) < size) Grow(size);
+        return end_;
+    }
+    void Grow(std::size_t size);
     void Append(std::string_view bytes);
     bool IsFirst() const { return end_[-1] == '{' || end_[-1] == '['; }
     char* PutKey(const JsonKey& key, std::size_t room);
@@ -73,6 +78,7 @@ class JsonWriter {
 
     std::string bytes_ = std::string(240, '\0'); // longer than what is written
     char* end_ = bytes_.data();                  // of what is written
+    char* limit_ = end_ + bytes_.size();
 };
 
 } // namespace halvane
