@@ -15,7 +15,8 @@
 namespace halvane {
 namespace {
 
-constexpr std::size_t kLineOverhead = 64; // what a queued line costs beside its text
+constexpr std::chrono::milliseconds kRest{1}; // of the writer between two batches
+constexpr std::size_t kLineOverhead = 64;     // what a queued line costs beside its text
 
 } // namespace
 
@@ -203,6 +204,8 @@ void CLoggerImpl::RunWriter() noexcept {
         queuedBytes_ -= bytes;
         done_ += count;
         drained_.notify_all();
+        // What is logged in the meantime wakes nobody, and goes into the file together.
+        wake_.wait_for(guard, kRest, [&]() REQUIRES(lock_) { return level_ == LL_NONE; });
     }
     queue_ = {};
     queuedBytes_ = 0;
