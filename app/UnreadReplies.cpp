@@ -44,8 +44,10 @@ bool UnreadReplies::Admit(std::string_view identity, ZmqMessage& body) {
 
 // One reply of any size fits for a client that reads, or a long list could never be answered.
 bool UnreadReplies::HasRoom(const Client& client, std::int64_t bytes) const {
-    if (client.bytes > 0 && client.bytes + bytes > limits_.eachClient) return false;
-    return bytes_ < limits_.allClients || (client.bytes == 0 && bytes <= limits_.alwaysTaken);
+    const std::int64_t unread = client.bytes + bytes;
+    const std::int64_t left = limits_.allClients - bytes_;
+    if (unread <= limits_.alwaysTaken || (unread == bytes && left > 0)) return true;
+    return unread <= std::min(limits_.eachClient, left / limits_.shares);
 }
 
 UnreadReplies::Client& UnreadReplies::ClientOf(std::string_view identity) {

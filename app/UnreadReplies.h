@@ -10,14 +10,17 @@
 namespace halvane {
 
 // Bounds the memory of replies that clients do not read, in bytes: for each client and for all
-// together. A reply beyond the bounds is lost, and the log says so once until that client has read
-// what waits for it. Used by the broker's thread alone; must outlive the context of its sockets.
+// together. The more there is of all, the less is left to each, so that those who read find room
+// whatever the others do. A reply beyond the bounds is lost, and the log says so once until that
+// client has read what waits for it. Used by the broker's thread alone; must outlive the context of
+// its sockets.
 class UnreadReplies {
   public:
     struct Limits {
         std::int64_t eachClient = 32 << 20;
         std::int64_t allClients = 256 << 20;
-        std::int64_t alwaysTaken = 64 << 10; // from a client that reads, whatever the others do
+        std::int64_t shares = 4;              // of what is left for all, each may have one
+        std::int64_t alwaysTaken = 256 << 10; // for each, more than any page of rows
     };
     explicit UnreadReplies(const Limits& limits) : limits_(limits) {}
 
