@@ -21,7 +21,7 @@ bool IsDue(std::uint32_t now, std::uint32_t at) { return now - at < 0x80000000; 
 
 Feed::Feed(FeedOptions options, Text ip)
     : options_(std::move(options)), ip_(std::move(ip)), files_(options_.folder),
-      queue_(options_.queueBytes), journal_(options_) {
+      queue_(options_.queueBytes), journal_(options_), socket_(options_.subscriberRows) {
     status_.run = lastSent_.run = numbering_.Run();
     nextBeat_ = nextTidy_ = TheClock().TickCount();
     thread_ = std::jthread([this](const std::stop_token& stop) { Run(stop); });

@@ -16,6 +16,7 @@ struct FeedOptions {
     int keepDays = 30;
     std::int64_t keepBytes = 0; // 0: whatever keepDays holds
     std::size_t queueBytes = std::size_t{64} << 20;
+    int subscriberRows = 10'000; // that wait for each subscriber; not in the file
 };
 
 // Nothing when the file does not turn the feed on. A value that cannot be used is logged and the

@@ -10,7 +10,6 @@ constexpr int kFirstPort = 50000;
 constexpr int kLastPort = 60000;
 constexpr int kDraws = 64;
 
-constexpr int kQueuedRows = 10'000; // for each subscriber
 constexpr std::int64_t kLargestSubscription = 4096;
 constexpr std::uint32_t kPatienceMs = 200;
 constexpr std::uint32_t kImpatientMs = 10'000; // after that
@@ -36,8 +35,8 @@ std::string HeaderOf(const FeedRow& row, std::string_view origin) {
 
 } // namespace
 
-FeedSocket::FeedSocket() : socket_(zmq_socket(context_.get(), ZMQ_XPUB)) {
-    SetZmqOption(socket_.get(), ZMQ_SNDHWM, kQueuedRows);
+FeedSocket::FeedSocket(int mostWaiting) : socket_(zmq_socket(context_.get(), ZMQ_XPUB)) {
+    SetZmqOption(socket_.get(), ZMQ_SNDHWM, mostWaiting);
     SetZmqOption(socket_.get(), ZMQ_TCP_KEEPALIVE, 1);
     SetZmqOption(socket_.get(), ZMQ_XPUB_NODROP, 1);
     zmq_setsockopt(socket_.get(), ZMQ_XPUB_WELCOME_MSG, kHello.data(), kHello.size());

@@ -20,7 +20,7 @@ struct NumberRange {
 // everybody is told which numbers somebody may have missed. Of the feed's thread alone.
 class FeedSocket {
   public:
-    FeedSocket();
+    explicit FeedSocket(int mostWaiting); // for each subscriber
 
     // Binds to the port, for 0 to one that is drawn. False when none of a few was free.
     [[nodiscard]] bool Bind(TextView ip, int port);
