@@ -1,7 +1,8 @@
 # What every target of the house shares.
 add_library(house INTERFACE)
-target_include_directories(house INTERFACE ${CMAKE_SOURCE_DIR})
-target_compile_options(house INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_include_directories(house INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(house INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+                                         $<$<BOOL:${PROJECT_IS_TOP_LEVEL}>:-Werror>)
 target_compile_options(house INTERFACE $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 # Loops over text of any length are made wide, too.
 target_compile_options(house INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fvect-cost-model=dynamic>)

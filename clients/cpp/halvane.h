@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -53,6 +54,8 @@ class Message {
         std::uint32_t key, keySize, value, valueSize; // where in the JSON
     };
 
+    static Message OfPart(std::string_view object);
+    void FindMembers(std::size_t open);
     std::string_view Find(std::string_view key) const;
 
     std::string json_ = "{}";
@@ -112,7 +115,7 @@ struct State {
     };
 
     Kind kind = Kind::Connecting;
-    Time since;                // when it came to be so
+    Time since;                // when it was connected, or from when on it has not been
     std::string reason;        // of all but Connected, for a person
     int publishPort = 0;       // of Connected
     std::optional<Time> heard; // when something was last published, if ever over this connection
@@ -190,19 +193,19 @@ struct Report {
 
 // What has changed in a book since the last call. An order that changed twice stands here once.
 struct BookChange {
-    bool reread = false;                // it was read anew: look at everything
-    bool live = false;                  // as Book::IsLive
-    std::vector<std::string> orders;    // ReportIDs
-    std::vector<std::string> fills;     // ReportIDs of new fills
-    std::vector<std::string> positions; // account masks
+    bool reread = false;             // it was read anew: look at everything
+    bool live = false;               // as Book::IsLive
+    std::set<std::string> orders;    // ReportIDs
+    std::set<std::string> fills;     // ReportIDs of new fills
+    std::set<std::string> positions; // account masks
 };
 
 struct BookOptions {
-    std::string account = {}; // account mask, "BrokerID-Account"; "" for all
-    bool positions = true;    // ask for them, at first and after fills
-    Duration positionsEvery{
-        0}; // and this often besides; 0: not at all. Their profit moves with the market
-    std::size_t lifeLength = 1000; // of one order: the oldest states in between are forgotten
+    std::string account = {};       // account mask, "BrokerID-Account"; "" for all
+    bool positions = true;          // ask for them, at first and after reports and fills
+    Duration positionsGap{2'000};   // between two askings for one account, at least
+    Duration positionsEvery{0};     // ask this often besides: their profit moves with the market
+    std::size_t lifeLength = 1'000; // states of one order: the oldest are forgotten
     std::function<void(const BookChange&)> changed = {}; // called as the client's handlers are
 };
 
