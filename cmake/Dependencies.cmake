@@ -10,12 +10,21 @@ find_path(UTFCPP_INCLUDE_DIR utf8.h PATH_SUFFIXES utf8cpp NO_CMAKE_FIND_ROOT_PAT
 add_library(utfcpp INTERFACE)
 target_include_directories(utfcpp SYSTEM INTERFACE ${UTFCPP_INCLUDE_DIR})
 
+# The desk page alone needs it, and a gateway can be built without.
+find_path(BOOST_INCLUDE_DIR boost/beast.hpp NO_CMAKE_FIND_ROOT_PATH)
+add_library(boost INTERFACE)
+
 if(WIN32)
   # The folder that it is installed in holds the headers of another system as well.
   set(RAPIDJSON_ALONE ${CMAKE_BINARY_DIR}/rapidjson-alone)
   file(MAKE_DIRECTORY ${RAPIDJSON_ALONE})
   file(CREATE_LINK ${RAPIDJSON_INCLUDE_DIR}/rapidjson ${RAPIDJSON_ALONE}/rapidjson SYMBOLIC)
   target_include_directories(rapidjson SYSTEM INTERFACE ${RAPIDJSON_ALONE})
+  set(BOOST_ALONE ${CMAKE_BINARY_DIR}/boost-alone)
+  file(MAKE_DIRECTORY ${BOOST_ALONE})
+  file(CREATE_LINK ${BOOST_INCLUDE_DIR}/boost ${BOOST_ALONE}/boost SYMBOLIC)
+  target_include_directories(boost SYSTEM INTERFACE ${BOOST_ALONE})
+  target_link_libraries(boost INTERFACE ws2_32 mswsock)
 
   if(DEFINED ENV{HALVANE_DEPS})
     set(HALVANE_DEPS_DEFAULT $ENV{HALVANE_DEPS})
@@ -41,6 +50,7 @@ if(WIN32)
   target_link_libraries(system_support INTERFACE bcrypt version)
 else()
   target_include_directories(rapidjson SYSTEM INTERFACE ${RAPIDJSON_INCLUDE_DIR})
+  target_include_directories(boost SYSTEM INTERFACE ${BOOST_INCLUDE_DIR})
 
   find_package(PkgConfig REQUIRED)
   pkg_check_modules(zmq REQUIRED IMPORTED_TARGET libzmq)

@@ -46,6 +46,7 @@ DOORS = {"paper": "paper/Paper.h", "clients/cpp": "clients/cpp/halvane.h"}
 OUTSIDE = {
     "component": {"foundation/support", "tradeapi", "paper"},
     "clients/cpp": {"foundation/support"},
+    "desk": {"clients/cpp", "foundation/support"},
     "tests": {*FLOORS, "clients/cpp"},
     "bench": set(FLOORS),
 }
@@ -321,6 +322,10 @@ class TheChecks(unittest.TestCase):
             ("tests/B.cpp", "clients/cpp/halvane.h", 0),
             ("tests/B.cpp", "clients/cpp/A.h", 1),
             ("app/B.cpp", "clients/cpp/halvane.h", 1),
+            ("desk/B.cpp", "clients/cpp/halvane.h", 0),
+            ("desk/B.cpp", "clients/cpp/A.h", 1),
+            ("desk/B.cpp", "tradeapi/A.h", 1),
+            ("app/B.cpp", "desk/A.h", 1),
             ("app/B.cpp", "A.h", 1),
             ("elsewhere/B.cpp", "app/A.h", 1),
         ]
