@@ -18,6 +18,7 @@ put_copyright() { put_text "/usr/share/doc/$1/copyright" "licences/$2"; }
 
 mkdir -p "$folder"/{Configs,clients,docs,licences,paper-component}
 put_program Halvane64.exe Halvane64.exe
+put_program HalvaneDesk.exe HalvaneDesk.exe
 put_program OVTradeAPI64.dll paper-component/OVTradeAPI64.dll
 put_text app/README-windows.txt README.txt
 put_text docs/operations.md docs/operations.md
@@ -30,6 +31,7 @@ find "$folder/clients" -depth \( -name '__pycache__' -o -name '*.pyc' -o -name '
 put_text app/Configs/ZMQ.ini Configs/ZMQ.ini
 put_text app/Configs/TradeApi.ini Configs/TradeApi.ini
 put_text app/Configs/Feed.ini Configs/Feed.ini
+put_text desk/Configs/Desk.ini Configs/Desk.ini
 put_text LICENSE licences/Halvane.txt
 put_text "$deps/libzmq/share/zmq/COPYING.LESSER.txt" licences/libzmq.txt
 put_text "$deps/libzmq/share/zmq/copyright" licences/libzmq-parts.txt
@@ -37,12 +39,15 @@ put_text "$deps/sqlite/copyright" licences/SQLite.txt
 put_text /usr/share/common-licenses/GPL-3 licences/GPL-3.txt
 put_copyright rapidjson-dev RapidJSON.txt
 put_copyright libutfcpp-dev UTF8-CPP.txt
+put_copyright libboost-dev Boost.txt
+put_text desk/page/vendor/uPlot.LICENSE.txt licences/uPlot.txt
 put_copyright mingw-w64-x86-64-dev mingw-w64-and-winpthreads.txt
 put_copyright gcc-mingw-w64-x86-64-posix GCC-runtime-library-exception.txt
 
 # The wheel, which cmake/package-python.sh has made, and what its users read.
 cp build/halvane-*.whl "$folder/clients"
 put_text docs/python.md docs/python.md
+put_text docs/desk.md docs/desk.md
 cp -R docs/protocol "$folder/docs"
 
 rm -f "build/$name.zip"
