@@ -326,6 +326,19 @@ def publications(bench):
     bench.compare("reports to one subscriber, as many as go", ways(1, 0), [("rate", "/s", ">= 0.5"), ("cpu", "us", "")])
 
 
+def journal(bench):
+    """What the feed costs the publish socket: the publisher alone, and with the journal behind it."""
+
+    def ways(rate, seconds):
+        words = ["1", str(rate), str(seconds), bench.folder / "publish"]
+        return {who: lambda who=who: told_by(bench.binaries / "bench_publish", who.lower(), *words)
+                for who in ("Halvane", "journal")}  # fmt: skip
+
+    for rate in (1000, 10_000):
+        bench.compare(f"report with the journal, {rate:,}/s", ways(rate, bench.seconds), [("p50", "us", "<= 1.05"), ("p99", "us", "")])
+    bench.compare("reports with the journal, as many as go", ways(0, bench.seconds), [("rate", "/s", ">= 0.9"), ("cpu", "us", "")])
+
+
 def told_by(*words):
     return json.loads(subprocess.run(words, stdout=subprocess.PIPE, text=True, check=True).stdout)
 
@@ -350,7 +363,7 @@ def inside(bench):
             bench.tell(work, unit, "25 ns" if work.startswith("number") else marks.get(unit, ""), values)
 
 
-GROUPS = (requests, orders, pages, growth, memory, start, publications, held, inside)
+GROUPS = (requests, orders, pages, growth, memory, start, publications, journal, held, inside)
 
 
 def main():

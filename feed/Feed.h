@@ -61,6 +61,7 @@ class Feed {
     void Run(const std::stop_token& stop);
     void Work(const std::stop_token& stop);
     void Write();
+    void Gather(const std::stop_token& stop);
     void OpenJournal();
     void Keep();
     void Fail(const std::exception& error);
@@ -80,7 +81,7 @@ class Feed {
     std::deque<FeedEntry> entries_; // taken from the queue
     std::vector<FeedRow> rows_;     // numbered, to be written next
     FeedRow lastSent_;
-    std::uint32_t nextBeat_ = 0, nextTidy_ = 0;
+    std::uint32_t nextBeat_ = 0, nextTidy_ = 0, wroteAt_ = 0;
     bool portRefused_ = false;
     unsigned failures_ = 0;
 

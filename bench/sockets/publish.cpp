@@ -1,14 +1,15 @@
 // From the platform's event to the frame at the subscribers, all in one process, as one line of
 // JSON: the publisher of the gateway, or a bare one that sends the same frame with two lines in
-// the log.
+// the log. `journal` is the publisher with the feed behind it.
 //
-//     publish bare|halvane SUBSCRIBERS RATE SECONDS LOG
+//     publish bare|halvane|journal SUBSCRIBERS RATE SECONDS LOG
 //
 // A rate of 0 is as many as go. Times are microseconds; the processor's is that of the publishing
 // thread.
 
 #include "bench/BatchLogger.h"
 #include "bench/FixedPlatform.h"
+#include "feed/Feed.h"
 #include "foundation/logger/Log.h"
 #include "foundation/support/Json.h"
 #include "foundation/support/Numbers.h"
@@ -24,6 +25,7 @@
 #include <chrono>
 #include <ctime>
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace halvane::bench {
@@ -164,17 +166,25 @@ void Bare(char** options) {
     Measure(publish, std::string(bound.substr(bound.rfind(':') + 1)), options);
 }
 
-void Gateways(char** options) {
+void Gateways(char** options, bool journal) {
     const Text log = FromUtf8(options[3]).value_or(L"") + L".log";
     TheLogger().Open(log.c_str(), ILogger::LL_INFO, ILogger::PRINT_FLAG_FILE);
     SetSetting(L"MyIP", L"127.0.0.1");
     FixedPlatform platform;
+    std::optional<Feed> feed;
     PublishWorker publisher;
+    if (journal) {
+        FeedOptions feedOptions;
+        feedOptions.folder = FromUtf8(options[3]).value_or(L"") + L"-feed/";
+        feed.emplace(feedOptions, L"127.0.0.1");
+        publisher.SetTap([&feed](std::string_view json) { feed->Post(json); });
+    }
     if (!publisher.StartService(platform)) return;
     const auto publish = [&](const std::string& identifier) {
         publisher.OnExecutionReport(DecimalText(std::stoll(identifier)));
     };
     Measure(publish, ToUtf8(GetSetting(L"PublishPort")), options);
+    if (feed && feed->Status().lost > 0) std::fprintf(stderr, "publications were lost\n");
     ShutDownLog();
 }
 
@@ -183,6 +193,9 @@ void Gateways(char** options) {
 
 int main(int count, char** arguments) {
     if (count != 6) return 2;
-    const bool bare = std::string_view(arguments[1]) == "bare";
-    (bare ? halvane::bench::Bare : halvane::bench::Gateways)(arguments + 2);
+    const std::string_view publisher = arguments[1];
+    if (publisher == "bare")
+        halvane::bench::Bare(arguments + 2);
+    else
+        halvane::bench::Gateways(arguments + 2, publisher == "journal");
 }
