@@ -73,18 +73,38 @@ TEST_F(LoggerTest, OpenAndCloseTellWhatIsNotAllowed) {
 }
 
 TEST_F(LoggerTest, EveryOperationWritesAtItsLevelAndInOrder) {
-    ASSERT_EQ(OpenLog(ILogger::LL_TRACE), 1);
-    logger_.Debug(L"no");
-    logger_.TryDebug(L"no");
-    logger_.TryLog(ILogger::LL_DEBUG, L"no");
-    logger_.Debug_0(L"no");
-    logger_.Trace(L"%s %d", L"text", 1);
-    logger_.TryInfo(L"%lld", 2LL);
-    logger_.Warn_0(L"100%s");
-    logger_.TryError(L"");
-    logger_.Log(ILogger::LL_FATAL, L"\xE4%c", L'x');
-    EXPECT_EQ(Lines(FileOf(0)), ToNarrow(L"[TRACE]  text 1\r\n[INFO ]  2\r\n[WARN ]  100%s\r\n"
-                                         L"[ERROR]  \r\n[FATAL]  \xE4x\r\n"));
+    struct Row {
+        ILogger::LogLevel level;
+        const char* start;
+        void (ILogger::*text)(const wchar_t*);
+        void (ILogger::*form)(const wchar_t*, ...);
+        void (ILogger::*tried)(const wchar_t*, ...);
+    };
+    const Row rows[] = {
+        {ILogger::LL_DEBUG, "[DEBUG]  ", &ILogger::Debug_0, &ILogger::Debug, &ILogger::TryDebug},
+        {ILogger::LL_TRACE, "[TRACE]  ", &ILogger::Trace_0, &ILogger::Trace, &ILogger::TryTrace},
+        {ILogger::LL_INFO, "[INFO ]  ", &ILogger::Info_0, &ILogger::Info, &ILogger::TryInfo},
+        {ILogger::LL_WARN, "[WARN ]  ", &ILogger::Warn_0, &ILogger::Warn, &ILogger::TryWarn},
+        {ILogger::LL_ERROR, "[ERROR]  ", &ILogger::Error_0, &ILogger::Error, &ILogger::TryError},
+        {ILogger::LL_FATAL, "[FATAL]  ", &ILogger::Fatal_0, &ILogger::Fatal, &ILogger::TryFatal},
+    };
+    std::string expected;
+    for (const Row& open : rows) {
+        ASSERT_EQ(OpenLog(open.level), 1);
+        for (const Row& row : rows) {
+            (logger_.*row.text)(L"100%s");
+            (logger_.*row.form)(L"%s %c", L"\xE4", L'x');
+            (logger_.*row.tried)(L"%lld", 2LL);
+            logger_.Log(row.level, L"");
+            logger_.TryLog(row.level, L"%d", 1);
+            EXPECT_TRUE(logger_.Drain(kDrainMs)); // the queue of this one is short
+            if (row.level < open.level) continue;
+            for (const char* line : {"100%s", "\xC3\xA4 x", "2", "", "1"})
+                expected += std::string(row.start) + line + "\r\n";
+        }
+        logger_.Close();
+    }
+    EXPECT_EQ(Lines(FileOf(0)), expected);
 }
 
 TEST_F(LoggerTest, ScreenAloneWritesNoFile) {
