@@ -42,8 +42,9 @@ constexpr int kQueuedRequests = 64;
 constexpr int kLinkBufferBytes = 65536;
 
 // The link's queues are counted in requests. So that large ones do not make everybody wait behind
-// hundreds of them, no more are dealt while this much is with the workers.
-constexpr std::uint64_t kMostWithWorkers = kLargestRequest;
+// hundreds of them, no more are dealt while this much is with the workers: one of the largest, on
+// which the platform may be long, and as much again for everybody else.
+constexpr std::uint64_t kMostWithWorkers = 2 * std::uint64_t{kLargestRequest};
 
 // Binds to `port` or the next free one below `end`, beginning again 10,000 lower there. Nothing
 // when a stop was requested.
