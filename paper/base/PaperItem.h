@@ -49,6 +49,7 @@ template <typename Key> class PaperValues {
   private:
     // Property ids are small: a table tells their rows. All other keys are looked for.
     static constexpr std::size_t kIds = std::integral<Key> ? 128 : 0;
+    static constexpr std::size_t kUsual = 32; // rows or a little more
 
     static bool IsSmall(Key key) {
         if constexpr (kIds > 0) return static_cast<std::size_t>(key) < kIds;
@@ -67,6 +68,7 @@ template <typename Key> class PaperValues {
 
     PaperValue& Row(Key key) {
         if (const std::size_t at = PlaceOf(key); at < count_) return rows_[at].second;
+        if (rows_.empty()) rows_.reserve(kUsual);
         if (count_ == rows_.size()) rows_.emplace_back();
         auto& [rowKey, value] = rows_[count_++];
         rowKey = key;
