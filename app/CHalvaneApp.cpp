@@ -25,6 +25,8 @@ int CHalvaneApp::Run(const std::vector<Text>& arguments) {
         const bool paper = IsPaper(GetSetting(L"HostAddress"));
         exitCode = loop_.Run([this] { return dialog_.StatusText(); },
                              paper ? WindowState::Open : WindowState::Minimised);
+    } else {
+        LogWhereHelpIs();
     }
     DrainLog();
     ForgiveComponentFaults();

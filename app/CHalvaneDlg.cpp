@@ -41,6 +41,10 @@ void LogFailure(const wchar_t* work, const std::exception& error) {
 
 } // namespace
 
+void LogWhereHelpIs() {
+    Log().Info(L"HalvaneDoctor beside this program tells what is wrong: give it the same arguments");
+}
+
 CHalvaneDlg::CHalvaneDlg(HostLoop& loop, TradeApiMaker makeTradeApi)
     : loop_(loop), makeTradeApi_(std::move(makeTradeApi)) {}
 
@@ -190,6 +194,7 @@ void CHalvaneDlg::StartPublishing() {
 void CHalvaneDlg::FinishPublishing(bool started) {
     lookingForPort_ = false;
     if (!started) {
+        LogWhereHelpIs();
         ShutDownLog();
         loop_.Quit(0);
         return;

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/FeedService.h"
-#include "app/InstanceGuard.h"
 #include "app/RequestBroker.h"
+#include "foundation/support/InstanceGuard.h"
 #include "publish/PublishWorker.h"
 #include "request/Sessions.h"
 #include "tradeapi/TradeApi.h"
@@ -17,6 +17,9 @@
 namespace halvane {
 
 class HostLoop;
+
+// The last line of a start that ends at once, behind the one that says why.
+void LogWhereHelpIs();
 
 // How the dialog comes by its platform; null when it cannot be created.
 using TradeApiMaker = std::function<std::unique_ptr<TradeApi>(TextView hostAddress)>;

@@ -19,6 +19,7 @@ put_copyright() { put_text "/usr/share/doc/$1/copyright" "licences/$2"; }
 mkdir -p "$folder"/{Configs,clients,docs,licences,paper-component}
 put_program Halvane64.exe Halvane64.exe
 put_program HalvaneDesk.exe HalvaneDesk.exe
+put_program HalvaneDoctor.exe HalvaneDoctor.exe
 put_program OVTradeAPI64.dll paper-component/OVTradeAPI64.dll
 put_text app/README-windows.txt README.txt
 put_text docs/operations.md docs/operations.md

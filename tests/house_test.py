@@ -47,6 +47,7 @@ OUTSIDE = {
     "component": {"foundation/support", "tradeapi", "paper"},
     "clients/cpp": {"foundation/support"},
     "desk": {"clients/cpp", "foundation/support"},
+    "doctor": {"foundation/support", "tradeapi", "tradeapi/com", "clients/cpp"},
     "tests": {*FLOORS, "clients/cpp"},
     "bench": set(FLOORS),
 }
@@ -326,6 +327,8 @@ class TheChecks(unittest.TestCase):
             ("desk/B.cpp", "clients/cpp/A.h", 1),
             ("desk/B.cpp", "tradeapi/A.h", 1),
             ("app/B.cpp", "desk/A.h", 1),
+            ("doctor/B.cpp", "clients/cpp/halvane.h", 0),
+            ("doctor/B.cpp", "app/A.h", 1),
             ("app/B.cpp", "A.h", 1),
             ("elsewhere/B.cpp", "app/A.h", 1),
         ]

@@ -19,9 +19,9 @@ std::string LastIndexIn(const std::vector<Message>& rows) {
 } // namespace
 
 const Book::Core::List Book::Core::kLists[] = {
-    {"RESTOREREPORT", [](Records& records, const Message& row) { records.RestoreOrder(row); }},
+    {"RESTOREREPORT", [](Records& book, const Message& row) { book.RestoreOrder(row); }},
     {"RESTOREFILLREPORT",
-     [](Records& records, const Message& row) { static_cast<void>(records.AddFill(row)); }},
+     [](Records& book, const Message& row) { static_cast<void>(book.AddFill(row)); }},
 };
 
 Book::Core::Core(Client::Core& client, BookOptions options)

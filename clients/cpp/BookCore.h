@@ -39,7 +39,7 @@ class Book::Core : public Follower {
   private:
     struct List {
         const char* request;
-        void (*take)(Records& records, const Message& row);
+        void (*take)(Records& book, const Message& row);
     };
     static const List kLists[];
 

@@ -95,6 +95,7 @@ class Client::Core {
     void ReadReplies(Lane& lane);
     void ReadPublications();
     void NoteHeard();
+    void NoteStep(State::Step step);
     void TakeReply(std::unique_ptr<Request> request, std::string reply);
     void Renew(std::unique_ptr<Request> request);
     void TakeRenewal(const Answer& answer);

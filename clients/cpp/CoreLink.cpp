@@ -33,6 +33,7 @@ std::string Client::Core::LogInMembers() const {
 
 void Client::Core::Begin() {
     if (stopping_) return;
+    NoteStep(State::Step::None);
     link_ = std::make_unique<Link>(context_.get(), AddressOf(port_), keys_);
     After(kStepPatience, link_.get(), [this] {
         if (!IsUp()) Lose("the gateway does not take connections at " + AddressOf(port_));
@@ -61,6 +62,7 @@ void Client::Core::Advance() {
         link_->light.GetConnection().IsConnected() && link_->heavy.GetConnection().IsConnected();
     if (link_->stage == Link::Stage::Connecting && asks) {
         link_->stage = Link::Stage::LoggingIn;
+        NoteStep(State::Step::Answered);
         LogIn();
     } else if (link_->stage == Link::Stage::Subscribing && link_->feed->IsConnected()) {
         BeUp();
@@ -81,6 +83,7 @@ void Client::Core::TakeLogIn(const Answer& answer) {
                     refused);
     }
     link_->sessionKey = answer.message.Text("SessionKey");
+    NoteStep(State::Step::LoggedIn);
     link_->publishPort = std::atoi(answer.message.Text("SubPort").c_str());
     if (link_->publishPort > 0) return Subscribe();
     SetState(State::Kind::Connecting, "the gateway does not publish yet");
@@ -104,6 +107,7 @@ void Client::Core::BeUp() {
     link_->heardUs = SteadyTimeUs();
     failures_ = 0;
     wasConnected_ = true;
+    NoteStep(State::Step::Subscribed);
     SetState(State::Kind::Connected, {});
     timers_.CancelAllOf(link_.get());
     After(kPongEvery, link_.get(), [this] { KeepAlive(); });
@@ -224,6 +228,11 @@ void Client::Core::NoteHeard() {
     link_->heardUs = SteadyTimeUs();
     const MutexLock guard(lock_);
     state_.heard = Now();
+}
+
+void Client::Core::NoteStep(State::Step step) {
+    const MutexLock guard(lock_);
+    state_.reached = step;
 }
 
 void Client::Core::SetState(State::Kind kind, std::string reason) {

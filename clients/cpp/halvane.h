@@ -114,7 +114,10 @@ struct State {
         Lost,      // was connected; it tries again by itself
     };
 
+    enum class Step { None, Answered, LoggedIn, Subscribed };
+
     Kind kind = Kind::Connecting;
+    Step reached = Step::None; // how far this connection, or the try under way, has come
     Time since;                // when it was connected, or from when on it has not been
     std::string reason;        // of all but Connected, for a person
     int publishPort = 0;       // of Connected

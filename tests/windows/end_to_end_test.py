@@ -57,14 +57,19 @@ class EndToEnd(unittest.TestCase):
         self.assertEqual(gateway.wait(), 0)
         self.assertTrue(gateway.lines()[-1].endswith(last), gateway.lines())
 
+    def expect_failure(self, gateway, last):
+        self.assertEqual(gateway.wait(), 0)
+        self.assertTrue(gateway.lines()[-2].endswith(last), gateway.lines())
+        self.assertIn("HalvaneDoctor", gateway.lines()[-1])
+
 
 class StartUpFailures(EndToEnd):
-    """Each leaves one Fatal line, which is the last, and exit code 0."""
+    """Each leaves one Fatal line, behind it only where help is, and exit code 0."""
 
     def test_too_few_arguments(self):
         gateway = self.new_gateway(COMPONENT)
         gateway.start("host:1", "A")
-        self.expect_end(gateway, "[FATAL]  Authentication failed!!")
+        self.expect_failure(gateway, "[FATAL]  Authentication failed!!")
 
     def test_a_second_instance(self):
         first, second, other = (self.new_gateway() for _ in range(3))
@@ -72,7 +77,7 @@ class StartUpFailures(EndToEnd):
         first.logged("[RepWorker]working...")
         second.system_name = first.system_name
         second.start_on_paper()
-        self.expect_end(second, "[FATAL]  CheckInstance failed!!")
+        self.expect_failure(second, "[FATAL]  CheckInstance failed!!")
         other.start_on_paper()
         for each in (other, first):
             self.expect_served(each)
@@ -80,16 +85,16 @@ class StartUpFailures(EndToEnd):
     def test_no_component(self):
         gateway = self.new_gateway()
         gateway.start("host:1", gateway.system_name, "key")
-        self.expect_end(gateway, "[FATAL]  Create Ovaro.TradeAPI.1 failed")
+        self.expect_failure(gateway, "[FATAL]  Create Ovaro.TradeAPI.1 failed")
 
     def test_a_component_without_the_host_events(self):
         gateway, _ = self.start_probed(PROBE_DEAF=HOST_EVENTS)
-        self.expect_end(gateway, "[FATAL]  Create event failed")
+        self.expect_failure(gateway, "[FATAL]  Create event failed")
 
     def test_a_component_without_the_trade_events(self):
         gateway, probe = self.start_probed(PROBE_DEAF=TRADE_EVENTS)
         self.fire_host(gateway, probe, 2, "I4:2", "I4:1", "BSTR:")
-        self.expect_end(gateway, "[FATAL]  Create event failed")
+        self.expect_failure(gateway, "[FATAL]  Create event failed")
 
     def test_a_platform_that_refuses(self):
         for told, result in [
@@ -97,7 +102,7 @@ class StartUpFailures(EndToEnd):
             (("fail", 1, EXCEPTION, 1234, "not today"), 0),
         ]:
             gateway, _ = self.start_probed(told)
-            self.expect_end(gateway, f"[FATAL]  failed to connect to Ovaro, result:{result}")
+            self.expect_failure(gateway, f"[FATAL]  failed to connect to Ovaro, result:{result}")
 
 
 class Ending(EndToEnd):

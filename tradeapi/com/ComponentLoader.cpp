@@ -11,7 +11,6 @@
 namespace halvane {
 namespace {
 
-constexpr int kAttempts = 3;
 constexpr std::uint32_t kPauseMs = 200;
 
 struct FreeModule {
@@ -93,11 +92,6 @@ Text FindComponentFile() {
     return folder.substr(0, root + kRoot.size()) + L"\\Components\\OVTradeAPI64.dll";
 }
 
-const Text& ComponentFile() {
-    static const Text file = FindComponentFile();
-    return file;
-}
-
 ComPtr<IDispatch> CreateFrom(HMODULE module, const CLSID& classId) {
     using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
     const auto getClassObject = ExportOf<GetClassObject>(module, "DllGetClassObject");
@@ -126,7 +120,12 @@ ComPtr<IDispatch> TryToCreate(const Text& file, const CLSID& classId) {
 
 } // namespace
 
-ComPtr<IDispatch> CreateComponentObject(const wchar_t* progId) {
+const Text& ComponentFile() {
+    static const Text file = FindComponentFile();
+    return file;
+}
+
+ComPtr<IDispatch> CreateComponentObject(const wchar_t* progId, int attempts) {
     InitialiseComOnThisThread();
     const Text& file = ComponentFile();
     const std::optional<CLSID> classId = ClassIdOf(progId);
@@ -134,7 +133,7 @@ ComPtr<IDispatch> CreateComponentObject(const wchar_t* progId) {
     const CurrentDirectoryKeeper keeper;
     for (int attempt = 1;; ++attempt) {
         if (ComPtr<IDispatch> object = TryToCreate(file, *classId)) return object;
-        if (attempt == kAttempts) return nullptr;
+        if (attempt >= attempts) return nullptr;
         TheClock().Sleep(kPauseMs);
     }
 }

@@ -1,4 +1,4 @@
-#include "app/InstanceGuard.h"
+#include "foundation/support/InstanceGuard.h"
 
 #include <windows.h>
 
@@ -13,6 +13,13 @@ std::optional<InstanceGuard> InstanceGuard::Take(const Text& systemName) {
     InstanceGuard guard(reinterpret_cast<std::intptr_t>(handle));
     if (exists) return std::nullopt;
     return guard;
+}
+
+bool InstanceGuard::IsHeld(const Text& systemName) {
+    const HANDLE handle = OpenMutexW(SYNCHRONIZE, FALSE, (L"Halvane" + systemName).c_str());
+    if (handle == nullptr) return GetLastError() == ERROR_ACCESS_DENIED;
+    CloseHandle(handle);
+    return true;
 }
 
 InstanceGuard::InstanceGuard(InstanceGuard&& other) noexcept

@@ -1,4 +1,4 @@
-#include "app/InstanceGuard.h"
+#include "foundation/support/InstanceGuard.h"
 
 #include "foundation/support/Md5.h"
 #include "foundation/support/Utf.h"
@@ -8,14 +8,20 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 #include <utility>
 
 namespace halvane {
+namespace {
 
-// A socket name outside the file system: it goes with the process, however that ends. A digest of
-// the system name, because such names are short.
+// A digest of the system name, because names of sockets are short.
+std::string SocketName(const Text& systemName) { return "Halvane" + Md5Hex(ToUtf8(systemName)); }
+
+} // namespace
+
+// A socket name outside the file system: it goes with the process, however that ends.
 std::optional<InstanceGuard> InstanceGuard::Take(const Text& systemName) {
-    const std::string name = "Halvane" + Md5Hex(ToUtf8(systemName));
+    const std::string name = SocketName(systemName);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::ranges::copy(name, address.sun_path + 1); // the zero before it takes it out of the files
@@ -25,6 +31,15 @@ std::optional<InstanceGuard> InstanceGuard::Take(const Text& systemName) {
     InstanceGuard guard(handle);
     if (bind(handle, reinterpret_cast<const sockaddr*>(&address), length) != 0) return std::nullopt;
     return guard;
+}
+
+bool InstanceGuard::IsHeld(const Text& systemName) {
+    std::ifstream sockets("/proc/net/unix");
+    const std::string end = "@" + SocketName(systemName);
+    for (std::string line; std::getline(sockets, line);) {
+        if (line.ends_with(end)) return true;
+    }
+    return false;
 }
 
 InstanceGuard::InstanceGuard(InstanceGuard&& other) noexcept

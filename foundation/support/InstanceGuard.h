@@ -14,6 +14,9 @@ class InstanceGuard {
     // Nothing when another process holds it or the system refuses the name.
     static std::optional<InstanceGuard> Take(const Text& systemName);
 
+    // Whether some process holds it, without trying to take it.
+    static bool IsHeld(const Text& systemName);
+
     ~InstanceGuard();
     InstanceGuard(InstanceGuard&& other) noexcept;
     InstanceGuard(const InstanceGuard&) = delete;
