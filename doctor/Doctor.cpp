@@ -156,7 +156,7 @@ void PrintJson(const std::vector<Result>& results) {
         checks.append(checks.empty() ? "" : ",").append("{" + line.Inside() + "}");
     }
     client::Members report{{"When", ToUtf8(UtcText(TheClock().UnixTimeMs()))},
-                           {"Version", ToUtf8(FileVersion())},
+                           {"Version", HALVANE_VERSION},
                            {"Machine", MachineName()},
                            {"Result", NameOf(WorstOf(results))}};
     report.Json("Checks", "[" + checks + "]");

@@ -162,12 +162,15 @@ Finding LookAtAnswers(Case& patient) {
         return Fail(std::to_string(kWorkers - answered) + " of 4 workers do not answer",
                     "they wait for the platform: look at it; a restart of the gateway frees them");
     }
-    const std::int64_t begunOneUs = SteadyTimeUs();
-    if (const Answer one = patient.client->Ask("PONG", {}, kPatience); !one) {
-        return Fail(one.error, "look at the last lines of the log");
+    std::int64_t tookUs = SteadyTimeUs() - begunUs;
+    for (int i = 0; i < 2 * kWorkers; i++) {
+        const std::int64_t begunOneUs = SteadyTimeUs();
+        if (const Answer one = patient.client->Ask("PONG", {}, kPatience); !one) {
+            return Fail(one.error, "look at the last lines of the log");
+        }
+        tookUs = std::min(tookUs, SteadyTimeUs() - begunOneUs);
     }
-    const std::int64_t tookUs = SteadyTimeUs() - begunOneUs;
-    if (begunOneUs - begunUs > 10 * kSlowAnswerUs || tookUs > kSlowAnswerUs) {
+    if (tookUs > kSlowAnswerUs) {
         return Warn("a request takes " + MsText(tookUs), "look what else keeps this machine busy");
     }
     return Ok("a request takes " + MsText(tookUs));

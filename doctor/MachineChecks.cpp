@@ -29,7 +29,10 @@ bool IsLoopback(const std::string& address) {
     return address.starts_with("127.") || address == "localhost" || address == "lo";
 }
 
-bool IsGateway(const Listener& listener) { return listener.program.starts_with("Halvane64"); }
+// Where the system does not tell whose a port is, the log's word counts.
+bool IsGateway(const Listener& listener, bool isLogged) {
+    return listener.program.empty() ? isLogged : listener.program.starts_with("Halvane64");
+}
 
 std::optional<Listener> ListenerAt(int port) {
     for (const Listener& each : Listeners()) {
@@ -112,7 +115,7 @@ Finding LookAtRequestPort(Case& patient) {
     if (!patient.IsNamed()) return Skipped(kNameIt);
     const int port = client::RequestPortOf(patient.request.systemName);
     const std::optional<Listener> listener = ListenerAt(port);
-    const bool isServed = patient.runs && listener && IsGateway(*listener);
+    const bool isServed = patient.runs && listener && IsGateway(*listener, patient.port == port);
     if (!patient.runs || patient.port == 0) patient.port = port;
     if (listener && (!isServed || patient.port != port)) return Taken(patient, *listener, port);
     if (isServed) return Ok(PortText(port) + ", where the gateway listens");
@@ -131,7 +134,8 @@ Finding LookAtRelayPort(Case& patient) {
     const int port = patient.port - kRelayBelow;
     const std::optional<Listener> listener = ListenerAt(port);
     if (!listener) return Ok(PortText(port) + " is free");
-    if (patient.runs && IsGateway(*listener)) return Ok(PortText(port) + " is the gateway's own");
+    if (patient.runs && IsGateway(*listener, true))
+        return Ok(PortText(port) + " is the gateway's own");
     return Warn(
         PortText(port) + " is taken by " + NameOf(*listener),
         "nothing, if the gateway runs: it has taken the next free one; else end that program");

@@ -193,6 +193,46 @@ class Requests(Case):
         self.assert_ends_well(driver)
 
 
+class TheFeed(Case):
+    def start(self):
+        ini = self.gateway.folder / "Configs" / "Feed.ini"
+        ini.parent.mkdir(exist_ok=True)
+        ini.write_text("[Feed]\nOn=1\n")
+        super().start()
+
+    def test_every_row_comes_once_whatever_is_killed(self):
+        first = self.driver(feed="1")
+        self.assertTrue(first.connected())
+        if first.ask("FEEDSTATUS")["error"] == "Undefined":
+            until(lambda: "no feed" in first.do("feed")["reason"], "a reason")
+            self.skipTest("this gateway has no numbered feed")
+        for round_ in range(1, 5):
+            first.begin(150, "NEWORDER", Param=ORDER)
+            # What is not yet written when the gateway is killed never has a number.
+            until(lambda: int(first.do("feed")["next"]) > 50 * round_, "rows")
+            self.gateway.process.kill()
+            self.gateway.wait()
+            self.start()
+            self.assertTrue(until(first.connected, "a connection"))
+            until(lambda: first.do("feed")["live"] == "1", "a live feed")
+        late = self.driver(feed="1")  # which has all from the journal
+        first.do("collect")
+        first.begin(50, "NEWORDER", Param=ORDER)
+        first.answers(50)
+
+        def last():
+            return int(first.ask("FEEDSTATUS")["message"]["Last"])
+
+        until(lambda: last() >= 4 * 50, "rows")
+        for driver in (first, late):
+            until(lambda: int(driver.do("feed")["next"]) > last(), "all rows")
+        told = [driver.do("feed") for driver in (first, late)]
+        self.assertEqual([int(row["number"]) for row in told[0]["rows"]], list(range(1, last() + 1)))
+        self.assertEqual(told[0]["rows"], told[1]["rows"])
+        self.assertEqual([state["missing"] for state in told], ["0", "0"])
+        self.assertIn("EXECUTIONREPORT.1000001.OV.S.PAPX.ALFA", {row["topic"] for row in told[0]["rows"]})
+
+
 class TheBook(Case):
     market = MARKET
 

@@ -183,6 +183,9 @@ void Client::Core::Poll() {
         add(link_->heavy.GetConnection());
         if (link_->feed) add(*link_->feed);
     }
+    for (Follower* follower : followers_) {
+        if (const Connection* own = follower->OwnConnection()) add(*own);
+    }
     const std::int64_t nowUs = SteadyTimeUs();
     const std::int64_t waitUs = timers_.NextUs(nowUs + kLongestPollUs) - nowUs;
     const std::int64_t waitMs = std::clamp<std::int64_t>(waitUs, 0, kLongestPollUs) / 1000 + 1;

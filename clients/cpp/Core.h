@@ -23,6 +23,10 @@ class Follower {
     // In the order in which they came; the first of a connection proves that the subscription
     // holds.
     virtual void OnPublication(const Message& publication) = 0;
+
+    // A connection of its own, which is waited on as well; it is read by OnReadable.
+    virtual Connection* OwnConnection() { return nullptr; }
+    virtual void OnReadable() {}
 };
 
 // What one log-in has. Once lost it is never used again.
@@ -69,6 +73,7 @@ class Client::Core {
     void Submit(std::unique_ptr<Request> request);
     Timers::Id After(Duration time, const void* owner, std::function<void()> work);
     void CancelAllOf(const void* owner) { timers_.CancelAllOf(owner); }
+    std::unique_ptr<Connection> OpenSubscription(int port);
     bool IsUp() const { return link_ && link_->stage == Link::Stage::Up; }
     bool HasHeard() const { return link_ && link_->heard; }
     void Lose(std::string reason, bool refused = false); // and connect anew

@@ -102,6 +102,10 @@ void Client::Core::Subscribe() {
     });
 }
 
+std::unique_ptr<Connection> Client::Core::OpenSubscription(int port) {
+    return std::make_unique<Connection>(context_.get(), ZMQ_SUB, AddressOf(port), keys_);
+}
+
 void Client::Core::BeUp() {
     link_->stage = Link::Stage::Up;
     link_->heardUs = SteadyTimeUs();
@@ -192,6 +196,9 @@ void Client::Core::ReadAll() {
     ReadReplies(link_->light);
     ReadReplies(link_->heavy);
     if (link_->feed) ReadPublications();
+    for (Follower* follower : followers_) {
+        if (follower->OwnConnection()) follower->OnReadable();
+    }
 }
 
 void Client::Core::ReadReplies(Lane& lane) {

@@ -269,22 +269,26 @@ struct FeedRow {
 
 struct FeedState {
     bool available = false; // the gateway has a numbered feed
-    bool live = false;      // rows come as they are published; not while gaps are being closed
+    bool live = false;      // rows come as they are published; not while a gap is being closed
     std::int64_t next = 0;  // the number of the row that is handed over next
+    std::string journal;    // whose numbers they are; another one has others
     std::string reason;     // why it is not live
 };
 
 struct FeedOptions {
-    std::int64_t from = 0; // the first number; 0: from now on
+    std::int64_t from = 0;    // the first number; 0: from now on
+    std::string journal = {}; // to which `from` belongs; in another one it begins at 1. "" for any
     std::function<void(const FeedRow&)> row = {};
-    // The gateway no longer has the rows from `first` to `last`; they are passed over.
+    // There will never be rows from `first` to `last`: they could not be written, their day is no
+    // longer kept, or a power cut took them.
     std::function<void(std::int64_t first, std::int64_t last)> missing = {};
-    std::function<void(const FeedState&)> state = {};
+    std::function<void(const FeedState&)> state = {}; // when anything but `next` changes
 };
 
-// The numbered feed of a gateway that has one: every row exactly once and in order, whatever was
-// lost on the way. While `row` takes long, no more than 10,000 rows wait in memory: the others are
-// asked for when it is their turn. Safe from any thread; its client must outlive it.
+// The numbered feed of a gateway that has one (docs/feed.md): every row exactly once and in order,
+// whatever was lost on the way; who keeps the last number together with what it made of the row
+// goes on from there after any end. While `row` takes long, 10,000 rows wait in memory and the
+// others are asked for when it is their turn. Safe from any thread; its client must outlive it.
 class Feed {
   public:
     Feed(Client& client, FeedOptions options);

@@ -59,6 +59,7 @@ class Driver {
         options.positionsGap = Duration{300};
         options.changed = [this](const BookChange&) { changes_++; };
         if (line.Has("book")) book_.emplace(client_, options);
+        if (line.Has("feed")) feed_.emplace(client_, MakeFeed(line));
     }
 
     Members Do(const Message& line) {
@@ -76,6 +77,7 @@ class Driver {
         if (what == "life") return Life(line.Text("id"));
         if (what == "price") return {{"text", ReplacePrice(line.Text("price")).value_or("")}};
         if (what == "dump") return Dump();
+        if (what == "feed") return ToldOf(feed_->GetState());
         return Told(client_.GetState())
             .Text("told", std::to_string(told_))
             .Text("changes", std::to_string(changes_))
@@ -92,6 +94,36 @@ class Driver {
             if (state.IsConnected()) client_.Ask("PONG");
         };
         return handlers;
+    }
+
+    FeedOptions MakeFeed(const Message& line) {
+        FeedOptions options;
+        options.from = std::stoi(line.Text("feed"));
+        options.row = [this](const FeedRow& row) {
+            const MutexLock guard(lock_);
+            rows_.push_back(
+                Members{{"number", std::to_string(row.number)}, {"topic", row.topic}}.Json(
+                    "publication", row.publication.Json()));
+        };
+        options.missing = [this](std::int64_t first, std::int64_t last) {
+            const MutexLock guard(lock_);
+            missing_ += static_cast<int>(last - first + 1);
+        };
+        return options;
+    }
+
+    Members ToldOf(const FeedState& state) {
+        const MutexLock guard(lock_);
+        std::string rows;
+        for (const Members& row : rows_) {
+            rows.append(rows.empty() ? "{" : ",{").append(row.Inside()).append("}");
+        }
+        return Members{{"available", state.available ? "1" : "0"},
+                       {"live", state.live ? "1" : "0"},
+                       {"next", std::to_string(state.next)},
+                       {"reason", state.reason},
+                       {"missing", std::to_string(missing_)}}
+            .Json("rows", "[" + rows + "]");
     }
 
     // Asks several times at once and without waiting.
@@ -132,10 +164,13 @@ class Driver {
 
     Mutex lock_;
     std::vector<std::string> answers_ GUARDED_BY(lock_);
+    std::vector<Members> rows_ GUARDED_BY(lock_);
+    int missing_ GUARDED_BY(lock_) = 0;
     std::atomic<int> told_ = 0;
     std::atomic<int> changes_ = 0;
     Client client_;
     std::optional<Book> book_;
+    std::optional<Feed> feed_;
 };
 
 void Run() {
