@@ -39,6 +39,15 @@ void LogFailure(const wchar_t* work, const std::exception& error) {
     Log().Error(L"%s failed: %s", work, ReasonOf(error));
 }
 
+// The border of what the platform calls, and of what is done for it later.
+template <class Work> void HandleEvent(const wchar_t* event, Work work) {
+    try {
+        work(event);
+    } catch (const std::exception& error) {
+        LogFailure(event, error);
+    }
+}
+
 } // namespace
 
 void LogWhereHelpIs() {
@@ -136,22 +145,18 @@ Text CHalvaneDlg::StatusText() const {
 }
 
 void CHalvaneDlg::OnGeneralServiceUpdate() {
-    Post(L"OnGeneralServiceUpdate", [this] { TakeServices(); });
+    HandleEvent(L"OnGeneralServiceUpdate",
+                [this](auto event) { Post(event, [this] { TakeServices(); }); });
 }
 
 void CHalvaneDlg::OnCommandMsg(std::int32_t kind, std::int32_t subKind, TextView text) {
-    Post(L"OnCommandMsg",
-         [this, kind, subKind, said = Text(text)] { ObeyCommand(kind, subKind, said); });
+    HandleEvent(L"OnCommandMsg", [&](auto event) {
+        Post(event, [this, kind, subKind, said = Text(text)] { ObeyCommand(kind, subKind, said); });
+    });
 }
 
 void CHalvaneDlg::Post(const wchar_t* event, std::function<void()> work) {
-    loop_.Post([event, work = std::move(work)] {
-        try {
-            work();
-        } catch (const std::exception& error) {
-            LogFailure(event, error);
-        }
-    });
+    loop_.Post([event, work = std::move(work)] { HandleEvent(event, [&](auto) { work(); }); });
 }
 
 // The platform may tell of its services more than once; the broker is started the first time.

@@ -109,7 +109,13 @@ void RepWorker::ServeNext() {
     } catch (const std::exception& error) {
         LogFailure(L"DoWork", error);
     }
-    if (!replied_) ReplyFail(kNoRequest, kHandlerFailed, L"");
+    while (!replied_ && !stop_.stop_requested()) {
+        try {
+            ReplyFail(kNoRequest, kHandlerFailed, L"");
+        } catch (const std::exception&) { // no memory even for that: the client waits for it
+            Pause(1);
+        }
+    }
 }
 
 void RepWorker::DoWork(std::string_view bytes) {
@@ -194,11 +200,12 @@ void RepWorker::Refuse(const Request& request, TextView reason) {
 void RepWorker::SendData(std::string json, bool log) {
     const MutexLock guard(sendLock_);
     if (log) Log().InfoBytes("[RepWorker]SendData:", json);
+    ZmqMessage reply(std::move(json)); // without memory for it nothing has been replied
     replied_ = true;
     ++requestsServed;
     if (served_ != nullptr) *served_ += std::exchange(bytes_, 0);
     activity_.End(failed_); // before the client knows: who then asks for it finds it counted
-    SendWithTrailingZero(socket_.get(), std::move(json));
+    reply.Send(socket_.get(), 0);
 }
 
 void RepWorker::OnNotification(const wchar_t* name, const wchar_t* param) {

@@ -13,7 +13,9 @@
 #include "foundation/support/Utf.h"
 
 #include <atomic>
+#include <functional>
 #include <map>
+#include <memory>
 
 namespace halvane {
 namespace {
@@ -27,12 +29,14 @@ constexpr std::uint32_t kLongestSilenceMs = 60000;
 
 std::atomic<std::int32_t> loginCounter = 0;
 
+using SessionMap = std::map<Text, std::uint32_t, std::less<>>; // key to its log-in's tick
+
 struct SessionStore {
     // Around every removal of a session, and wherever a nested record of the table is in hand: a
     // removal frees it. Taken before mapLock.
     Mutex removalLock;
     Mutex mapLock;
-    std::map<Text, std::uint32_t, std::less<>> map GUARDED_BY(mapLock); // key to its log-in's tick
+    SessionMap map GUARDED_BY(mapLock);
 };
 
 SessionStore& TheStore() {
@@ -42,10 +46,26 @@ SessionStore& TheStore() {
 
 BaseData& Table() { return *CppUtility::GetDataFromTopic(kLoginInfo); }
 
+struct RecordEnd {
+    void operator()(BaseData* record) const { record->Release(); }
+};
+
+// A change that cannot be put together changes nothing: it is applied all the same, which frees it.
+void Change(BaseData& record, const std::function<void(CppUtility::ChangeSet*)>& put) {
+    auto* changes = record.BeginChange();
+    try {
+        put(changes);
+    } catch (...) {
+        record.ApplyChange(changes);
+        throw;
+    }
+    record.ApplyChange(changes);
+}
+
 void SetPingTime(BaseData& session, std::uint32_t tick) {
-    auto* changes = session.BeginChange();
-    session.SetInteger(changes, ChangeKind::SetValue, kPingTime, tick);
-    session.ApplyChange(changes);
+    Change(session, [&](CppUtility::ChangeSet* changes) {
+        session.SetInteger(changes, ChangeKind::SetValue, kPingTime, tick);
+    });
 }
 
 // A ping that came after the clock was read lies ahead of it: it is just now.
@@ -54,10 +74,18 @@ std::uint32_t SilenceMs(std::uint32_t now, std::uint32_t pingTime) {
     return silenceMs < 0x80000000 ? silenceMs : 0;
 }
 
-void RemoveFromMap(TextView key) {
+// What stood in the map; to be put back when the rest fails.
+SessionMap::node_type TakeFromMap(const Text& key) {
     SessionStore& store = TheStore();
     const MutexLock guard(store.mapLock);
-    if (const auto found = store.map.find(key); found != store.map.end()) store.map.erase(found);
+    return store.map.extract(key);
+}
+
+// With what exists already: this does not fail.
+void PutIntoMap(SessionMap::node_type session) {
+    SessionStore& store = TheStore();
+    const MutexLock guard(store.mapLock);
+    store.map.insert(std::move(session));
 }
 
 } // namespace
@@ -111,20 +139,21 @@ Text FormSessionKey() {
 
 void SaveLoginInfo(const Text& key) {
     const std::uint32_t tick = TheClock().TickCount();
-    BaseData* session = BaseData::CreateInstance();
+    std::unique_ptr<BaseData, RecordEnd> session(BaseData::CreateInstance());
     SetPingTime(*session, tick);
-    auto* changes = Table().BeginChange();
-    Table().SetRecord(changes, ChangeKind::SetRecord, key.c_str(), session);
-    Table().ApplyChange(changes);
+    Change(Table(), [&](CppUtility::ChangeSet* changes) {
+        Table().SetRecord(changes, ChangeKind::SetRecord, key.c_str(), session.get());
+    });
+    static_cast<void>(session.release()); // the table's from here on
     Log().Info(L"SaveLoginInfo() Session:%s, PingTime:%lld", key, std::int64_t{tick});
 }
 
 void RemoveLoginInfo(const Text& key) {
     Log().Info(L"RemoveLoginInfo(%s)", key);
     if (key.find(L'\0') != Text::npos) return; // the table would take it for a shorter key
-    auto* changes = Table().BeginChange();
-    Table().Remove(changes, ChangeKind::RemoveRecord, key.c_str());
-    Table().ApplyChange(changes);
+    Change(Table(), [&](CppUtility::ChangeSet* changes) {
+        Table().Remove(changes, ChangeKind::RemoveRecord, key.c_str());
+    });
 }
 
 void UpdatePingTime(const Text& key) {
@@ -137,24 +166,27 @@ void UpdatePingTime(const Text& key) {
 }
 
 void OpenSession(const Text& key) {
-    const std::uint32_t openedAt = TheClock().TickCount();
+    SessionMap session{{key, TheClock().TickCount()}};
     SaveLoginInfo(key);
-    SessionStore& store = TheStore();
-    const MutexLock guard(store.mapLock);
-    store.map.insert_or_assign(key, openedAt);
+    PutIntoMap(session.extract(session.begin()));
 }
 
 void CloseSession(const Text& key) {
     const MutexLock removal(TheStore().removalLock);
     RemoveLoginInfo(key);
-    RemoveFromMap(key);
+    TakeFromMap(key);
 }
 
 void DropSession(const Text& key) {
     const MutexLock removal(TheStore().removalLock);
     if (!IsSessionKnown(key)) return;
-    RemoveFromMap(key);
-    RemoveLoginInfo(key);
+    SessionMap::node_type session = TakeFromMap(key);
+    try {
+        RemoveLoginInfo(key);
+    } catch (...) {
+        PutIntoMap(std::move(session)); // the next round of the supervision finds it
+        throw;
+    }
 }
 
 void ReportSilentSessions() {

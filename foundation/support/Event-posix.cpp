@@ -3,6 +3,7 @@
 #include "foundation/support/Mutex.h"
 
 #include <map>
+#include <utility>
 
 namespace halvane {
 
@@ -29,8 +30,9 @@ Registry& TheRegistry() {
 std::optional<NamedEvent> NamedEvent::Open(const Text& name) {
     Registry& registry = TheRegistry();
     const MutexLock guard(registry.lock);
+    Text copy = name; // before there is a state, which would be left without a holder
     State& state = registry.events[name];
-    state.name = name;
+    state.name = std::move(copy);
     ++state.holders;
     return NamedEvent(&state);
 }
@@ -39,7 +41,7 @@ NamedEvent::~NamedEvent() {
     if (state_ == nullptr) return;
     Registry& registry = TheRegistry();
     const MutexLock guard(registry.lock);
-    if (--state_->holders == 0) registry.events.erase(Text(state_->name));
+    if (--state_->holders == 0) registry.events.erase(registry.events.find(state_->name));
 }
 
 void NamedEvent::Signal() {

@@ -2,6 +2,8 @@
 
 #include "foundation/support/Text.h"
 
+#include <cstdlib>
+#include <new>
 #include <stdexcept>
 
 namespace halvane {
@@ -22,10 +24,32 @@ struct JsonFault : std::logic_error {
 
 namespace halvane {
 
+// The C library's memory for RapidJSON, which writes to what it is given without a look: a want is
+// an exception.
+struct JsonMemory {
+    static constexpr bool kNeedFree = true; // spelt so by RapidJSON
+    static void* Malloc(std::size_t size) {
+        return Given(size == 0 ? nullptr : std::malloc(size), size);
+    }
+    static void* Realloc(void* block, std::size_t, std::size_t size) {
+        if (size != 0) return Given(std::realloc(block, size), size);
+        std::free(block);
+        return nullptr;
+    }
+    static void Free(void* block) { std::free(block); }
+
+  private:
+    static void* Given(void* block, std::size_t size) {
+        if (block == nullptr && size != 0) throw std::bad_alloc();
+        return block;
+    }
+};
+
 // JSON documents hold UTF-16, as all text inside the process.
 using JsonEncoding = rapidjson::UTF16<wchar_t>;
-using JsonValue = rapidjson::GenericValue<JsonEncoding>;
-using JsonDocument = rapidjson::GenericDocument<JsonEncoding>;
+using JsonPool = rapidjson::MemoryPoolAllocator<JsonMemory>;
+using JsonValue = rapidjson::GenericValue<JsonEncoding, JsonPool>;
+using JsonDocument = rapidjson::GenericDocument<JsonEncoding, JsonPool, JsonMemory>;
 
 // Parses one document. False for what is no JSON or no UTF-8, nests deeper than 1,000 levels (later
 // steps recurse), holds an escape that is half of a surrogate pair, or a number beyond the largest
@@ -42,10 +66,10 @@ const JsonValue* FindMember(const JsonValue& object, TextView name);
 // The text of a string member in its whole length; "" when missing or not a string.
 TextView StringMember(const JsonValue& object, TextView name);
 
-using JsonBuffer = rapidjson::GenericStringBuffer<JsonEncoding>;
+using JsonBuffer = rapidjson::GenericStringBuffer<JsonEncoding, JsonMemory>;
 
 // RapidJSON's writer, except that of the shortest texts for a decimal it takes the closest.
-class ExactWriter : public rapidjson::Writer<JsonBuffer, JsonEncoding, JsonEncoding> {
+class ExactWriter : public rapidjson::Writer<JsonBuffer, JsonEncoding, JsonEncoding, JsonMemory> {
   public:
     using Writer::Writer;
     bool Double(double value);

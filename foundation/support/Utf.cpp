@@ -124,7 +124,13 @@ Text FromFileBytes(std::string_view bytes) {
     return text;
 }
 
-Text ReasonOf(const std::exception& error) { return FromUtf8(error.what()).value_or(L""); }
+Text ReasonOf(const std::exception& error) noexcept {
+    try {
+        return FromUtf8(error.what()).value_or(L"");
+    } catch (const std::exception&) {
+        return {};
+    }
+}
 
 std::string ToUtf8(TextView text) {
     std::string out;

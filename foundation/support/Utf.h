@@ -28,8 +28,9 @@ constexpr bool IsLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 
 // byte.
 Text FromFileBytes(std::string_view bytes);
 
-// What the exception says; "" when that is not UTF-8.
-Text ReasonOf(const std::exception& error);
+// What the exception says; "" when that is not UTF-8, or when there is no memory for it: so it may
+// be asked for where nothing may fail any more.
+Text ReasonOf(const std::exception& error) noexcept;
 
 // Text to UTF-8, always well-formed: a surrogate without its partner becomes U+FFFD.
 std::string ToUtf8(TextView text);

@@ -67,20 +67,25 @@ void ZmqMessage::OnRelease(std::function<void()> work) {
     static_cast<void>(watched.release()); // the library's from here on
 }
 
-bool SendWithTrailingZero(void* socket, std::string bytes) {
+ZmqMessage::ZmqMessage(std::string bytes) : ZmqMessage() {
     auto owner = std::make_unique<std::string>(std::move(bytes));
-    zmq_msg_t message;
-    if (zmq_msg_init_data(&message, owner->data(), owner->size() + 1, ReleaseBytes, owner.get()) !=
+    if (zmq_msg_init_data(&message_, owner->data(), owner->size() + 1, ReleaseBytes, owner.get()) !=
         0)
-        return false;
+        throw std::bad_alloc();
     HAND_OVER(owner.get());
     static_cast<void>(owner.release()); // the library's from here on
+}
+
+bool ZmqMessage::Send(void* socket, int flags) {
     bool sent = false;
     do {
-        sent = zmq_msg_send(&message, socket, 0) >= 0;
+        sent = zmq_msg_send(&message_, socket, flags) >= 0;
     } while (!sent && zmq_errno() == EINTR);
-    zmq_msg_close(&message);
     return sent;
+}
+
+bool SendWithTrailingZero(void* socket, std::string bytes) {
+    return ZmqMessage(std::move(bytes)).Send(socket, 0);
 }
 
 } // namespace halvane

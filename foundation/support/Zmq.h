@@ -34,6 +34,8 @@ void SetZmqOption(void* socket, int option, int value);
 class ZmqMessage {
   public:
     ZmqMessage() { zmq_msg_init(&message_); }
+    // One frame without copying: the bytes and the zero byte behind them.
+    explicit ZmqMessage(std::string bytes);
     ~ZmqMessage() { zmq_msg_close(&message_); }
     ZmqMessage(ZmqMessage&& other) noexcept : ZmqMessage() {
         zmq_msg_move(&message_, &other.message_);
@@ -48,7 +50,7 @@ class ZmqMessage {
         return zmq_msg_recv(&message_, socket, flags) >= 0;
     }
     // The message is empty afterwards when it was taken; false when it was not.
-    bool Send(void* socket, int flags) { return zmq_msg_send(&message_, socket, flags) >= 0; }
+    bool Send(void* socket, int flags);
 
     // Has `work` done once the library has sent the content to the last byte, or dropped it: on one
     // of its own threads. The content is not copied.
@@ -63,7 +65,7 @@ class ZmqMessage {
     zmq_msg_t message_;
 };
 
-// Sends one frame without copying: the bytes and the zero byte behind them.
+// Sends one frame, as above. False when there is no one to send to any more.
 bool SendWithTrailingZero(void* socket, std::string bytes);
 
 } // namespace halvane

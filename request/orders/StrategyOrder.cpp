@@ -17,7 +17,9 @@ void AddText(JsonDocument& object, const wchar_t* name, const Text& text) {
 // platform tells by it who has sent the order, so nothing of the client's may stand there.
 Text StampedOrder(const JsonValue& param, const RepWorker& worker) {
     JsonDocument order;
-    order.CopyFrom(param, order.GetAllocator());
+    // CopyFrom would take memory of its own kind, and write to what it lacks.
+    const auto copy = [&](JsonDocument& filled) { return param.Accept(filled); };
+    order.Populate(copy);
     while (order.RemoveMember(L"UserKey3")) {
     }
     AddText(order, L"UserKey3", worker.ServiceKey() + L"|Halvane");

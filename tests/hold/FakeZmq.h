@@ -13,8 +13,19 @@ namespace halvane::fake_zmq {
 // set while no other thread is in the library.
 extern std::function<bool(const char* call)> fails;
 
+// Called where a receive would have to wait, instead of waiting: it sends something, or ends the
+// context.
+extern std::function<void()> whenIdle;
+
 // Whether this thread is inside, where the real library would not use our operators.
 extern thread_local int inside;
+
+// As long as it lives this thread does a test's own work, in which nothing fails.
+struct TestsWork {
+    TestsWork() { inside += kTests; }
+    ~TestsWork() { inside -= kTests; }
+    static constexpr int kTests = 1000;
+};
 
 // Contexts, sockets and contents of messages that nobody has closed.
 int OpenHandles();

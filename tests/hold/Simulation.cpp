@@ -166,7 +166,7 @@ void Simulation::SendRubbish(Client& client) {
     if (kind == 0) return SendFrames(client, {std::string_view(text).substr(0, at)});
     if (kind == 1) return SendFrames(client, {text, text});
     if (kind == 2) return SendFrames(client, {R"({"Request":1,"Param":[]})"});
-    if (kind == 3) return SendFrames(client, {std::string(2000, '[') + "\xff\x00"});
+    if (kind == 3) return SendFrames(client, {std::string(2000, '[') + "\xff"});
     SendFrames(client, {R"({"Request":"pong"})"});
 }
 

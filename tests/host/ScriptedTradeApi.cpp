@@ -59,6 +59,7 @@ std::vector<std::string> ScriptedTradeApi::TakeCalls() {
 }
 
 void ScriptedTradeApi::Note(const std::string& operation, const Text& arguments) {
+    if (onCall) onCall();
     const MutexLock guard(lock_);
     calls_.push_back(operation + " " + ToUtf8(arguments));
     if (throwing.contains(operation))

@@ -73,6 +73,7 @@ class ScriptedTradeApi : public TradeApi {
     std::function<std::int32_t(std::int32_t kind, std::int32_t index, ProbeItem& item)> dataItem;
     std::function<std::int32_t(std::int32_t kind, const Text& id, ProbeItem& item)> queryReport;
     std::function<void()> onTopicCommand;
+    std::function<void()> onCall; // before each that may fail
     std::int32_t orderResult = 1;
     std::set<std::string> throwing; // operations that fail
     std::map<Text, Text> instrumentData;
@@ -125,7 +126,10 @@ class ScriptedTradeApi : public TradeApi {
         Note("report", DecimalText(kind) + L" " + Text(id));
         return queryReport ? queryReport(kind, Text(id), static_cast<ProbeItem&>(item)) : 1;
     }
-    Text GetPlatformValue(TextView name) override { return platformValues[Text(name)]; }
+    Text GetPlatformValue(TextView name) override {
+        if (onCall) onCall();
+        return platformValues[Text(name)];
+    }
     void SubscribeTopic(TextView topic) override { Note("subscribe", Text(topic)); }
     void SendTopicCommand(TextView topic, std::int32_t value, TextView text,
                           std::optional<Text> data) override {
@@ -148,10 +152,12 @@ class ScriptedTradeApi : public TradeApi {
         return orderResult;
     }
     Text GetExpirationDate(TextView symbol) override {
+        if (onCall) onCall();
         return symbol.find(L"NONE") == TextView::npos ? L"20261216" : L"";
     }
     void AttachPositionTracker(PositionTracker&) override { Note("attach", L""); }
     std::int32_t GetTradingDays(TextView, std::int32_t expiration) override {
+        if (onCall) onCall();
         return expiration == 0 ? 0 : 17;
     }
     void NewStrategyOrder(TextView text) override { Note("strategy", Text(text)); }
