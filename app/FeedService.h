@@ -23,8 +23,10 @@ class FeedService {
     // whenever it has reset its reports. Returns when a stop is requested.
     void Recover(TradeApi& tradeApi, const std::stop_token& stop);
 
-    // Writes what was published, which the publisher must not do any more.
-    void Close() { feed_.reset(); }
+    // Writes what was published. To be called when the platform has no events any more.
+    void Close() {
+        if (feed_ != nullptr) feed_->End();
+    }
 
     Feed* Get() { return feed_.get(); } // null when it is off
 

@@ -30,6 +30,8 @@ Feed::Feed(FeedOptions options, Text ip)
 
 Feed::~Feed() = default;
 
+void Feed::End() { thread_ = {}; }
+
 void Feed::Run(const std::stop_token& stop) {
     Log().Info(L"[Feed]run %s, journal in %s", FromUtf8(numbering_.Run()).value_or(L""),
                options_.folder);
@@ -56,6 +58,7 @@ void Feed::Work(const std::stop_token& stop) {
     if (entries_.empty() && rows_.empty()) {
         Gather(stop);
         entries_ = queue_.TakeAll(kBeatMs / 2, stop);
+        inHand_ = entries_.size();
     }
     if (rows_.empty()) rows_ = numbering_.Number(entries_, kMostRows);
     if (!rows_.empty()) {
@@ -64,6 +67,7 @@ void Feed::Work(const std::stop_token& stop) {
         Obey(entries_.front().kind);
         entries_.pop_front();
     }
+    inHand_ = entries_.size();
 }
 
 // A day is tidied before it is written: on a full disk that may be what makes room.
@@ -160,7 +164,7 @@ FeedStatus Feed::Status() {
     const FeedQueue::Waiting waiting = queue_.Count();
     const MutexLock guard(lock_);
     FeedStatus status = status_;
-    status.waiting = waiting;
+    status.waiting = {waiting.entries + inHand_, waiting.lost};
     return status;
 }
 

@@ -9,6 +9,7 @@
 #include "feed/Journal.h"
 #include "foundation/support/Mutex.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <optional>
 #include <thread>
@@ -38,7 +39,11 @@ class Feed {
   public:
     // Starts the thread. The feed is bound at that address.
     Feed(FeedOptions options, Text ip);
-    ~Feed(); // writes what it was given, unless the disk refuses
+    ~Feed();
+
+    // Writes what it was given, unless the disk refuses, and ends the thread. What is posted later
+    // is lost.
+    void End();
 
     // Takes a publication, in UTF-8 without a zero at its end. Copies it and waits for nobody.
     // Safe from any thread, like all that follows.
@@ -81,6 +86,7 @@ class Feed {
     std::deque<FeedEntry> entries_; // taken from the queue
     std::vector<FeedRow> rows_;     // numbered, to be written next
     FeedRow lastSent_;
+    std::atomic<std::size_t> inHand_ = 0; // of both
     std::uint32_t nextBeat_ = 0, nextTidy_ = 0, wroteAt_ = 0;
     bool portRefused_ = false;
     unsigned failures_ = 0;

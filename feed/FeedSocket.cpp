@@ -79,7 +79,9 @@ void FeedSocket::Send(const FeedRow& row) {
     const bool patient = !waitedAt_ || start - *waitedAt_ > kImpatientMs;
     while (patient && TheClock().TickCount() - start < kPatienceMs) {
         TheClock().Sleep(1);
-        if (TrySend(topic, header, row.json)) return;
+        if (!TrySend(topic, header, row.json)) continue;
+        dropping_ = false;
+        return;
     }
     if (patient) {
         waitedAt_ = TheClock().TickCount();

@@ -1,6 +1,7 @@
 #include "feed/Journal.h"
 
 #include "foundation/logger/Log.h"
+#include "foundation/support/Utf.h"
 
 #include <algorithm>
 #include <random>
@@ -37,9 +38,15 @@ void Journal::Open() {
     days_.clear();
     std::string id;
     if (!files_.MakeFolder()) throw SqliteError("there is no folder for it and none can be made");
-    for (const Text& day : files_.Days()) {
-        const FeedDay found = ReadDay(day, id);
-        if (found.last > 0) days_.push_back(found);
+    const std::vector<Text> days = files_.Days();
+    for (const Text& day : days) {
+        try {
+            const FeedDay found = ReadDay(day, id);
+            if (found.last > 0) days_.push_back(found);
+        } catch (const SqliteError& error) {
+            if (day == days.back()) throw; // without it no number is known
+            Log().Warn(L"[Feed]the journal of %s is left out: %s", day, ReasonOf(error));
+        }
     }
     id_ = id.empty() ? DrawIdentity() : id;
     open_ = true;

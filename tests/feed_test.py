@@ -151,6 +151,7 @@ class Kills(FeedCase):
         self.addCleanup(folder.cleanup)
         self.place, self.kept = (pathlib.Path(folder.name) / name for name in ("place", "kept"))
         self.place.write_text("")
+        self.kept.touch()
         self.start()
         self.start_follower()
         self.addCleanup(self.kill_follower)
@@ -170,18 +171,22 @@ class Kills(FeedCase):
             if kill < KILLS:
                 self.start()
         with self.gateway.logged_in_client() as client:
-            self.wait_for_reports()
-            last = int(client.request("FEEDSTATUS")["Last"])
+            last = self.last_number(client)
             until(lambda: self.kept.read_bytes().count(b"\n") >= last, f"number {last} at the follower")
             restored = [self.restored(client, name) for name in ("RESTOREREPORT", "RESTOREFILLREPORT")]
         self.assertEqual(self.gateway.end(), 0)
         self.check(last, *restored)
         print(f"{answered} orders answered, {last} publications, {KILLS} kills", file=sys.stderr)
 
-    def wait_for_reports(self):
-        told = None
-        while told != (told := self.kept.read_bytes().count(b'"EXECUTIONREPORT"')):
-            time.sleep(1.5)
+    def last_number(self, client):
+        """Once the platform has told all of what was ordered: it is quiet for three seconds."""
+        last, quiet = 0, 0
+        while quiet < 6:
+            status = client.request("FEEDSTATUS")
+            same = int(status["Last"]) == last and status["Waiting"] == "0"
+            last, quiet = int(status["Last"]), quiet + 1 if same else 0
+            time.sleep(0.5)
+        return last
 
     def check(self, last, orders, fills):
         kept = [json.loads(line) for line in self.kept.read_text().splitlines()[:last]]  # more may come

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <thread>
 
 namespace halvane {
 namespace {
@@ -148,19 +147,19 @@ class Subscriber {
 
 TEST_F(FeedTest, WhoIsTooSlowIsToldWhatItMissed) {
     const ZmqContext context = MakeZmqContext();
-    options.subscriberRows = 1000;
+    options.subscriberRows = 200;
     Start();
     const int port = WaitUntil([](const FeedStatus& now) { return now.port != 0; }).port;
     Subscriber fast(context.get(), port, 0), slow(context.get(), port, 1);
     for (Subscriber* each : {&fast, &slow})
         EXPECT_EQ(each->Next(), "FEEDHELLO|");
-    constexpr int kRows = 4000;
+    constexpr int kRows = 2500;
     const std::string wide = Published("FILLEDREPORT", std::string(8000, 'x'));
     std::atomic<std::int64_t> heard = 0;
     std::jthread publisher([&](const std::stop_token& stop) {
         for (int n = 0; n < kRows && !stop.stop_requested(); ++n) {
             while (n - heard > options.subscriberRows / 2 && !stop.stop_requested())
-                std::this_thread::yield();
+                SystemSleep();
             feed->Post(wide);
         }
     });
