@@ -15,6 +15,11 @@ if(HALVANE_SANITIZE)
   target_link_options(house INTERFACE -fsanitize=${HALVANE_SANITIZE})
 endif()
 
+if(HALVANE_COVERAGE)
+  target_compile_options(house INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(house INTERFACE --coverage)
+endif()
+
 # Code for one system lives in files of its own: Name-win32.cpp beside Name-posix.cpp.
 if(WIN32)
   set(HOUSE_SYSTEM win32)

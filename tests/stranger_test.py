@@ -122,7 +122,8 @@ class StrangerTest(unittest.TestCase):
         for _ in range(25):
             for flood in floods:
                 flood.sendall(request)
-        until(lambda: self.clients_with_lost_replies() == len(floods), "replies lost")
+        for number in range(len(floods)):
+            until(lambda: self.clients_with_lost_replies() > number, "replies lost")
         reader = self.socket(zmq.DEALER)
         for _ in range(50):
             reader.send_multipart([b"", json.dumps({"Request": "PONG", "SessionKey": "x" * 200_000}).encode()])

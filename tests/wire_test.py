@@ -78,12 +78,13 @@ class StartUp(WireTest):
         third = self.start(system_name=first.system_name)
         third.port()
 
-    def test_too_few_arguments_end_it_at_once(self):
-        for arguments in ([], ["paper:"], ["paper:", "A"]):
+    def test_what_cannot_start_ends_at_once(self):
+        few, no_component = "Authentication failed!!", "Create Ovaro.TradeAPI.1 failed"
+        for arguments, why in ([], few), (["paper:"], few), (["paper:", "A"], few), (["host", "A", "B"], no_component):
             gateway = self.new_gateway()
             gateway.start(*arguments)
             self.assertEqual(gateway.wait(), 0)
-            self.assertRegex(gateway.lines()[-1], r"\[FATAL\]  Authentication failed!!$")
+            self.assertTrue(gateway.lines()[-1].endswith(f"[FATAL]  {why}"), gateway.lines())
 
     def test_the_address_is_read_from_the_configuration(self):
         gateway = self.new_gateway()

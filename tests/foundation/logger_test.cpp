@@ -47,6 +47,7 @@ TEST(LogErrors, TextsEndInTheFixedEnglish) {
     EXPECT_TRUE(TextView(ILogger_GetErrorDesc(13)).ends_with(L" -> The disk is full"));
     EXPECT_TRUE(TextView(ILogger_GetErrorDesc(16)).find(L" (ll) -> ") != TextView::npos);
     EXPECT_STREQ(ILogger_GetErrorDesc(-1), ILogger_GetErrorDesc(19));
+    EXPECT_STREQ(ILogger_GetLogLevelDesc(ILogger::LL_NONE), L"NONE");
 }
 
 TEST_F(LoggerTest, OpenAndCloseTellWhatIsNotAllowed) {
@@ -110,7 +111,10 @@ TEST_F(LoggerTest, EveryOperationWritesAtItsLevelAndInOrder) {
 TEST_F(LoggerTest, ScreenAloneWritesNoFile) {
     const Text name = folder_.TextOf("logs/test.log");
     ASSERT_EQ(logger_.Open(name.c_str(), ILogger::LL_INFO, ILogger::PRINT_FLAG_SCREEN), 1);
+    const auto window = reinterpret_cast<HWND__*>(std::uintptr_t{4}); // nobody's
+    logger_.SetWindow(window);
     WriteAndDrain(L"nobody sees it");
+    EXPECT_EQ(logger_.GetWindow(), window);
     EXPECT_FALSE(std::filesystem::exists(folder_ / "logs"));
 }
 
@@ -280,6 +284,10 @@ TEST(StaticLogger, OwnsWhatItIsGiven) {
     EXPECT_EQ(none->GetLogLevel(), ILogger::LL_NONE);
     none.Reset(nullptr);
     ILogger_Destroy(nullptr);
+
+    const CStaticLogger one;
+    EXPECT_TRUE(one.IsValid());
+    EXPECT_EQ(static_cast<ILogger*>(one), one.Get());
 }
 
 TEST(Log, ShutDownWritesWhatIsQueued) {
