@@ -107,7 +107,7 @@ class Gateway:
 
     runner = ()  # what runs the program
     encoding = "utf-8"  # of the log
-    last_signal = signal.SIGKILL  # ends it, whatever it is doing
+    last_signal = signal.Signals["SIG" + os.environ.get("HALVANE_LAST_SIGNAL", "KILL")]  # whatever it is doing
 
     def __init__(self, program, name="Halvane64", below=""):
         self.name = name

@@ -106,16 +106,18 @@ def vanish(stop, where):
 
 
 def never_read(stop, where):
-    crowd = [peer(where["port"]) for _ in range(12)]
-    request, sent = message(encode({"Request": "PONG", "SessionKey": "x" * MIB})), 0
+    """Together they ask for more than may wait unread, and again when that has been served."""
+    clients, each_asks, tried = 12, 25, 0
+    request = message(encode({"Request": "PONG", "SessionKey": "x" * MIB}))
     while not stop.is_set():
-        for each in crowd:
-            each.settimeout(0.02)
-            push(each, request, 1)
-            sent += 1
-    for each in crowd:
-        each.close()
-    return {"tried": f"{len(crowd)} clients, {sent} replies of 1 MiB, none read", "waiting": len(crowd) * QUEUED * MIB}
+        crowd = [peer(where["port"]) for _ in range(clients)]
+        for made in crowd * each_asks:
+            push(made, request, 1)
+        tried += clients * each_asks
+        stop.wait(5)
+        for made in crowd:
+            made.close()
+    return {"tried": f"{clients} clients, {tried} replies of 1 MiB, none read", "waiting": clients * each_asks * MIB}
 
 
 def half_open(stop, where):

@@ -15,7 +15,7 @@ import zmq
 sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent.parent / "tests"))
 from running_gateway import ROOT, connect
 
-PATIENCE = 60  # seconds, then a reply is lost
+PATIENCE = 180  # seconds, then a reply is lost: a slow build has much to do behind an attack
 WINDOW = 4  # requests that a client of the mix has under way
 PAUSE = 0.002  # of the honest client between two requests
 MASK = "PAPER-1000001"
