@@ -113,24 +113,6 @@ class StrangerTest(unittest.TestCase):
         self.assertLess(memory_of(self.gateway), 500 << 20)
         self.assertEqual(self.clients_with_lost_replies(), 1)
 
-    def test_replies_that_others_do_not_read(self):
-        self.start()
-        floods = [self.raw_peer() for _ in range(12)]
-        for flood in floods:
-            self.addCleanup(flood.close)
-        request = frames(json.dumps({"Request": "PONG", "SessionKey": "x" * 1_000_000}).encode())
-        for _ in range(25):
-            for flood in floods:
-                flood.sendall(request)
-        for number in range(len(floods)):
-            until(lambda: self.clients_with_lost_replies() > number, "replies lost")
-        reader = self.socket(zmq.DEALER)
-        for _ in range(50):
-            reader.send_multipart([b"", json.dumps({"Request": "PONG", "SessionKey": "x" * 200_000}).encode()])
-        for _ in range(50):
-            self.assertIn(b"the Session is illegal", reader.recv_multipart()[1])
-        self.assertEqual(self.clients_with_lost_replies(), len(floods))
-
     def test_who_joins_the_workers_is_dealt_nothing(self):
         self.start()
         joined = zmq.Context()

@@ -84,7 +84,7 @@ class StartUp(WireTest):
             gateway = self.new_gateway()
             gateway.start(*arguments)
             self.assertEqual(gateway.wait(), 0)
-            self.assertTrue(gateway.lines()[-1].endswith(f"[FATAL]  {why}"), gateway.lines())
+            self.assertTrue(any(line.endswith(f"[FATAL]  {why}") for line in gateway.lines()), gateway.lines())
 
     def test_the_address_is_read_from_the_configuration(self):
         gateway = self.new_gateway()
