@@ -64,6 +64,9 @@ bool CHalvaneDlg::OnInitDialog(const std::vector<Text>& arguments) {
         return false;
     }
     ReadOptions();
+    access_ = ReadAccessConfig();
+    TellOfBadAddresses(access_);
+    SetSetting(L"AllowAtPlainPorts", access_.allowAtPlainPorts);
     if (auto guard = InstanceGuard::Take(GetSetting(L"SystemName"))) {
         instance_.emplace(*std::move(guard));
     } else {
@@ -121,6 +124,7 @@ void CHalvaneDlg::SubscribeTopics() {
 void CHalvaneDlg::LetGoOfPlatform() {
     publishing_ = {};
     supervision_ = {};
+    door_.reset();
     broker_.reset(); // with the handlers, which hold objects of the platform
     recovery_ = {};
     tradeApi_.reset(); // with its events
@@ -171,6 +175,8 @@ void CHalvaneDlg::StartBroker() {
     if (!served_ || lookingForPort_ || broker_ != nullptr) return;
     broker_ = std::make_unique<RequestBroker>(*tradeApi_, loginType_, feed_.Get());
     broker_->Start();
+    if (access_.requestPort != 0)
+        door_ = std::make_unique<AccessDoor>(access_, [this] { return broker_->Port(); });
 }
 
 void CHalvaneDlg::ObeyCommand(std::int32_t kind, std::int32_t subKind, const Text& text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "access/AccessDoor.h"
 #include "app/FeedService.h"
 #include "app/RequestBroker.h"
 #include "foundation/support/InstanceGuard.h"
@@ -65,6 +66,8 @@ class CHalvaneDlg : public HostEvents {
     PublishWorker publishWorker_;
     std::unique_ptr<TradeApi> tradeApi_;
     std::unique_ptr<RequestBroker> broker_; // once started
+    std::unique_ptr<AccessDoor> door_;      // beside it, where Access.ini wants one
+    AccessConfig access_;
     Text loginType_;
     std::jthread supervision_;
     std::jthread recovery_;   // of the feed, when it is on

@@ -1,12 +1,13 @@
 #include "app/RequestBroker.h"
 
 #include "foundation/logger/Log.h"
+#include "foundation/support/AddressGuard.h"
 #include "foundation/support/Clock.h"
 #include "foundation/support/ConnectionWatch.h"
+#include "foundation/support/Hex.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Random.h"
 #include "foundation/support/Settings.h"
-#include "foundation/support/Zap.h"
 #include "request/RepWorker.h"
 
 #include <algorithm>
@@ -20,6 +21,7 @@ constexpr int kWorkers = 4;
 constexpr int kPortsPerTurn = 10000;
 constexpr int kMessagesPerPoll = 64;
 constexpr std::size_t kSecretBytes = 16;
+constexpr const char* kRelay = "relay"; // the domain of the back socket
 
 // On the front socket: clients are strangers and may vanish.
 constexpr int kLargestRequest = 16 << 20; // bytes
@@ -59,12 +61,6 @@ std::optional<int> BindToNextFree(void* socket, const std::function<Text()>& ip,
     return port;
 }
 
-bool IsReady(void* socket, int events) {
-    int ready = 0;
-    std::size_t size = sizeof ready;
-    return zmq_getsockopt(socket, ZMQ_EVENTS, &ready, &size) == 0 && (ready & events) != 0;
-}
-
 } // namespace
 
 RequestBroker::RequestBroker(TradeApi& tradeApi, Text loginType, Feed* feed)
@@ -90,10 +86,16 @@ void RequestBroker::Serve(std::stop_token stop) {
     front_.reset(zmq_socket(context_.get(), ZMQ_ROUTER));
     back_.reset(zmq_socket(context_.get(), ZMQ_DEALER));
     relaySecret_ = HexDigits(RandomBytes(kSecretBytes));
-    const ZapThread zap(context_.get(), [this](const ZapRequest& request) {
-        return KnowsSecret(request, relaySecret_) ? std::optional("worker") : std::nullopt;
+    AddressGuard guard(GetSetting(L"AllowAtPlainPorts"), GetSetting(L"MyIP"), [](const Text& from) {
+        Log().Warn(L"[RequestBroker]a connection from %s was not let in", from);
+    });
+    const ZapThread zap(context_.get(), [&](const ZapRequest& request) {
+        if (request.domain != kRelay) return guard.Judge(request);
+        return KnowsSecret(request, relaySecret_) ? std::optional<std::string>("worker")
+                                                  : std::nullopt;
     });
     PrepareSockets();
+    guard.Guard(front_.get());
     // Made before strangers can connect and take all descriptors: the library does not survive
     // having none for a context.
     Workers workers(kWorkers);
@@ -133,7 +135,7 @@ void RequestBroker::PrepareSockets() {
     SetZmqOption(front_.get(), ZMQ_BACKLOG, kBacklog);
     const std::int64_t largest = kLargestRequest;
     zmq_setsockopt(front_.get(), ZMQ_MAXMSGSIZE, &largest, sizeof largest);
-    AskForSecret(back_.get(), "relay");
+    AskForSecret(back_.get(), kRelay);
     SetZmqOption(back_.get(), ZMQ_SNDHWM, kQueuedRequests);
     SetZmqOption(back_.get(), ZMQ_SNDBUF, kLinkBufferBytes);
 }
@@ -149,15 +151,8 @@ void RequestBroker::StartWorkers(Workers workers) {
 // Moves one reply, its client's identity in the first frame, or drops it when that client reads
 // none. False when there was none.
 bool RequestBroker::MoveReply() {
-    reply_.clear();
-    do {
-        ZmqMessage part;
-        if (!part.Receive(back_.get(), reply_.empty() ? ZMQ_DONTWAIT : 0)) return false;
-        reply_.push_back(std::move(part));
-    } while (reply_.back().HasMore());
-    if (!unread_.Admit(reply_.front().Bytes(), reply_.back())) return true;
-    for (ZmqMessage& part : reply_)
-        part.Send(front_.get(), &part == &reply_.back() ? 0 : ZMQ_SNDMORE);
+    if (!ReceiveParts(back_.get(), reply_, ZMQ_DONTWAIT)) return false;
+    if (unread_.Admit(reply_.front().Bytes(), reply_.back())) SendParts(front_.get(), reply_);
     return true;
 }
 

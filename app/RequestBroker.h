@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/UnreadReplies.h"
+#include "access/UnreadReplies.h"
 #include "foundation/support/Text.h"
 #include "foundation/support/Zmq.h"
 
@@ -47,7 +47,7 @@ class RequestBroker {
     TradeApi& tradeApi_;
     Text loginType_;
     Feed* feed_;
-    UnreadReplies unread_{UnreadReplies::Limits()};
+    UnreadReplies unread_{L"[RequestBroker]"};
     ZmqContext context_; // its end releases what is unread
     ZmqSocket front_;
     ZmqSocket back_;

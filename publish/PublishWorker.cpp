@@ -56,6 +56,7 @@ bool PublishWorker::StartService(TradeApi& tradeApi, std::stop_token stop) {
     context_ = MakeZmqContext();
     Log().Info(L"[PublishWorker]StartService()");
     tradeApi_ = &tradeApi;
+    GuardAddresses();
     if (!BindToFreePort(stop)) return false;
     watch_.emplace(context_.get(), socket_.get(), [](int refused) {
         Log().Warn(L"[PublishWorker]no descriptors left: %d connections refused", refused);
@@ -67,6 +68,15 @@ bool PublishWorker::StartService(TradeApi& tradeApi, std::stop_token stop) {
     Log().Info(L"[PublishWorker]working...");
     heartbeat_ = std::jthread([this](std::stop_token ended) { SendHeartbeats(ended); });
     return true;
+}
+
+void PublishWorker::GuardAddresses() {
+    guard_.emplace(GetSetting(L"AllowAtPlainPorts"), GetSetting(L"MyIP"), [](const Text& address) {
+        Log().Warn(L"[PublishWorker]a connection from %s was not let in", address);
+    });
+    if (!guard_->IsOn()) return;
+    zap_.emplace(context_.get(),
+                 [this](const ZapRequest& request) { return guard_->Judge(request); });
 }
 
 bool PublishWorker::BindToFreePort(std::stop_token stop) {
@@ -81,6 +91,7 @@ bool PublishWorker::BindToFreePort(std::stop_token stop) {
         if (refused_.size() < mostRefused) {
             if (socket_ != nullptr) refused_.push_back(std::move(socket_));
             socket_.reset(zmq_socket(context_.get(), ZMQ_PUB));
+            if (socket_ != nullptr) guard_->Guard(socket_.get());
         }
         if (socket_ != nullptr && BindTcp(socket_.get(), ip, port)) {
             SetSetting(L"PublishPort", DecimalText(port));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/support/AddressGuard.h"
 #include "foundation/support/ConnectionWatch.h"
 #include "foundation/support/Mutex.h"
 #include "foundation/support/Zmq.h"
@@ -53,6 +54,7 @@ class PublishWorker : public TradeEvents {
   private:
     enum class Taps { None, All };
     void Send(std::string text, bool log, Taps taps);
+    void GuardAddresses();
     bool BindToFreePort(std::stop_token stop);
     void SendHeartbeats(std::stop_token stop);
     void PublishAccounts(std::int32_t kind, std::int32_t count);
@@ -62,6 +64,8 @@ class PublishWorker : public TradeEvents {
     void TakeRecoveredFile(std::int32_t date, TextView alias, const Text& file);
 
     ZmqContext context_;
+    std::optional<AddressGuard> guard_;
+    std::optional<ZapThread> zap_;   // where not everybody may come
     std::vector<ZmqSocket> refused_; // their ports were taken; left open
     ZmqSocket socket_;
     std::optional<ConnectionWatch> watch_;

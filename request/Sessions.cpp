@@ -5,6 +5,7 @@
 #include "foundation/cpputility/TopicBoard.h"
 #include "foundation/logger/Log.h"
 #include "foundation/support/Clock.h"
+#include "foundation/support/Hex.h"
 #include "foundation/support/Md5.h"
 #include "foundation/support/Mutex.h"
 #include "foundation/support/Random.h"

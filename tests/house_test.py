@@ -21,6 +21,7 @@ FLOORS = {
     "paper": 4,
     "publish": 4,
     "feed": 4,
+    "access": 4,
     "request": 5,
     "request/orders": 5,
     "request/queries": 5,

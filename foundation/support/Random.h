@@ -9,7 +9,4 @@ namespace halvane {
 // gives none. At most 256. Safe from any thread.
 std::string RandomBytes(std::size_t count);
 
-// The bytes as lower-case hexadecimal digits, two for each.
-std::string HexDigits(std::string_view bytes);
-
 } // namespace halvane

@@ -3,6 +3,8 @@
 #include "foundation/support/Format.h"
 #include "foundation/support/Utf.h"
 
+#include <cstring>
+
 // Buffers change hands inside the library, which the thread sanitizer does not see into.
 #if defined(__SANITIZE_THREAD__)
 extern "C" void __tsan_acquire(void*);
@@ -55,6 +57,17 @@ void SetZmqOption(void* socket, int option, int value) {
     zmq_setsockopt(socket, option, &value, sizeof value);
 }
 
+bool IsReady(void* socket, int events) {
+    int ready = 0;
+    std::size_t size = sizeof ready;
+    return zmq_getsockopt(socket, ZMQ_EVENTS, &ready, &size) == 0 && (ready & events) != 0;
+}
+
+ZmqMessage::ZmqMessage(std::string_view bytes) {
+    if (zmq_msg_init_size(&message_, bytes.size()) != 0) throw std::bad_alloc();
+    if (!bytes.empty()) std::memcpy(zmq_msg_data(&message_), bytes.data(), bytes.size());
+}
+
 void ZmqMessage::OnRelease(std::function<void()> work) {
     std::unique_ptr<WatchedContent> watched(new WatchedContent{{}, std::move(work)});
     zmq_msg_init(&watched->content);
@@ -65,6 +78,23 @@ void ZmqMessage::OnRelease(std::function<void()> work) {
         throw std::bad_alloc();
     HAND_OVER(watched.get());
     static_cast<void>(watched.release()); // the library's from here on
+}
+
+bool ReceiveParts(void* socket, std::vector<ZmqMessage>& parts, int flags) {
+    parts.clear();
+    do {
+        ZmqMessage part;
+        if (!part.Receive(socket, parts.empty() ? flags : 0)) return false;
+        parts.push_back(std::move(part));
+    } while (parts.back().HasMore());
+    return true;
+}
+
+bool SendParts(void* socket, std::span<ZmqMessage> parts) {
+    bool sent = true;
+    for (ZmqMessage& part : parts)
+        sent = part.Send(socket, &part == &parts.back() ? 0 : ZMQ_SNDMORE) && sent;
+    return sent;
 }
 
 ZmqMessage::ZmqMessage(std::string bytes) : ZmqMessage() {

@@ -6,8 +6,10 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace halvane {
 
@@ -31,6 +33,9 @@ ZmqContext MakeZmqContext();
 
 void SetZmqOption(void* socket, int option, int value);
 
+// Whether it can be read or written, by ZMQ_POLLIN or ZMQ_POLLOUT.
+bool IsReady(void* socket, int events);
+
 class ZmqMessage {
   public:
     ZmqMessage() { zmq_msg_init(&message_); }
@@ -40,6 +45,7 @@ class ZmqMessage {
     ZmqMessage(ZmqMessage&& other) noexcept : ZmqMessage() {
         zmq_msg_move(&message_, &other.message_);
     }
+    explicit ZmqMessage(std::string_view bytes); // a copy of them
     ZmqMessage& operator=(ZmqMessage&& other) noexcept {
         zmq_msg_move(&message_, &other.message_);
         return *this;
@@ -56,6 +62,19 @@ class ZmqMessage {
     // of its own threads. The content is not copied.
     void OnRelease(std::function<void()> work);
 
+    // The same content again, which is not copied.
+    ZmqMessage Share() {
+        ZmqMessage copy;
+        zmq_msg_copy(&copy.message_, &message_);
+        return copy;
+    }
+
+    // What the library knows of the connection that it came by; "" when it does not.
+    std::string_view Property(const char* name) const {
+        const char* const value = zmq_msg_gets(&message_, name);
+        return value != nullptr ? value : "";
+    }
+
     bool HasMore() const { return zmq_msg_more(&message_) != 0; }
     std::string_view Bytes() {
         return {static_cast<const char*>(zmq_msg_data(&message_)), zmq_msg_size(&message_)};
@@ -64,6 +83,13 @@ class ZmqMessage {
   private:
     zmq_msg_t message_;
 };
+
+// Receives one whole message. False when there was none, or no more of it.
+[[nodiscard]] bool ReceiveParts(void* socket, std::vector<ZmqMessage>& parts, int flags);
+
+// Sends parts as one message; they are empty afterwards. False, and as good as lost, when they
+// could not be taken.
+bool SendParts(void* socket, std::span<ZmqMessage> parts);
 
 // Sends one frame, as above. False when there is no one to send to any more.
 bool SendWithTrailingZero(void* socket, std::string bytes);

@@ -1,3 +1,4 @@
+#include "foundation/support/AddressList.h"
 #include "foundation/support/Format.h"
 #include "foundation/support/IniFile.h"
 #include "foundation/support/Numbers.h"
@@ -17,6 +18,30 @@ constexpr std::int32_t kMin32 = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMax32 = std::numeric_limits<std::int32_t>::max();
 constexpr std::int64_t kMin64 = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t kMax64 = std::numeric_limits<std::int64_t>::max();
+
+TEST(AddressList, HasWhatItNamesAndThisMachine) {
+    const struct {
+        const wchar_t* list;
+        const char* address;
+        bool contained;
+    } cases[] = {
+        {L"", "8.8.8.8", true},
+        {L"10.0.0.7", "10.0.0.7", true},
+        {L"10.0.0.7", "10.0.0.70", false},
+        {L"10.0.0.7", "127.0.0.1", true},
+        {L" 10.0.0.7 , 192.168.1.9/24", "192.168.1.255", true},
+        {L"192.168.1.9/24", "192.168.2.0", false},
+        {L"192.168.1.128/25", "192.168.1.127", false},
+        {L"1.2.3.4/0", "8.8.8.8", true},
+        {L"10.0.0.7", "10.0.0.7 ", false},
+        {L"10.0.0.7", "::1", false},
+        {L"10.0.0/8, 10.0.0.256, 10.0.0.0/33, x", "10.0.0.0", false},
+        {L"010.0.0.7", "10.0.0.7", true},
+    };
+    for (const auto& [list, address, contained] : cases)
+        EXPECT_EQ(AddressList(list).Contains(address), contained) << address;
+    EXPECT_EQ(AddressList(L"1.2.3.4,10.0.0/8,1.2.3.4/,x").Bad().size(), 3u);
+}
 
 TEST(Utf, ConvertsWellFormedTextBothWays) {
     const struct {

@@ -10,6 +10,7 @@ from typing import Any, AsyncIterator, Callable, Dict, Generator, Iterator, List
 from typing import Type
 
 from .consumer import Reading
+from .door import parse_door
 from .errors import (
     FeedStale,
     NotConnected,
@@ -74,12 +75,16 @@ class AsyncClient(Queries):
     @staticmethod
     def connect(system_name: str, service_key: str, *, host: str = "127.0.0.1", port: int = 0,
                 account: WhichAccount = "", timeout: float = 10.0, patience: Optional[float] = 30.0,
-                tap: Optional[Tap] = None) -> Connecting:  # fmt: skip
+                tap: Optional[Tap] = None, door: str = "") -> Connecting:  # fmt: skip
         """Awaited or entered, it gives a client whose book is the platform's. The port follows from the
         system name unless the gateway found it taken. `account` is the one that orders are for,
         `timeout` that of a request, `patience` how long to look for the gateway (None: for ever).
-        `tap` sees all bytes that come and go."""
-        settings = Settings(system_name, service_key, host, port or port_of(system_name), timeout, tap)
+        `tap` sees all bytes that come and go. `door` is the line that HalvanePair has printed: then all
+        is encrypted, and host and port are those of the line."""
+        way = parse_door(door) if door else None
+        if way:
+            host, port = way.host, way.port
+        settings = Settings(system_name, service_key, host, port or port_of(system_name), timeout, tap, way)
         return Connecting(settings, account, patience)
 
     async def close(self) -> None:

@@ -72,17 +72,18 @@ class Client:
     @classmethod
     def connect(cls, system_name: str, service_key: str, *, host: str = "127.0.0.1", port: int = 0,
                 account: WhichAccount = "", timeout: float = 10.0, patience: Optional[float] = 30.0,
-                tap: Optional[Tap] = None) -> Client:  # fmt: skip
+                tap: Optional[Tap] = None, door: str = "") -> Client:  # fmt: skip
         """A client whose book is the platform's. The port follows from the system name unless the
         gateway found it taken. `account` is the one that orders are for, `timeout` that of a request,
         `patience` how long to look for the gateway (None: for ever). `tap` sees all bytes that come and
-        go, on the client's thread."""
+        go, on the client's thread. `door` is the line that HalvanePair has printed: then all is
+        encrypted, and host and port are those of the line."""
         client = cls()
 
         async def connect() -> AsyncClient:
             return await AsyncClient.connect(
                 system_name, service_key, host=host, port=port, account=account, timeout=timeout,
-                patience=patience, tap=tap)  # fmt: skip
+                patience=patience, tap=tap, door=door)  # fmt: skip
 
         try:
             client._async = client._run(connect())

@@ -20,6 +20,10 @@ class LoginRefused(HalvaneError):
     """The platform does not know this system name with this key."""
 
 
+class NotLetIn(HalvaneError):
+    """The gateway's encrypted door does not know this key, or not any more, or not from here."""
+
+
 class SessionExpired(HalvaneError):
     """The gateway has dropped the session, and dropped the next one too."""
 

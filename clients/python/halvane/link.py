@@ -13,10 +13,14 @@ from typing import Callable, Deque, Dict, List, NamedTuple, Optional
 import zmq
 from zmq.utils.monitor import parse_monitor_message
 
+from .door import Door
+
 _SWEEP = 0.05  # seconds between two looks for requests whose time is over
 _NOW, _MORE = int(zmq.NOBLOCK), int(zmq.NOBLOCK | zmq.SNDMORE)  # plain: the library's are slow to combine
 _AT_ONCE = 100  # messages taken before others on the loop have their turn
-_GONE = zmq.EVENT_DISCONNECTED | zmq.EVENT_CLOSED | zmq.EVENT_HANDSHAKE_FAILED_NO_DETAIL
+_NOT_LET_IN = zmq.EVENT_HANDSHAKE_FAILED_AUTH
+_GONE = (zmq.EVENT_DISCONNECTED | zmq.EVENT_CLOSED | zmq.EVENT_HANDSHAKE_FAILED_NO_DETAIL
+         | zmq.EVENT_HANDSHAKE_FAILED_PROTOCOL | _NOT_LET_IN)  # fmt: skip
 
 Tap = Callable[[str, bytes], None]  # "request", "reply" or "publication", and the bytes
 
@@ -33,7 +37,8 @@ class Connection:
     """One socket: every message that comes is handed over, and once that the connection is lost."""
 
     def __init__(self, context: zmq.Context[zmq.Socket[bytes]], kind: int, address: str,
-                 receive: Callable[[List[bytes]], None], lost: Callable[[str], None]) -> None:  # fmt: skip
+                 receive: Callable[[List[bytes]], None], lost: Callable[[str], None],
+                 door: Optional[Door] = None) -> None:  # fmt: skip
         self._loop = asyncio.get_running_loop()
         self._receive, self._lost = receive, lost
         self._address = address
@@ -43,6 +48,9 @@ class Connection:
         for option, value in [(zmq.LINGER, 0), (zmq.RCVHWM, 0), (zmq.SNDHWM, 0), (zmq.IMMEDIATE, 1),
                               (zmq.RECONNECT_IVL, -1), (zmq.TCP_KEEPALIVE, 1), (zmq.MAXMSGSIZE, -1)]:  # fmt: skip
             self._socket.setsockopt(option, value)
+        for key, text in door.options() if door else ():
+            self._socket.setsockopt(key, text)
+        self.not_let_in = False
         if kind == zmq.SUB:
             self._socket.setsockopt(zmq.SUBSCRIBE, b"")
         self._monitor = self._socket.get_monitor_socket(zmq.EVENT_HANDSHAKE_SUCCEEDED | _GONE)
@@ -109,6 +117,7 @@ class Connection:
                     self.connected.set_result(None)
             elif event & _GONE:
                 self._read()  # what came before the end counts
+                self.not_let_in |= event == _NOT_LET_IN
                 self._lost(f"the connection to {self._address} is lost")
 
 
@@ -124,14 +133,15 @@ class Lane:
     `limit` are out at once: one whose time is over still counts until its reply has come."""
 
     def __init__(self, context: zmq.Context[zmq.Socket[bytes]], address: str,
-                 lost: Callable[[str], None], tap: Optional[Tap], limit: int = 0) -> None:  # fmt: skip
+                 lost: Callable[[str], None], tap: Optional[Tap], limit: int = 0,
+                 door: Optional[Door] = None) -> None:  # fmt: skip
         self._loop = asyncio.get_running_loop()
         self._limit, self._tap = limit, tap
         self._number = 0
         self._out: Dict[bytes, _Waiting] = {}
         self._queue: Deque[_Waiting] = deque()
         self._sweeper: Optional[asyncio.TimerHandle] = None
-        self.connection = Connection(context, zmq.DEALER, address, self._receive, lost)
+        self.connection = Connection(context, zmq.DEALER, address, self._receive, lost, door)
 
     def send(self, body: bytes, timeout: float,
              late: Optional[Callable[[bytes], None]] = None) -> asyncio.Future[bytes]:  # fmt: skip

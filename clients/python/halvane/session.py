@@ -11,10 +11,12 @@ import zmq
 
 from . import events
 from .book import Book, carry_over, succeed
+from .door import Door
 from .errors import (
     HalvaneError,
     LoginRefused,
     NotConnected,
+    NotLetIn,
     OutcomeUnknown,
     RequestFailed,
     SessionExpired,
@@ -43,6 +45,7 @@ class Settings(NamedTuple):
     port: int
     timeout: float
     tap: Optional[Tap]
+    door: Optional[Door] = None
 
 
 class Link:
@@ -53,8 +56,8 @@ class Link:
         self._loop = asyncio.get_running_loop()
         self.lost: asyncio.Future[str] = self._loop.create_future()
         address = f"tcp://{settings.host}:{settings.port}"
-        self.light = Lane(context, address, self.lose, settings.tap)
-        self.heavy = Lane(context, address, self.lose, settings.tap, limit=1)
+        self.light = Lane(context, address, self.lose, settings.tap, door=settings.door)
+        self.heavy = Lane(context, address, self.lose, settings.tap, limit=1, door=settings.door)
         self.feed: Optional[Connection] = None
         self.session_key = ""
         self.heard_at = self._loop.time()
@@ -63,6 +66,9 @@ class Link:
     async def connected(self, connection: Connection) -> None:
         waits: Set[asyncio.Future[Any]] = {connection.connected, self.lost}
         done, _ = await asyncio.wait(waits, timeout=PATIENCE, return_when=asyncio.FIRST_COMPLETED)
+        if connection.not_let_in and self._settings.door:
+            raise NotLetIn(f"the gateway's door does not let {self._settings.door.name} in: its key is unknown, "
+                           "revoked or expired, or its address is not allowed; the gateway's log says which")  # fmt: skip
         if connection.connected not in done:
             raise NotConnected(self.lost.result() if done else "the gateway does not take connections")
 
@@ -74,7 +80,7 @@ class Link:
             receive(frames[0])
 
         address = f"tcp://{self._settings.host}:{port}"
-        self.feed = Connection(self._context, zmq.SUB, address, heard, self.lose)
+        self.feed = Connection(self._context, zmq.SUB, address, heard, self.lose, self._settings.door)
         await self.connected(self.feed)
         self.heard_at = self._loop.time()
 
@@ -166,7 +172,7 @@ class Session:
             link = Link(self._context, self._settings)
             try:
                 await self._serve(link)
-            except LoginRefused as refusal:
+            except (LoginRefused, NotLetIn) as refusal:
                 if not self._in_step.done() and self._loop.time() > refused_until:
                     raise
                 self._fall_behind(str(refusal))

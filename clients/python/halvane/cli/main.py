@@ -70,6 +70,7 @@ def main() -> None:
 @click.option("--port", default=0, help="The request port, if it is not the one that the system name gives.")
 @click.option("--account", default="", help="The account, as <BrokerID>-<Account>.")
 @click.option("--timeout", default=10.0, show_default=True, help="Seconds for a request.")
+@click.option("--door", default="", help="The line that HalvanePair has printed, for a gateway elsewhere.")
 @click.version_option(__version__)
 @click.pass_context
 def cli(context: click.Context, **where: Any) -> None:

@@ -31,6 +31,7 @@ INTERRUPTED = 130
 _ABOUT = ("number", "at", "event", "recovered", "account", "symbol")  # columns of an export of all kinds
 EXIT_CODES: List[Tuple[Type[Exception], int]] = [
     (errors.LoginRefused, LOGIN_REFUSED),
+    (errors.NotLetIn, LOGIN_REFUSED),
     (errors.OrderRejected, REFUSED),
     (errors.OutcomeUnknown, UNKNOWN),
     (errors.TimedOut, TIMED_OUT),
@@ -48,6 +49,7 @@ class Where(NamedTuple):
     port: int
     account: str
     timeout: float
+    door: str = ""
 
     def settings(self) -> Settings:
         if not self.system or not self.key:
@@ -60,7 +62,7 @@ class Where(NamedTuple):
         self.settings()
         patience = self.timeout if patience == -1 else patience
         return Client.connect(self.system, self.key, host=self.host, port=self.port, account=self.account,
-                              timeout=self.timeout, patience=patience, tap=tap)  # fmt: skip
+                              timeout=self.timeout, patience=patience, tap=tap, door=self.door)  # fmt: skip
 
 
 def config_path() -> pathlib.Path:

@@ -1,6 +1,8 @@
-#include "app/UnreadReplies.h"
+#include "access/UnreadReplies.h"
 
 #include "foundation/logger/Log.h"
+#include "foundation/support/Hex.h"
+#include "foundation/support/Utf.h"
 
 #include <algorithm>
 
@@ -8,16 +10,6 @@ namespace halvane {
 namespace {
 
 constexpr std::int64_t kOverhead = 256; // bytes that the library and we keep for each
-
-Text HexText(std::string_view bytes) {
-    constexpr TextView kDigits = L"0123456789abcdef";
-    Text text;
-    for (const char c : bytes) {
-        text += kDigits[static_cast<unsigned char>(c) >> 4];
-        text += kDigits[static_cast<unsigned char>(c) & 15];
-    }
-    return text;
-}
 
 } // namespace
 
@@ -36,8 +28,8 @@ bool UnreadReplies::Admit(std::string_view identity, ZmqMessage& body) {
     }
     ++lost_;
     if (!client.told)
-        Log().Warn(L"[RequestBroker]client %s does not read: its replies are lost",
-                   HexText(identity));
+        Log().Warn(L"%sclient %s does not read: its replies are lost", door_,
+                   *FromUtf8(HexDigits(identity)));
     client.told = true;
     return false;
 }
