@@ -20,6 +20,7 @@ mkdir -p "$folder"/{Configs,clients,docs,licences,paper-component}
 put_program Halvane64.exe Halvane64.exe
 put_program HalvaneDesk.exe HalvaneDesk.exe
 put_program HalvaneDoctor.exe HalvaneDoctor.exe
+put_program HalvanePair.exe HalvanePair.exe
 put_program OVTradeAPI64.dll paper-component/OVTradeAPI64.dll
 put_text app/README-windows.txt README.txt
 put_text docs/operations.md docs/operations.md
@@ -30,9 +31,11 @@ cp -R clients/python "$folder/clients/"
 find "$folder/clients" -depth \( -name '__pycache__' -o -name '*.pyc' -o -name '*.egg-info' -o -name build \
     -o -name dist -o -name '.*cache' \) -exec rm -rf {} +
 put_text app/Configs/ZMQ.ini Configs/ZMQ.ini
+put_text app/Configs/Access.ini Configs/Access.ini
 put_text app/Configs/TradeApi.ini Configs/TradeApi.ini
 put_text app/Configs/Feed.ini Configs/Feed.ini
 put_text desk/Configs/Desk.ini Configs/Desk.ini
+put_text SECURITY.md SECURITY.md
 put_text LICENSE licences/Halvane.txt
 put_text "$deps/libzmq/share/zmq/COPYING.LESSER.txt" licences/libzmq.txt
 put_text "$deps/libzmq/share/zmq/copyright" licences/libzmq-parts.txt
