@@ -38,7 +38,7 @@ class Worker {
   private:
     LoginInfoTable sessions_;
     FixedPlatform platform_;
-    RepWorker worker_{L""};
+    RepWorker worker_{L"", "secret"};
 };
 
 void AppendText(std::string& out, TextView text) {
