@@ -1,4 +1,4 @@
-#include "app/UnreadReplies.h"
+#include "access/UnreadReplies.h"
 
 #include <gtest/gtest.h>
 
@@ -32,6 +32,7 @@ class UnreadTest : public testing::Test {
     }
 
     UnreadReplies unread_{
+        L"[Test]",
         {.eachClient = 400'000, .allClients = 2'000'000, .shares = 4, .alwaysTaken = 20'000}};
     ZmqContext context_ = MakeZmqContext();
     ZmqSocket in_{zmq_socket(context_.get(), ZMQ_PAIR)};
