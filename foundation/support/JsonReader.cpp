@@ -104,7 +104,7 @@ class Reader {
     bool ReadEscapedText(bool isKey);
     bool ReadEscape(Text& out);
     bool ReadUnit(wchar_t& unit);
-    bool ReadLiteral(std::string_view literal, JsonValue value);
+    bool ReadLiteral(std::string_view literal, const JsonValue& value);
 
     std::string_view rest_; // UTF-8
     JsonDocument& document_;
@@ -132,7 +132,7 @@ bool Reader::ReadValue() {
     return value.Accept(document_);
 }
 
-bool Reader::ReadLiteral(std::string_view literal, JsonValue value) {
+bool Reader::ReadLiteral(std::string_view literal, const JsonValue& value) {
     if (!rest_.starts_with(literal)) return false;
     rest_.remove_prefix(literal.size());
     return value.Accept(document_);

@@ -16,7 +16,7 @@ std::string Escape(wchar_t unit) {
     constexpr std::string_view kLetters = "btnfr\"\\", kHex = "0123456789ABCDEF";
     const std::size_t which = kUnits.find(unit);
     if (which != TextView::npos) return {'\\', kLetters[which]};
-    const auto code = static_cast<std::size_t>(unit);
+    const auto code = static_cast<unsigned char>(unit);
     return {'\\', 'u', '0', '0', kHex[code / 16], kHex[code % 16]};
 }
 

@@ -20,8 +20,8 @@ bool IsUtf8(std::string_view bytes);
 wchar_t* DecodeUtf8(std::string_view utf8, wchar_t* out);
 
 // The two halves of a pair.
-constexpr bool IsHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-constexpr bool IsLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+constexpr bool IsHighSurrogate(auto unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+constexpr bool IsLowSurrogate(auto unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
 // The text of a file that somebody else has written: UTF-16 when it begins with that byte-order
 // mark (little-endian, the mark is no part of the text), else UTF-8, else one character for each
