@@ -43,9 +43,11 @@ constexpr Row kRows[] = {
 std::span<const Row> Rows() { return kRows; }
 
 std::string Simulation::LogIn(Asked& asked) {
-    asked.subject = OneIn(random_, 5) ? "wrong" : "key";
-    return ",\"Param\":{" + Member("SystemName", ToUtf8(GetSetting(L"SystemName"))) + "," +
-           Member("ServiceKey", asked.subject) + "}";
+    const bool known = !OneIn(random_, 5), rightKey = known || OneIn(random_, 2);
+    asked.subject = known ? "key" : "wrong";
+    const std::string system = ToUtf8(GetSetting(L"SystemName"));
+    return ",\"Param\":{" + Member("SystemName", rightKey && !known ? "OTHER" : system) + "," +
+           Member("ServiceKey", rightKey ? "key" : "wrong") + "}";
 }
 
 std::string Simulation::Order(Asked& asked) {
