@@ -64,6 +64,7 @@ struct Check {
 // Of files.
 Finding LookAtProgram(Case& patient);
 Finding LookAtZmqIni(Case& patient);
+Finding LookAtFeedIni(Case& patient);
 Finding LookAtTradeApiIni(Case& patient);
 Finding LookAtLogFolder(Case& patient);
 Finding LookAtLogGrowth(Case& patient);

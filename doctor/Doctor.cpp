@@ -38,6 +38,7 @@ constexpr Check kChecks[] = {
     {"component classes",  "component bits",     LookAtComponentClasses},
     {"registered classes", "",                   LookAtRegisteredClasses},
     {"ZMQ.ini",            "",                   LookAtZmqIni},
+    {"Feed.ini",           "",                   LookAtFeedIni},
     {"address",            "ZMQ.ini",            LookAtAddress},
     {"firewall",           "address",            LookAtFirewall},
     {"log folder",         "",                   LookAtLogFolder},

@@ -34,11 +34,26 @@ struct KnownKey {
     const char* key;
 };
 
-// Of Configs/ZMQ.ini.
+// clang-format off
 constexpr KnownKey kZmqKeys[] = {
-    {"ZMQ", "IP"},
+    {"ZMQ",     "IP"},
     {"Gateway", "Status"},
+    {"Gateway", "RefuseUnknownFirst"},
+    {"Gateway", "EndRetriesWithSession"},
+    {"Gateway", "SessionKey"},
+    {"Gateway", "LogControlCharacters"},
+    {"Gateway", "LogKeepDays"},
 };
+constexpr KnownKey kFeedKeys[] = {
+    {"Feed",    "On"},
+    {"Feed",    "Port"},
+    {"Feed",    "Folder"},
+    {"Feed",    "Synchronous"},
+    {"Feed",    "KeepDays"},
+    {"Feed",    "KeepMegabytes"},
+    {"Feed",    "QueueMegabytes"},
+};
+// clang-format on
 
 std::string Where(const IniLine& line) {
     return "line " + std::to_string(line.number) + ", " +
@@ -49,6 +64,29 @@ template <class Known> bool IsKnown(const IniLine& line, const Known& known) {
     return std::any_of(std::begin(known), std::end(known), [&](const KnownKey& each) {
         return SameName(each.section, line.section) && SameName(each.key, line.key);
     });
+}
+
+// Settings of which none may be followed by a remark.
+template <class Known>
+Finding LookAtIni(const fs::path& file, const Known& keys, const char* nothing) {
+    std::string unknown;
+    int known = 0;
+    for (const IniLine& line : ReadIni(file)) {
+        if (!IsKnown(line, keys)) {
+            unknown.append(unknown.empty() ? "" : "; ").append(Where(line));
+        } else if (HoldsRemark(line.value)) {
+            return Fail(Where(line) + ": the value is all of \"" + line.value + "\"",
+                        "put the remark on a line of its own that begins with a semicolon, and "
+                        "restart");
+        } else {
+            known++;
+        }
+    }
+    if (!unknown.empty()) {
+        return Warn("not known, so without effect: " + unknown,
+                    "correct the names, as in docs/operations.md, and restart");
+    }
+    return Ok(known == 0 ? nothing : std::to_string(known) + " settings");
 }
 
 std::vector<fs::path> LogFiles(const Case& patient) {
@@ -99,26 +137,12 @@ Finding LookAtProgram(Case& patient) {
 }
 
 Finding LookAtZmqIni(Case& patient) {
-    const fs::path file = patient.folder / "Configs" / "ZMQ.ini";
-    std::string unknown;
-    int known = 0;
-    for (const IniLine& line : ReadIni(file)) {
-        if (!IsKnown(line, kZmqKeys)) {
-            unknown.append(unknown.empty() ? "" : "; ").append(Where(line));
-        } else if (HoldsRemark(line.value)) {
-            return Fail(
-                Where(line) + ": the value is all of \"" + line.value + "\"",
-                "put the remark on a line of its own that begins with a semicolon, and restart");
-        } else {
-            known++;
-        }
-    }
-    if (!unknown.empty()) {
-        return Warn("not known, so without effect: " + unknown,
-                    "correct the names, as in docs/operations.md, and restart");
-    }
-    return Ok(known == 0 ? "nothing set: it listens at 127.0.0.1"
-                         : std::to_string(known) + " settings");
+    return LookAtIni(patient.folder / "Configs" / "ZMQ.ini", kZmqKeys,
+                     "nothing set: it listens at 127.0.0.1");
+}
+
+Finding LookAtFeedIni(Case& patient) {
+    return LookAtIni(patient.folder / "Configs" / "Feed.ini", kFeedKeys, "nothing set: no feed");
 }
 
 Finding LookAtTradeApiIni(Case& patient) {

@@ -43,8 +43,8 @@ std::vector<IniLine> ReadIni(const std::filesystem::path& file) {
 }
 
 bool HoldsRemark(const std::string& value) {
-    return value.find(';') != std::string::npos || value.find('#') != std::string::npos ||
-           value.find("//") != std::string::npos;
+    return value.find(';') != std::string::npos || value.find(" #") != std::string::npos ||
+           value.find(" //") != std::string::npos;
 }
 
 bool SameName(const std::string& one, const std::string& other) {

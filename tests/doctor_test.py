@@ -40,6 +40,7 @@ class Patient(Gateway):
             self.system_name += "x"
         self.key, self.environment, self.limits = SERVICE_KEY, {}, None
         self.held = contextlib.ExitStack()
+        self.held.taken = False  # a port, on purpose
 
     def write(self, name, text):
         file = self.folder / name
@@ -53,12 +54,18 @@ class Patient(Gateway):
             self.write("market.json", json.dumps(MARKET | market))
             address += str(self.folder / "market.json")
         self.start(address, self.system_name, SERVICE_KEY)
+        while not self.held.taken and self.port() != port_of(self.system_name):  # somebody else has it
+            self.end()
+            shutil.rmtree(self.folder / "logs")
+            self.system_name += "x"
+            self.start(address, self.system_name, SERVICE_KEY)
         self.logged_in_client().close()
 
     def listen(self, port):
         taken = self.held.enter_context(socket.socket())
         taken.bind(("127.0.0.1", port))
         taken.listen()
+        self.held.taken = True
 
     def ask_in_vain(self, name):
         client = self.held.enter_context(contextlib.closing(self.logged_in_client()))
@@ -120,6 +127,7 @@ BREAKAGES = [
     ("a section of ZMQ.ini", zmq_ini("[Zmg]\nIP=127.0.0.1\n"), None, "ZMQ.ini", "warn", "[Zmg] IP"),
     ("a line of ZMQ.ini", zmq_ini("[ZMQ]\n127.0.0.1\n"), None, "ZMQ.ini", "warn", "line 2"),
     ("a remark", zmq_ini("[ZMQ]\nIP=127.0.0.1 ; mine\n"), None, "ZMQ.ini", "fail", "127.0.0.1 ; mine"),
+    ("a key of Feed.ini", lambda it: it.write("Configs/Feed.ini", "[Feed]\nKeepDay=3\n"), None, "Feed.ini", "warn", "KeepDay"),
     ("an address elsewhere", zmq_ini("[ZMQ]\nIP=192.0.2.1\n"), None, "address", "fail", "192.0.2.1"),
     ("no address", zmq_ini("[ZMQ]\nIP=12 7\n"), None, "address", "fail", "12 7"),
     ("a class identifier", api_ini("[ClassId]\nOvaro.TradeAPI.1={0CF98F95\n"), None, "TradeApi.ini", "fail", "{0CF98F95"),

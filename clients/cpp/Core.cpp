@@ -1,5 +1,6 @@
 #include "clients/cpp/Core.h"
 
+#include "clients/cpp/Door.h"
 #include "foundation/support/Clock.h"
 
 #include <algorithm>
@@ -134,11 +135,17 @@ void Client::Core::Forget(Follower* follower) {
 // --- the client's own thread -------------------------------------------------------------------
 
 Client::Core::Core(Options options, Handlers handlers)
-    : options_(std::move(options)), handlers_(std::move(handlers)),
+    : options_(std::move(options)), handlers_(std::move(handlers)), host_(options_.host),
       port_(options_.port != 0 ? options_.port : RequestPortOf(options_.systemName)),
       wakeIn_(zmq_socket(context_.get(), ZMQ_PAIR)),
       wakeOut_(zmq_socket(context_.get(), ZMQ_PAIR)) {
     if (options_.systemName.empty()) throw std::invalid_argument("no system name");
+    if (!options_.pairedLine.empty()) {
+        Door door = ReadDoor(options_.pairedLine);
+        host_ = std::move(door.host);
+        port_ = door.port;
+        keys_ = std::move(door.keys);
+    }
     if (port_ <= 0 || port_ > 65535) throw std::invalid_argument("no such port");
     for (void* socket : {wakeIn_.get(), wakeOut_.get()})
         SetZmqOption(socket, ZMQ_LINGER, 0);

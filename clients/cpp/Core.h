@@ -116,6 +116,7 @@ class Client::Core {
 
     const Options options_;
     const Handlers handlers_;
+    std::string host_;
     int port_;
     CurveKeys keys_;
     ZmqContext context_ = MakeZmqContext();

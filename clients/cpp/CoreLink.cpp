@@ -21,9 +21,8 @@ constexpr int kAtOnce = 1'000; // messages taken before others have their turn
 } // namespace
 
 std::string Client::Core::AddressOf(int port) const {
-    const bool bare = options_.host.find(':') != std::string::npos && options_.host[0] != '[';
-    return "tcp://" + (bare ? "[" + options_.host + "]" : options_.host) + ":" +
-           std::to_string(port);
+    const bool bare = host_.find(':') != std::string::npos && host_[0] != '[';
+    return "tcp://" + (bare ? "[" + host_ + "]" : host_) + ":" + std::to_string(port);
 }
 
 std::string Client::Core::LogInMembers() const {
