@@ -26,8 +26,13 @@ STATUS = "[Gateway]\nStatus=1\n"
 
 
 def in_use(port):
-    with socket.socket() as taken, socket.socket() as relay:
-        return 0 in (taken.connect_ex(("127.0.0.1", port)), relay.connect_ex(("127.0.0.1", port - 10000)))
+    with socket.socket() as request, socket.socket() as relay:
+        try:
+            request.bind(("127.0.0.1", port))
+            relay.bind(("127.0.0.1", port - 10000))
+        except OSError:
+            return True
+        return False
 
 
 class Patient(Gateway):
@@ -60,6 +65,8 @@ class Patient(Gateway):
             self.system_name += "x"
             self.start(address, self.system_name, SERVICE_KEY)
         self.logged_in_client().close()
+        if market:
+            time.sleep(1)  # until its incidents have begun, with a tick of the market
 
     def listen(self, port):
         taken = self.held.enter_context(socket.socket())
@@ -69,7 +76,6 @@ class Patient(Gateway):
 
     def ask_in_vain(self, name):
         client = self.held.enter_context(contextlib.closing(self.logged_in_client()))
-        time.sleep(1)  # until the incident has begun
         client._requests.send(client.compose(name))
         time.sleep(6)  # longer than a request may take that nobody wonders about
 
