@@ -19,6 +19,7 @@ namespace http = beast::http;
 constexpr std::chrono::seconds kPatience{30}; // with a browser that neither reads nor writes
 constexpr std::size_t kLargestBody = 64 << 10;
 constexpr std::size_t kMostAtOnce = 256 << 10; // bytes that wait for a listener
+constexpr std::int64_t kPauseMs = 50;          // at least, between two pieces
 constexpr std::int64_t kSilenceMs = 2'000;     // then an empty line says that we are there
 
 std::string_view View(beast::string_view text) { return {text.data(), text.size()}; }
@@ -57,7 +58,7 @@ void Connection::Read() {
     });
 }
 
-void Connection::Answer(Request request) {
+void Connection::Answer(const Request& request) {
     response_ = {};
     response_.version(request.version());
     response_.keep_alive(request.keep_alive());
@@ -126,13 +127,13 @@ void Connection::BeginListening() {
 }
 
 void Connection::SendChanges() {
-    if (isSending_) return;
+    const std::int64_t silentMs = TheClock().UnixTimeMs() - sentMs_;
+    if (isSending_ || (silentMs >= 0 && silentMs < kPauseMs)) return;
     lines_.clear();
     for (std::size_t i = 0; i < places_.size() && lines_.size() < kMostAtOnce; ++i)
         server_.Watches()[i]->GetBoard().AppendChanges(places_[i], kMostAtOnce - lines_.size(),
                                                        lines_);
-    const bool isSilent = TheClock().UnixTimeMs() - sentMs_ >= kSilenceMs;
-    if (lines_.empty() && isSilent) lines_ = "{}\n";
+    if (lines_.empty() && silentMs >= kSilenceMs) lines_ = "{}\n";
     if (!lines_.empty()) SendLines();
 }
 

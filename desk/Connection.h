@@ -32,7 +32,7 @@ class Connection {
   private:
     using Request = boost::beast::http::request<boost::beast::http::string_body>;
 
-    void Answer(Request request);
+    void Answer(const Request& request);
     void AnswerCall(const Request& request);
     void AnswerFile(const Request& request);
     void Send(unsigned status, std::string_view type, std::string body);

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <fstream>
-#include <tuple>
+#include <utility>
 
 namespace halvane::desk {
 namespace {
@@ -62,11 +62,17 @@ void LogTail::Begin(const fs::path& file) {
 
 bool LogTail::Poll() {
     if (folder_.empty()) return false;
+    const std::uint64_t before = taken_;
+    if (!file_.empty()) ReadOn();
     const fs::path newest = Newest();
-    if (newest.empty()) return false;
-    if (newest != file_) Begin(newest);
-    const std::size_t before = lines_.size();
-    const Line last = lines_.empty() ? Line() : lines_.back();
+    if (newest != file_ && !newest.empty()) {
+        Begin(newest);
+        ReadOn();
+    }
+    return taken_ != before;
+}
+
+void LogTail::ReadOn() {
     std::ifstream file(file_, std::ios::binary);
     file.seekg(static_cast<std::streamoff>(at_));
     std::string block(kBlock, '\0');
@@ -79,9 +85,6 @@ bool LogTail::Poll() {
             Take(std::string_view(rest_).substr(begin, end - begin));
         rest_.erase(0, begin);
     }
-    return lines_.size() != before ||
-           (!lines_.empty() &&
-            std::tie(last.time, last.text) != std::tie(lines_.back().time, lines_.back().text));
 }
 
 void LogTail::Take(std::string_view line) {
@@ -96,6 +99,7 @@ void LogTail::Take(std::string_view line) {
                       std::string(line.substr(0, kTimeSize)), std::string(name),
                       ToUtf8(FromFileBytes(text))});
     if (lines_.size() > kMostLines) lines_.pop_front();
+    ++taken_;
 }
 
 std::string LogTail::Row() const {

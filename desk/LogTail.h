@@ -29,6 +29,7 @@ class LogTail {
 
     std::filesystem::path Newest() const;
     void Begin(const std::filesystem::path& file);
+    void ReadOn();
     void Take(std::string_view line);
 
     std::filesystem::path folder_;
@@ -36,6 +37,7 @@ class LogTail {
     std::uint64_t at_ = 0;
     std::string rest_; // of a line that is not whole yet
     std::deque<Line> lines_;
+    std::uint64_t taken_ = 0; // lines, ever
 };
 
 } // namespace halvane::desk

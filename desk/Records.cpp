@@ -45,6 +45,7 @@ constexpr const char* kStatus[] = {"Version",     "Started",  "UptimeMs",
                                    "MemoryBytes", "UnderWay", "LongestMs"};
 constexpr const char* kPlatform[] = {"Address", "Paper", "Connected", "TradeDataReady",
                                      "LastEvent"};
+constexpr const char* kFeed[] = {"First", "Last", "Failure", "Waiting", "Lost"};
 constexpr const char* kSession[] = {"AgeMs", "SilentMs"};
 constexpr const char* kWorker[] = {"Request", "RunsMs"};
 constexpr const char* kOperation[] = {"Request", "Count", "Failures", "P50Us",
@@ -156,6 +157,13 @@ std::string AccountsRow(const std::vector<client::Message>& accounts) {
     JsonText row;
     row.Member("part", "accounts");
     CopyRows(row, "rows", accounts, kAccount);
+    return row.Finish();
+}
+
+std::string FeedRow(const client::Message& status) {
+    JsonText row;
+    row.Member("part", "feed");
+    Copy(row, status, kFeed);
     return row.Finish();
 }
 

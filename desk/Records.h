@@ -36,6 +36,9 @@ std::string PositionsRow(const std::string& mask, const std::vector<client::Mess
 std::string FundsRow(const std::string& mask, const std::vector<client::Message>& margins);
 std::string AccountsRow(const std::vector<client::Message>& accounts);
 
+// A reply to FEEDSTATUS; an empty one says that there is no feed.
+std::string FeedRow(const client::Message& status);
+
 // A reply to STATUS, and when it came.
 std::string StatusRow(const client::Message& status, std::int64_t nowMs);
 

@@ -19,7 +19,7 @@ namespace {
 namespace asio = boost::asio;
 using asio::ip::tcp;
 
-constexpr std::chrono::milliseconds kTick{50}; // between two looks for what has changed
+constexpr std::chrono::milliseconds kTick{20}; // between two looks for what has changed
 constexpr std::ptrdiff_t kMostListeners = 16;
 constexpr std::size_t kMostConnections = 64;
 
@@ -119,13 +119,13 @@ void Server::End(Connection& connection) {
     connections_.remove_if([&](const auto& each) { return each.get() == &connection; });
 }
 
-void Server::Call(std::string_view target, const std::string& body, Reply reply) {
+void Server::Call(std::string_view target, const std::string& body, const Reply& reply) {
     const auto call = client::Message::Parse(body);
     const std::size_t gateway = call ? GatewayOf(*call) : watches_.size();
     if (gateway >= watches_.size()) return reply("");
     if (target == "/life") return reply(Life(*call, *watches_[gateway]));
     if (target == "/unlock") return reply(Unlock(*call, gateway));
-    if (target == "/cancel") return Cancel(*call, gateway, std::move(reply));
+    if (target == "/cancel") return Cancel(*call, gateway, reply);
     reply("");
 }
 
@@ -141,7 +141,7 @@ std::string Server::Unlock(const client::Message& call, std::size_t gateway) {
 }
 
 // The orders of an account are those that work now, whatever the page shows.
-void Server::Cancel(const client::Message& call, std::size_t gateway, Reply reply) {
+void Server::Cancel(const client::Message& call, std::size_t gateway, const Reply& reply) {
     if (!unlockings_[gateway].IsUnlocked(call.Text("word"), TheClock().UnixTimeMs()))
         return reply("{\"locked\":true}");
     std::vector<std::string> orders = call.Texts("orders");

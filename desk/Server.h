@@ -50,7 +50,7 @@ class Server {
     bool TakesListener() const;
 
     // A call of the page with its body; `reply` is called once, on this thread, perhaps later.
-    void Call(std::string_view target, const std::string& body, Reply reply);
+    void Call(std::string_view target, const std::string& body, const Reply& reply);
 
     // Ends a connection, which is gone afterwards.
     void End(Connection& connection);
@@ -60,7 +60,7 @@ class Server {
     void Tick();
     std::string Life(const client::Message& call, const Watch& watch) const;
     std::string Unlock(const client::Message& call, std::size_t gateway);
-    void Cancel(const client::Message& call, std::size_t gateway, Reply reply);
+    void Cancel(const client::Message& call, std::size_t gateway, const Reply& reply);
 
     boost::asio::io_context& context_;
     const std::vector<std::unique_ptr<Watch>>& watches_;

@@ -65,6 +65,10 @@ Watch::~Watch() {
     canceller_.request_stop(); // it ends once the request under way is answered, or its time over
     seconds_ = {};
     canceller_ = {};
+    {
+        const MutexLock guard(begun_);
+        ended_ = true;
+    }
     book_.reset();
     client_.reset();
 }
@@ -89,6 +93,7 @@ void Watch::TakeState(const client::State& state) {
 
 void Watch::TakeBook(const client::BookChange& change) {
     const MutexLock guard(begun_);
+    if (ended_) return;
     if (change.reread) RereadBook();
     for (const std::string& id : change.orders)
         if (const auto order = book_->Order(id)) PutOrder(*order);
@@ -191,10 +196,8 @@ void Watch::TakeStatus(const Answer& answer) {
 
 void Watch::TakeFeed(const Answer& answer) {
     if (answer.outcome == Answer::Outcome::Refused) hasFeed_ = false;
-    JsonText row;
-    row.Member("part", "feed");
-    if (answer) row.Raw("Status", answer.message.Json());
-    board_.Put(Board::Parts, "feed", row.Finish());
+    if (answer || !hasFeed_)
+        board_.Put(Board::Parts, "feed", FeedRow(answer ? answer.message : Message()));
 }
 
 // A gateway that has started anew counts from 0.

@@ -87,7 +87,8 @@ class Watch {
     std::atomic<int> fundsUnderWay_ = 0;
     std::atomic<bool> hasFeed_ = true; // until the gateway says that it has none
 
-    Mutex begun_; // held until there is a book
+    Mutex begun_; // held until there is a book, and for as long as its changes are taken
+    bool ended_ GUARDED_BY(begun_) = false;
     std::optional<client::Client> client_;
     std::optional<client::Book> book_;
     WorkQueue<Cancellation> cancellations_;

@@ -88,7 +88,7 @@ export class Cancelling {
             this.dialog.replaceChildren(heading, ...paragraphs, make('div', 'actions', refuse, agree));
             this.dialog.setAttribute('aria-label', title);
             const end = result => {
-                this.dialog.onclose = null;
+                this.dialog.oncancel = null;
                 this.dialog.close();
                 answer(result);
             };
@@ -103,7 +103,7 @@ export class Cancelling {
             agree.addEventListener('click', tryIt);
             refuse.addEventListener('click', () => end(false));
             focus?.addEventListener('keydown', event => event.key === 'Enter' && tryIt());
-            this.dialog.onclose = () => answer(false);
+            this.dialog.oncancel = () => answer(false); // Escape. The end of a question before this one may still be told
             this.dialog.showModal();
             (focus ?? refuse).focus();
         });

@@ -8,7 +8,7 @@ import {Life} from './life.js';
 import {Lists} from './orders.js';
 import {drawAccounts, drawHealth, drawProblems, holdsAnything, profitOf} from './panels.js';
 import {Store} from './store.js';
-import {$, ageOf, count, durationOf, make, momentOf, rate, setText, signClass, signed, sinceOf, timeOf} from './text.js';
+import {$, ageOf, count, durationOf, make, momentOf, rate, setText, signClass, signedShort, sinceOf, timeOf} from './text.js';
 import {accountOf} from './words.js';
 
 // The token comes in the part of the address that is never sent, and does not stay there.
@@ -142,7 +142,7 @@ function drawTiles() {
         ['Working orders', count(lists.count('Working')), `${count(store().orders.rows.length)} of the day`, '', () => lists.show('Working')],
         ['Rejected', count(rejected), rejected ? 'why stands in the list' : 'none', rejected ? 'bad' : '', () => lists.show('Rejected')],
         ['Fills', count(store().fills.rows.length), 'of the day', '', () => $('fills-grid').focus()],
-        ['Profit today', holdsAnything(store()) ? signed(profit) : '–', 'all positions', signClass(profit), () => go('.accounts')],
+        ['Profit today', holdsAnything(store()) ? signedShort(profit) : '–', 'all positions', signClass(profit), () => go('.accounts')],
         ['Requests / s', rates ? rate(rates.Requests) : '–', 'this page asks too', '', () => go('.activity')],
         ['Publications / s', rates ? rate(rates.Publications) : '–', 'to all clients', '', () => go('.activity')],
         ['Latency, p99', slowest ? durationOf(Number(slowest.P99Us)) : '–', slowest ? `of ${slowest.Request}` : '', '', () => go('.latency')],

@@ -122,9 +122,16 @@ function drawGateway(store, status) {
         rows.push(['Started', momentOf(Date.parse(status.Started))], ['Version', status.Version], ['Memory', bytesOf(Number(status.MemoryBytes))]);
     }
     if (store.part('status')?.Off) rows.push(['Status', 'is off. Put Status=1 under [Gateway] into Configs/ZMQ.ini beside the gateway and start it again: then workers, latency and sessions are shown here.']);
-    const feed = store.part('feed')?.Status;
-    rows.push(['Numbered feed', feed ? Object.entries(feed).filter(([key, value]) => key !== 'Reply' && key !== 'Success' && typeof value === 'string' && value).map(([key, value]) => `${key} ${number(value)}`).join(', ') : 'none']);
+    rows.push(['Numbered feed', feedOf(store.part('feed'))]);
     $('gateway').replaceChildren(...rows.flatMap(([name, text]) => [make('dt', '', name), make('dd', '', text)]));
+}
+
+function feedOf(feed) {
+    if (!feed?.Last) return 'none';
+    const parts = [`at ${number(feed.Last)}, kept from ${number(feed.First)}`];
+    if (feed.Waiting !== '0') parts.push(`${number(feed.Waiting)} wait to be written`);
+    if (feed.Lost !== '0') parts.push(`${number(feed.Lost)} lost in this run`);
+    return feed.Failure ? make('span', 'loss', `${parts.join(', ')}; it cannot be written: ${feed.Failure}`) : parts.join(', ');
 }
 
 export function drawProblems(store) {

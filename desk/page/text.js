@@ -18,6 +18,7 @@ export function setText(element, text) {
 const exact = new Intl.NumberFormat(undefined, {maximumFractionDigits: 10});
 const cents = new Intl.NumberFormat(undefined, {minimumFractionDigits: 2, maximumFractionDigits: 2});
 const whole = new Intl.NumberFormat(undefined, {maximumFractionDigits: 0});
+const compact = new Intl.NumberFormat(undefined, {notation: 'compact', maximumFractionDigits: 2});
 const tenth = new Intl.NumberFormat(undefined, {maximumFractionDigits: 1});
 const digits7 = new Intl.NumberFormat(undefined, {maximumSignificantDigits: 7});
 const isNumber = text => /^-?\d+(\.\d+)?$/.test(text);
@@ -29,6 +30,8 @@ export const money = value => cents.format(Math.abs(value) < 0.005 ? 0 : value);
 export const count = value => whole.format(value);
 export const rate = value => value < 9.95 ? tenth.format(value) : whole.format(value);
 export const signed = value => (value > 0.005 ? '+' : '') + money(value);
+// Short enough for a tile.
+export const signedShort = value => Math.abs(value) < 1e5 ? signed(value) : (value > 0 ? '+' : '') + (Math.abs(value) < 1e8 ? whole : compact).format(value);
 export const signClass = value => value > 0.005 ? 'gain' : value < -0.005 ? 'loss' : '';
 
 const clock = new Intl.DateTimeFormat(undefined, {hour: '2-digit', minute: '2-digit', second: '2-digit', timeZoneName: 'short'});
