@@ -85,7 +85,7 @@ class Browser:
         end = time.monotonic() + patience
         while not (result := self.value(guarded)):
             if time.monotonic() > end:
-                raise AssertionError(f"not within {patience} s: {expression}")
+                raise AssertionError(f"not within {patience} s: {expression}; the page: {self.text('body')}")
             time.sleep(0.02)
         return result
 
