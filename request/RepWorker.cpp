@@ -200,7 +200,8 @@ void RepWorker::Refuse(const Request& request, TextView reason) {
 void RepWorker::SendData(std::string json, bool log) {
     const MutexLock guard(sendLock_);
     if (log) Log().InfoBytes("[RepWorker]SendData:", json);
-    ZmqMessage reply(std::move(json)); // without memory for it nothing has been replied
+    ZmqMessage reply = ZmqMessage::WithTrailingZero(
+        std::move(json)); // without memory for it nothing has been replied
     replied_ = true;
     ++requestsServed;
     if (served_ != nullptr) *served_ += std::exchange(bytes_, 0);

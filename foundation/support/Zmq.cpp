@@ -97,13 +97,15 @@ bool SendParts(void* socket, std::span<ZmqMessage> parts) {
     return sent;
 }
 
-ZmqMessage::ZmqMessage(std::string bytes) : ZmqMessage() {
+ZmqMessage ZmqMessage::WithTrailingZero(std::string bytes) {
+    ZmqMessage message;
     auto owner = std::make_unique<std::string>(std::move(bytes));
-    if (zmq_msg_init_data(&message_, owner->data(), owner->size() + 1, ReleaseBytes, owner.get()) !=
-        0)
+    if (zmq_msg_init_data(&message.message_, owner->data(), owner->size() + 1, ReleaseBytes,
+                          owner.get()) != 0)
         throw std::bad_alloc();
     HAND_OVER(owner.get());
     static_cast<void>(owner.release()); // the library's from here on
+    return message;
 }
 
 bool ZmqMessage::Send(void* socket, int flags) {
@@ -115,7 +117,7 @@ bool ZmqMessage::Send(void* socket, int flags) {
 }
 
 bool SendWithTrailingZero(void* socket, std::string bytes) {
-    return ZmqMessage(std::move(bytes)).Send(socket, 0);
+    return ZmqMessage::WithTrailingZero(std::move(bytes)).Send(socket, 0);
 }
 
 } // namespace halvane

@@ -40,7 +40,7 @@ class ZmqMessage {
   public:
     ZmqMessage() { zmq_msg_init(&message_); }
     // One frame without copying: the bytes and the zero byte behind them.
-    explicit ZmqMessage(std::string bytes);
+    static ZmqMessage WithTrailingZero(std::string bytes);
     ~ZmqMessage() { zmq_msg_close(&message_); }
     ZmqMessage(ZmqMessage&& other) noexcept : ZmqMessage() {
         zmq_msg_move(&message_, &other.message_);
