@@ -51,7 +51,8 @@ template <class Work> void HandleEvent(const wchar_t* event, Work work) {
 } // namespace
 
 void LogWhereHelpIs() {
-    Log().Info(L"HalvaneDoctor beside this program tells what is wrong: give it the same arguments");
+    Log().Info(
+        L"HalvaneDoctor beside this program tells what is wrong: give it the same arguments");
 }
 
 CHalvaneDlg::CHalvaneDlg(HostLoop& loop, TradeApiMaker makeTradeApi)
