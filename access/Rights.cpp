@@ -69,7 +69,7 @@ bool IsOwnRow(const AccessClient& client, const JsonValue& row) {
 
 JsonValue* MutableMember(JsonValue& object, const wchar_t* name) {
     if (!object.IsObject()) return nullptr;
-    const auto found = object.FindMember(name);
+    auto found = object.FindMember(name);
     return found == object.MemberEnd() ? nullptr : &found->value;
 }
 

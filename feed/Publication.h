@@ -32,7 +32,8 @@ struct RecordTime {
     int date = 0; // yyyymmdd
     int time = 0; // hhmmssmmm
 
-    auto operator<=>(const RecordTime&) const = default;
+    auto
+    operator<=>(const RecordTime&) const = default; // NOLINT(modernize-use-nullptr): it sees a 0
 };
 RecordTime TimeOfRecord(std::string_view key);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 
 namespace halvane {
 namespace {
@@ -41,7 +42,8 @@ std::uint64_t LatencyCounts::Count() const {
 
 std::int64_t LatencyCounts::Percentile(double share) const {
     const std::uint64_t count = Count();
-    const auto wanted = static_cast<std::uint64_t>(share * static_cast<double>(count) + 0.5);
+    const auto wanted =
+        static_cast<std::uint64_t>(std::llround(share * static_cast<double>(count)));
     std::uint64_t passed = 0;
     for (std::size_t index = 0; index < kClasses - 1 && count > 0; ++index) {
         passed += classes_[index].load(std::memory_order_relaxed);

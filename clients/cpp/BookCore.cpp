@@ -32,7 +32,8 @@ Book::Core::Core(Client::Core& client, BookOptions options)
 
 Book::Core::~Core() { client_.Forget(this); }
 
-void Book::Core::Ask(const char* name, Members members, std::function<void(const Answer&)> then) {
+void Book::Core::Ask(const char* name, const Members& members,
+                     std::function<void(const Answer&)> then) {
     auto request = std::make_unique<Request>();
     request->name = name;
     request->members = members.Inside();

@@ -43,7 +43,7 @@ class Book::Core : public Follower {
     };
     static const List kLists[];
 
-    void Ask(const char* name, Members members, std::function<void(const Answer&)> then);
+    void Ask(const char* name, const Members& members, std::function<void(const Answer&)> then);
     void ReadSoon();
     void Read();
     void AskPage(std::size_t list, const std::string& index);

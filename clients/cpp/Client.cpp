@@ -56,7 +56,7 @@ void Client::Ask(std::string_view name, const Members& members, Duration timeout
     core_->Ask(std::move(request), timeout);
 }
 
-Answer Client::AskAll(std::string_view name, std::string_view list, Members members,
+Answer Client::AskAll(std::string_view name, std::string_view list, const Members& members,
                       std::vector<Message>& rows, Duration timeout) {
     std::vector<Message> all;
     std::string index = "0";

@@ -82,7 +82,8 @@ FeedState Feed::Core::GetState() const {
     return state_;
 }
 
-void Feed::Core::Ask(const char* name, Members members, std::function<void(const Answer&)> then) {
+void Feed::Core::Ask(const char* name, const Members& members,
+                     std::function<void(const Answer&)> then) {
     auto request = std::make_unique<Request>();
     request->name = name;
     request->members = members.Inside();

@@ -24,7 +24,7 @@ class Feed::Core : public Follower {
     FeedState GetState() const;
 
   private:
-    void Ask(const char* name, Members members, std::function<void(const Answer&)> then);
+    void Ask(const char* name, const Members& members, std::function<void(const Answer&)> then);
     void AskStatus();
     void TakeStatus(const Answer& answer);
     void TakeJournal(const std::string& journal);

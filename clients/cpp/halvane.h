@@ -177,7 +177,7 @@ class Client {
 
     // The rows of all pages of a list (POSITIONS, RESTOREREPORT, ...), or of its one page. `rows`
     // is left as it was when the answer is not Ok, which is that of the last page.
-    Answer AskAll(std::string_view name, std::string_view list, Members members,
+    Answer AskAll(std::string_view name, std::string_view list, const Members& members,
                   std::vector<Message>& rows, Duration timeout = {});
 
     class Core; // of the library

@@ -21,7 +21,7 @@ char16_t* TextOf(void* block) {
 
 // Those of both halves, and the two separators at which some viewers end a line.
 bool IsControl(wchar_t unit) {
-    const auto code = static_cast<std::uint32_t>(unit);
+    const auto code = std::uint32_t{static_cast<std::make_unsigned_t<wchar_t>>(unit)};
     return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x2028 || code == 0x2029;
 }
 

@@ -48,7 +48,8 @@ int LiveBlocks() { return live; }
 
 using namespace halvane::scarcity;
 
-// The C library's blocks, as our own objects ask for them (ld --wrap).
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming): the linker's and the
+// system's The C library's blocks, as our own objects ask for them (ld --wrap).
 extern "C" {
 void* __real_malloc(std::size_t size);
 void* __real_realloc(void* block, std::size_t size);
@@ -101,3 +102,4 @@ off64_t lseek64(int file, off64_t at, int whence) noexcept {
     return FileFails() ? -1 : real(file, at, whence);
 }
 }
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming)

@@ -24,7 +24,7 @@ TEST(LatencyCounts, PercentilesAreAtMostAnEighthAboveTheTruth) {
         EXPECT_EQ(counts.Count(), times.size());
         EXPECT_EQ(counts.Longest(), times.back());
         for (const double share : {0.0, 0.5, 0.9, 0.99, 1.0}) {
-            const std::size_t rank = std::max<std::size_t>(std::llround(share * 5000), 1);
+            const auto rank = static_cast<std::size_t>(std::max(std::llround(share * 5000), 1LL));
             const std::int64_t truth = times[rank - 1];
             const std::int64_t told = counts.Percentile(share);
             EXPECT_GE(told, truth) << range << " " << share;
