@@ -44,8 +44,7 @@ std::string Failure(TextView name, TextView reason, TextView sessionKey) {
 
 JsonValue* ArrayOf(JsonDocument& reply, const wchar_t* name) {
     if (!reply.IsObject() || StringMember(reply, L"Success") != L"OK") return nullptr;
-    auto found = reply.FindMember(name);
-    return found != reply.MemberEnd() && found->value.IsArray() ? &found->value : nullptr;
+    return reply.HasMember(name) && reply[name].IsArray() ? &reply[name] : nullptr;
 }
 
 void SetText(JsonDocument& document, const wchar_t* name, const Text& text) {

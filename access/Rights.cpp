@@ -68,9 +68,7 @@ bool IsOwnRow(const AccessClient& client, const JsonValue& row) {
 }
 
 JsonValue* MutableMember(JsonValue& object, const wchar_t* name) {
-    if (!object.IsObject()) return nullptr;
-    auto found = object.FindMember(name);
-    return found == object.MemberEnd() ? nullptr : &found->value;
+    return object.IsObject() && object.HasMember(name) ? &object[name] : nullptr;
 }
 
 } // namespace
