@@ -3,6 +3,7 @@
 #include "access/Curve.h"
 #include "access/PrivateFile.h"
 #include "foundation/support/Clock.h"
+#include "foundation/support/Files.h"
 #include "foundation/support/Format.h"
 #include "foundation/support/Hex.h"
 #include "foundation/support/IniFile.h"
@@ -13,7 +14,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 
 namespace halvane {
@@ -27,11 +27,6 @@ constexpr std::size_t kKeyDigits = 64;
 
 Text PathOf(const Text& folder, TextView name) {
     return folder + kPathSeparator + Text(kPrefix).append(name).append(kSuffix);
-}
-
-std::string BytesOfFile(const Text& path) {
-    std::ifstream file(ToPath(path), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 bool IsKey(const std::string& key) {
@@ -161,7 +156,7 @@ std::string ServerSecret(const Text& folder) {
     std::filesystem::create_directories(ToPath(folder), ignored);
     if (!std::filesystem::exists(ToPath(path), ignored))
         static_cast<void>(WritePrivateFile(path, MakeCurveKeys().secretKey));
-    const std::string secret = BytesOfFile(path);
+    const std::string secret = ReadFileBytes(ToPath(path));
     return IsKey(secret) ? secret : "";
 }
 

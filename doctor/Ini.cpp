@@ -1,9 +1,8 @@
 #include "doctor/Ini.h"
 
+#include "foundation/support/Files.h"
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
-
-#include <fstream>
 
 namespace halvane::doctor {
 namespace {
@@ -18,8 +17,7 @@ std::string Trim(const std::string& text) {
 } // namespace
 
 std::vector<IniLine> ReadIni(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    const Text text = FromFileBytes(std::string(std::istreambuf_iterator<char>(stream), {}));
+    const Text text = FromFileBytes(ReadFileBytes(file));
     std::vector<IniLine> lines;
     std::string section;
     int number = 0;

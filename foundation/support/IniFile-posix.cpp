@@ -1,10 +1,8 @@
 #include "foundation/support/IniFile.h"
 
+#include "foundation/support/Files.h"
 #include "foundation/support/Strings.h"
 #include "foundation/support/Utf.h"
-
-#include <fstream>
-#include <iterator>
 
 // As the private-profile calls of Windows read: the first section of a name and in it the first key
 // of a name count, a line is a line, only "=" separates, and a remark is one at the head of a line
@@ -36,8 +34,7 @@ TextView Unquoted(TextView value) {
 } // namespace
 
 Text ReadIniText(const Text& path, const Text& section, const Text& key, const Text& fallback) {
-    std::ifstream file(ToPath(path), std::ios::binary);
-    const Text text = FromFileBytes(std::string(std::istreambuf_iterator<char>(file), {}));
+    const Text text = FromFileBytes(ReadFileBytes(ToPath(path)));
     bool inSection = false;
     for (TextView line : Split(text, L'\n')) {
         line = Trimmed(line);

@@ -246,7 +246,9 @@ TEST(IniFile, IsReadAsWindowsReadsIt) {
         WriteFile(folder / "x.ini", file);
         EXPECT_EQ(ReadIniText(folder.TextOf("x.ini"), L"Z", L"K", L"none"), value) << file;
     }
-    EXPECT_EQ(ReadIniText(folder.TextOf("y.ini"), L"Z", L"K", L"none"), L"none");
+    std::filesystem::create_directory(folder / "folder.ini");
+    for (const char* unreadable : {"y.ini", "folder.ini"})
+        EXPECT_EQ(ReadIniText(folder.TextOf(unreadable), L"Z", L"K", L"none"), L"none");
 }
 
 } // namespace
