@@ -6,6 +6,7 @@
 #include "foundation/support/Settings.h"
 #include "foundation/support/Utf.h"
 #include "paper/Paper.h"
+#include "tests/SilentLogger.h"
 #include "tests/hold/FakeZmq.h"
 
 #include <algorithm>
@@ -26,7 +27,7 @@ constexpr const char* kMayBeLogged[] = {
     "ERROR OnGeneralServiceUpdate failed", // the platform comes back, and fails again
 };
 
-class Notes final : public ILogger {
+class Notes final : public SilentLogger {
   public:
     void* Delete(unsigned int) override {
         delete this;
@@ -38,18 +39,6 @@ class Notes final : public ILogger {
         if (TextView(text).starts_with(L"RepPort:")) portLine = ToUtf8(text + 8);
         Turns::All().MayPause();
     }
-    int Open(const wchar_t*, LogLevel, int) override { return 1; }
-    int Close() override { return 1; }
-    int IsOpen() override { return 1; }
-    int IsPrintToFile() override { return 1; }
-    int IsPrintToScreen() override { return 0; }
-    int GetPrintFlag() override { return 1; }
-    LogLevel GetLogLevel() override { return LL_INFO; }
-    const wchar_t* GetFileName() override { return L""; }
-    int GetLastError() override { return 0; }
-    void SetWindow(HWND__*) override {}
-    HWND__* GetWindow() override { return nullptr; }
-    void FreeLogMsg(const TLogMsg*) override {}
 };
 
 // Without commissions, so that money is prices times quantities; with sessions now and then.

@@ -7,6 +7,7 @@
 #include "foundation/support/Event.h"
 #include "foundation/support/Utf.h"
 #include "tests/JumpingClock.h"
+#include "tests/SilentLogger.h"
 #include "tests/TempFolder.h"
 #include "tests/hold/OneWorker.h"
 #include "tests/hold/Scarcity.h"
@@ -62,23 +63,10 @@ class Failing {
     bool struck_ = false;
 };
 
-// A logger that says nothing and takes no memory.
-class NoLogger final : public ILogger {
+// It takes no memory, and is not its holder's.
+class NoLogger final : public SilentLogger {
   public:
     void* Delete(unsigned int) override { return this; }
-    int Open(const wchar_t*, LogLevel, int) override { return 1; }
-    int Close() override { return 1; }
-    void Write(LogLevel, const wchar_t*) override {}
-    int IsOpen() override { return 1; }
-    int IsPrintToFile() override { return 1; }
-    int IsPrintToScreen() override { return 0; }
-    int GetPrintFlag() override { return 1; }
-    LogLevel GetLogLevel() override { return LL_INFO; }
-    const wchar_t* GetFileName() override { return L""; }
-    int GetLastError() override { return 0; }
-    void SetWindow(HWND__*) override {}
-    HWND__* GetWindow() override { return nullptr; }
-    void FreeLogMsg(const TLogMsg*) override {}
 };
 
 // What stands around a gateway's parts.

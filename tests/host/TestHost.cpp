@@ -7,6 +7,7 @@
 #include "foundation/support/Process.h"
 #include "foundation/support/Settings.h"
 #include "foundation/support/Utf.h"
+#include "tests/SilentLogger.h"
 #include "tradeapi/TradeData.h"
 
 #include <gtest/gtest.h>
@@ -26,7 +27,7 @@ LogKeeper::Shared& LogKeeper::TheShared() {
     return shared;
 }
 
-class LogKeeper::Logger final : public ILogger {
+class LogKeeper::Logger final : public SilentLogger {
   public:
     void* Delete(unsigned int) override {
         delete this;
@@ -39,18 +40,6 @@ class LogKeeper::Logger final : public ILogger {
         shared.lines.push_back(line);
         shared.changed.notify_all();
     }
-    int Open(const wchar_t*, LogLevel, int) override { return 1; }
-    int Close() override { return 1; }
-    int IsOpen() override { return 1; }
-    int IsPrintToFile() override { return 1; }
-    int IsPrintToScreen() override { return 0; }
-    int GetPrintFlag() override { return 1; }
-    LogLevel GetLogLevel() override { return LL_INFO; }
-    const wchar_t* GetFileName() override { return L""; }
-    int GetLastError() override { return 0; }
-    void SetWindow(HWND__*) override {}
-    HWND__* GetWindow() override { return nullptr; }
-    void FreeLogMsg(const TLogMsg*) override {}
 };
 
 LogKeeper::LogKeeper() {
