@@ -215,10 +215,9 @@ class Disk(FeedCase):
         self.gateway.start_on_paper()
         with self.gateway.logged_in_client() as client:
             self.limit(0)
-            Trader(self.gateway, 1500).thread.join()
-            status = client.request("FEEDSTATUS")
+            Trader(self.gateway, 4000).thread.join()  # more than the queue and the writer hold
+            status = until(lambda: int((now := client.request("FEEDSTATUS"))["Lost"]) > 0 and now, "a loss")
             self.assertNotEqual(status["Failure"], "")
-            self.assertGreater(int(status["Lost"]), 0)
             self.limit(resource.RLIM_INFINITY)
             status = until(lambda: not (now := client.request("FEEDSTATUS"))["Failure"] and now["Waiting"] == "0" and now,
                            "the journal")  # fmt: skip
