@@ -84,7 +84,8 @@ class StartUp(WireTest):
             gateway = self.new_gateway()
             gateway.start(*arguments)
             self.assertEqual(gateway.wait(), 0)
-            self.assertTrue(any(line.endswith(f"[FATAL]  {why}") for line in gateway.lines()), gateway.lines())
+            self.assertRegex(gateway.lines()[-2], rf"\[FATAL\]  {why}$")
+            self.assertIn("HalvaneDoctor", gateway.lines()[-1])
 
     def test_the_address_is_read_from_the_configuration(self):
         gateway = self.new_gateway()

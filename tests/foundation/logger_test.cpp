@@ -94,14 +94,14 @@ TEST_F(LoggerTest, EveryOperationWritesAtItsLevelAndInOrder) {
         ASSERT_EQ(OpenLog(open.level), 1);
         for (const Row& row : rows) {
             (logger_.*row.text)(L"100%s");
-            (logger_.*row.form)(L"%s %c", L"y", L'x');
+            (logger_.*row.form)(L"%s %c", L"\xE4", L'x');
             (logger_.*row.tried)(L"%lld", 2LL);
             logger_.Log(row.level, L"");
             logger_.TryLog(row.level, L"%d", 1);
             EXPECT_TRUE(logger_.Drain(kDrainMs)); // the queue of this one is short
             if (row.level < open.level) continue;
-            for (const char* line : {"100%s", "y x", "2", "", "1"})
-                expected += std::string(row.start) + line + "\r\n";
+            for (const wchar_t* line : {L"100%s", L"\xE4 x", L"2", L"", L"1"})
+                expected += std::string(row.start) + ToNarrow(line) + "\r\n";
         }
         logger_.Close();
     }

@@ -324,14 +324,15 @@ class Driven(EndToEnd):
         self.probe.tell("fail", 22, EXCEPTION, 4711, "the exchange is closed")
         reply = self.client.request("NEWORDER", Param=order)
         self.assertEqual(reply, self.failure("NEWORDER", "internal error"))
-        until(lambda: any("[ERROR]" in line and "the exchange is closed" in line for line in self.gateway.lines()),
-              "a line of the log that tells of it")  # fmt: skip
+        errors = until(lambda: [line for line in self.gateway.lines() if "[ERROR]" in line], "a line of the log")
+        self.assertIn("the exchange is closed", errors[-1])
         self.probe.tell("mend", 22)
         self.probe.tell("answer", 22, "I4:1")
         self.probe.tell("fail", 14, EXCEPTION, 4711, "no room for keys")
         self.assertEqual(self.client.request("NEWORDER", Param=order)["Success"], "OK")
         self.probe.tell("mend", 14)
-        self.gateway.logged("[RepWorker]NEWORDER 8: put of property 14 refused: no room for keys")
+        refused = "[RepWorker]NEWORDER 8: put of property 14 refused: no room for keys"
+        until(lambda: refused in self.gateway.messages(), refused)
 
     def test_a_past_list_comes_through_a_named_event(self):
         file = self.gateway.folder / "list.txt"
