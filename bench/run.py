@@ -74,9 +74,12 @@ class Bare:
 class Paper(Gateway):
     """The gateway on a market of its own, with a session."""
 
-    def __init__(self, bench, market=MARKET):
+    def __init__(self, bench, market=MARKET, feed=None):
         super().__init__(bench.binaries / "Halvane64")
         (self.folder / "market.json").write_text(json.dumps(market))
+        if feed is not None:
+            (self.folder / "Configs").mkdir()
+            (self.folder / "Configs" / "Feed.ini").write_text(feed)
 
     def __enter__(self):
         self.start(f"paper:{self.folder / 'market.json'}", self.system_name, SERVICE_KEY)
@@ -160,18 +163,18 @@ def requests(bench):
         compare("requests of 3,000,000 bytes", padded(3_000_000), [("p50", "us", ""), ("max", "us", "<= 15 ms")])
 
 
+def orders_with_reports(bench, feed=None):
+    with Paper(bench, feed=feed) as gateway:
+        told = bench.load(gateway, RESTING, clients=4, window=64, reports=gateway.client.publish_port)
+        if told["published"] != told["done"]:
+            sys.exit(f"orders and reports differ: {told}")
+        return told
+
+
 def orders(bench):
     """NEWORDER with its report published, on a gateway without orders in each round."""
-
-    def halvane():
-        with Paper(bench) as gateway:
-            told = bench.load(gateway, RESTING, clients=4, window=64, reports=gateway.client.publish_port)
-            if told["published"] != told["done"]:
-                sys.exit(f"orders and reports differ: {told}")
-            return told
-
     with Bare(bench, "full", bench.folder / "full.log") as full:
-        ways = {"full": lambda: bench.load(full, RESTING, clients=4, window=64), "Halvane": halvane}
+        ways = {"full": lambda: bench.load(full, RESTING, clients=4, window=64), "Halvane": lambda: orders_with_reports(bench)}
         bench.compare("NEWORDER, report published", ways, [("rate", "/s", ">= 0.5"), ("cpu", "us", "")])
 
 
@@ -336,6 +339,8 @@ def journal(bench):
 
     for rate in (1000, 10_000):
         bench.compare(f"report with the journal, {rate:,}/s", ways(rate, bench.seconds), [("p50", "us", "<= 1.05"), ("p99", "us", "")])
+    ways_of_orders = {"Halvane": lambda: orders_with_reports(bench), "journal": lambda: orders_with_reports(bench, "[Feed]\nOn=1\n")}
+    bench.compare("NEWORDER with the journal, report published", ways_of_orders, [("rate", "/s", ">= 0.9"), ("cpu", "us", "")])
     bench.compare("reports with the journal, as many as go", ways(0, bench.seconds), [("rate", "/s", ">= 0.9"), ("cpu", "us", "")])
 
 

@@ -10,7 +10,7 @@ namespace halvane {
 namespace {
 
 constexpr std::size_t kMostRows = 2000; // of a transaction
-constexpr std::uint32_t kGatherMs = 4;
+constexpr std::uint32_t kGatherMs = 10;
 constexpr std::uint32_t kBeatMs = 1000;
 constexpr std::uint32_t kTidyMs = 60'000;
 constexpr std::uint32_t kRetryMs = 1000;
