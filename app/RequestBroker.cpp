@@ -17,15 +17,13 @@
 namespace halvane {
 namespace {
 
-constexpr int kWorkers = 4;
 constexpr int kPortsPerTurn = 10000;
 constexpr int kMessagesPerPoll = 64;
 constexpr std::size_t kSecretBytes = 16;
 constexpr const char* kRelay = "relay"; // the domain of the back socket
 
 // On the front socket: clients are strangers and may vanish.
-constexpr int kLargestRequest = 16 << 20; // bytes
-constexpr int kNoLimit = 0;               // in number; UnreadReplies has one in bytes
+constexpr int kNoLimit = 0;       // in number; UnreadReplies has one in bytes
 constexpr int kQueuedOfEach = 64; // requests of a connection; fewer cost half the throughput
 constexpr int kHandshakeMs = 10000;
 constexpr int kBacklog = 1024;
@@ -37,16 +35,12 @@ constexpr int kKeepAliveIdleS = 10;
 constexpr int kKeepAliveIntervalS = 5;
 constexpr int kKeepAliveProbes = 3;
 
-// On the back socket. One request and 2 KiB would keep a blocked worker from holding more than some
-// dozen requests of a burst, and every request would pay for it with switches of threads. Buffers
-// smaller than a segment of the loopback interface make large requests wait for acknowledgements.
-constexpr int kQueuedRequests = 64;
+// On the back socket, where WorkerTurns has a limit. Buffers smaller than a segment of the loopback
+// interface make large requests wait for acknowledgements.
 constexpr int kLinkBufferBytes = 65536;
 
-// The link's queues are counted in requests. So that large ones do not make everybody wait behind
-// hundreds of them, no more are dealt while this much is with the workers: one of the largest, on
-// which the platform may be long, and as much again for everybody else.
-constexpr std::uint64_t kMostWithWorkers = 2 * std::uint64_t{kLargestRequest};
+// Not an envelope, so that the socket of a worker drops it.
+constexpr std::string_view kPassed = "-";
 
 // Binds to `port` or the next free one below `end`, beginning again 10,000 lower there. Nothing
 // when a stop was requested.
@@ -98,11 +92,11 @@ void RequestBroker::Serve(std::stop_token stop) {
     guard.Guard(front_.get());
     // Made before strangers can connect and take all descriptors: the library does not survive
     // having none for a context.
-    Workers workers(kWorkers);
+    Workers workers(WorkerTurns::kWorkers);
     std::ranges::generate(
         workers, [this] { return std::make_unique<RepWorker>(loginType_, relaySecret_, feed_); });
-    for (const auto& each : workers)
-        each->CountServed(served_);
+    for (std::size_t n = 0; n < workers.size(); ++n)
+        workers[n]->CountServed(turns_.DoneBy(n));
     const auto frontIp = [] { return GetSetting(L"MyIP"); };
     const auto front =
         BindToNextFree(front_.get(), frontIp, ToInt32(GetSetting(L"RepPort")), 60000, stop);
@@ -133,10 +127,10 @@ void RequestBroker::PrepareSockets() {
     SetZmqOption(front_.get(), ZMQ_TCP_KEEPALIVE_INTVL, kKeepAliveIntervalS);
     SetZmqOption(front_.get(), ZMQ_TCP_KEEPALIVE_CNT, kKeepAliveProbes);
     SetZmqOption(front_.get(), ZMQ_BACKLOG, kBacklog);
-    const std::int64_t largest = kLargestRequest;
+    const std::int64_t largest = WorkerTurns::kLargestRequest;
     zmq_setsockopt(front_.get(), ZMQ_MAXMSGSIZE, &largest, sizeof largest);
     AskForSecret(back_.get(), kRelay);
-    SetZmqOption(back_.get(), ZMQ_SNDHWM, kQueuedRequests);
+    SetZmqOption(back_.get(), ZMQ_SNDHWM, kNoLimit);
     SetZmqOption(back_.get(), ZMQ_SNDBUF, kLinkBufferBytes);
 }
 
@@ -152,43 +146,69 @@ void RequestBroker::StartWorkers(Workers workers) {
 // none. False when there was none.
 bool RequestBroker::MoveReply() {
     if (!ReceiveParts(back_.get(), reply_, ZMQ_DONTWAIT)) return false;
+    if (reply_.front().Bytes().empty()) return true; // to the broker itself
     if (unread_.Admit(reply_.front().Bytes(), reply_.back())) SendParts(front_.get(), reply_);
     return true;
 }
 
-// Moves one request. False when there was none. Counts what lies behind the empty frame; a request
-// without one is dropped at the workers' end and has no reply.
+// Moves one request. False when there was none. One without an empty frame before the last has no
+// reply: it is dropped at the workers' end.
 bool RequestBroker::MoveRequest() {
     bool behind = false;
+    std::uint64_t bytes = 0; // behind the empty frame
     for (bool first = true, more = true; more; first = false) {
         ZmqMessage part;
         if (!part.Receive(front_.get(), first ? ZMQ_DONTWAIT : 0)) return false;
         more = part.HasMore();
         const std::size_t size = part.Bytes().size();
-        dealt_ += behind ? size : 0;
+        bytes += behind ? size : 0;
         behind = behind || (size == 0 && more);
         part.Send(back_.get(), more ? ZMQ_SNDMORE : 0);
     }
+    if (behind)
+        turns_.Dealt(bytes);
+    else
+        turns_.Passed();
     return true;
 }
 
-// Replies go first, and requests wait at the front while the workers can take no more: a full back
-// socket never holds a reply. What has been served is counted ahead of its reply, which then wakes
-// this loop.
+// A worker answers its secret without a word in the log.
+void RequestBroker::Ask() {
+    zmq_send(back_.get(), nullptr, 0, ZMQ_SNDMORE);
+    zmq_send(back_.get(), relaySecret_.data(), relaySecret_.size(), 0);
+    turns_.Dealt(0);
+}
+
+// Passes turns until it is that of a worker who should have the next request. False when none
+// should.
+bool RequestBroker::FindWorker() {
+    for (;;) {
+        const WorkerTurns::Next next = turns_.WhatNext();
+        if (next != WorkerTurns::Next::Pass) return next != WorkerTurns::Next::Wait;
+        zmq_send(back_.get(), kPassed.data(), kPassed.size(), 0);
+        turns_.Passed();
+    }
+}
+
+// Replies go first, and requests wait at the front while the workers can take no more. What has
+// been served is counted ahead of its reply, which then wakes this loop.
 void RequestBroker::Forward(std::stop_token stop) {
     const std::stop_callback end(stop, [this] { zmq_ctx_shutdown(context_.get()); });
-    const auto mayDeal = [this] { return dealt_ - served_ < kMostWithWorkers; };
     while (!stop.stop_requested()) {
-        const bool roomAtBack = IsReady(back_.get(), ZMQ_POLLOUT);
+        turns_.Look(TheClock().TickCount());
+        const bool anyWorker = IsReady(back_.get(), ZMQ_POLLOUT);
+        if (anyWorker && turns_.WhatNext() == WorkerTurns::Next::Ask) Ask();
+        const bool mayDeal = anyWorker && turns_.WhatNext() != WorkerTurns::Next::Wait;
         zmq_pollitem_t items[] = {
-            {back_.get(), 0, static_cast<short>(ZMQ_POLLIN | (roomAtBack ? 0 : ZMQ_POLLOUT)), 0},
+            {back_.get(), 0, static_cast<short>(ZMQ_POLLIN | (anyWorker ? 0 : ZMQ_POLLOUT)), 0},
             {front_.get(), 0, ZMQ_POLLIN, 0},
         };
-        zmq_poll(items, roomAtBack && mayDeal() ? 2 : 1, -1);
+        zmq_poll(items, mayDeal ? 2 : 1, -1);
         for (int n = 0; n < kMessagesPerPoll && MoveReply();)
             ++n;
-        for (int n = 0; n < kMessagesPerPoll && mayDeal() && IsReady(back_.get(), ZMQ_POLLOUT) &&
-                        MoveRequest();)
+        turns_.Look(TheClock().TickCount());
+        if (!anyWorker) continue;
+        for (int n = 0; n < kMessagesPerPoll && FindWorker() && MoveRequest();)
             ++n;
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "access/UnreadReplies.h"
+#include "app/WorkerTurns.h"
 #include "foundation/support/Text.h"
 #include "foundation/support/Zmq.h"
 
@@ -42,6 +43,8 @@ class RequestBroker {
     void StartWorkers(Workers workers);
     void Forward(std::stop_token stop);
     bool MoveReply();
+    void Ask();
+    bool FindWorker();
     bool MoveRequest();
 
     TradeApi& tradeApi_;
@@ -52,9 +55,8 @@ class RequestBroker {
     ZmqSocket front_;
     ZmqSocket back_;
     std::string relaySecret_;
-    std::vector<ZmqMessage> reply_;         // on its way
-    std::uint64_t dealt_ = 0;               // bytes of requests, ever
-    std::atomic<std::uint64_t> served_ = 0; // of these, those that have been answered
+    std::vector<ZmqMessage> reply_; // on its way
+    WorkerTurns turns_;
     std::atomic<int> port_ = 0;
     std::vector<std::jthread> workers_;
     std::jthread thread_;

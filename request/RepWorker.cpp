@@ -61,9 +61,9 @@ std::uint64_t RequestsServed() { return requestsServed; }
 
 RepWorker::RepWorker(Text loginType, const std::string& relaySecret, Feed* feed)
     : context_(MakeZmqContext()), socket_(zmq_socket(context_.get(), ZMQ_REP)),
-      processId_(CurrentProcessId()), serviceKey_(GetSetting(L"ServiceKey")),
-      loginType_(std::move(loginType)), feed_(feed) {
-    SaySecret(socket_.get(), relaySecret);
+      relaySecret_(relaySecret), processId_(CurrentProcessId()),
+      serviceKey_(GetSetting(L"ServiceKey")), loginType_(std::move(loginType)), feed_(feed) {
+    SaySecret(socket_.get(), relaySecret_);
 }
 
 RepWorker::~RepWorker() { CppUtility::UnregisterNotification(kRemoveLoginInfo, this); }
@@ -101,6 +101,7 @@ void RepWorker::ServeNext() {
         more = rest.Receive(socket_.get()) && rest.HasMore();
         bytes_ += rest.Bytes().size();
     }
+    if (message.Bytes() == relaySecret_) return AnswerTheBroker();
     replied_ = false;
     failed_ = false;
     activity_.Begin(kNoRequest.data(), CountsOf(nullptr));
@@ -204,9 +205,22 @@ void RepWorker::SendData(std::string json, bool log) {
         std::move(json)); // without memory for it nothing has been replied
     replied_ = true;
     ++requestsServed;
-    if (served_ != nullptr) *served_ += std::exchange(bytes_, 0);
+    Count();
     activity_.End(failed_); // before the client knows: who then asks for it finds it counted
     reply.Send(socket_.get(), 0);
+}
+
+void RepWorker::Count() {
+    if (done_ == nullptr) return;
+    done_->bytes += std::exchange(bytes_, 0);
+    ++done_->requests;
+}
+
+// It wants to know whose turn it was, and looks at the counts. No client knows the secret.
+void RepWorker::AnswerTheBroker() {
+    bytes_ = 0;
+    Count();
+    ZmqMessage().Send(socket_.get(), 0);
 }
 
 void RepWorker::OnNotification(const wchar_t* name, const wchar_t* param) {

@@ -5,8 +5,8 @@
 #include "foundation/support/Zmq.h"
 #include "request/Activity.h"
 #include "request/Envelope.h"
+#include "request/WorkDone.h"
 
-#include <atomic>
 #include <cstdint>
 #include <map>
 #include <stop_token>
@@ -32,9 +32,8 @@ class RepWorker final : public CppUtility::ReceiveNotification {
     RepWorker(Text loginType, const std::string& relaySecret, Feed* feed = nullptr);
     ~RepWorker();
 
-    // Adds up there how many bytes of requests have been served, each ahead of its reply. To be
-    // called before the service is started.
-    void CountServed(std::atomic<std::uint64_t>& bytes) { served_ = &bytes; }
+    // Counts there what it serves. To be called before the service is started.
+    void CountServed(WorkDone& done) { done_ = &done; }
 
     // Serves until a stop is requested; returns at once when the socket cannot connect.
     void StartService(TradeApi& tradeApi, std::stop_token stop);
@@ -74,12 +73,15 @@ class RepWorker final : public CppUtility::ReceiveNotification {
 
   private:
     void ServeNext();
+    void Count();
+    void AnswerTheBroker();
     void Run(const Operation& operation, const JsonValue& root);
     bool Admit(const Operation& operation, const Request& request);
     void WaitForTradeData();
 
     ZmqContext context_;
     ZmqSocket socket_;
+    std::string relaySecret_;
     TradeApi* tradeApi_ = nullptr;
     Mutex sendLock_;                                  // around each reply
     std::map<Text, Text, std::less<>> contractNames_; // list type to alias
@@ -89,7 +91,7 @@ class RepWorker final : public CppUtility::ReceiveNotification {
     Text loginType_;
     Feed* feed_;
     std::stop_token stop_;
-    std::atomic<std::uint64_t>* served_ = nullptr;
+    WorkDone* done_ = nullptr;
     std::uint64_t bytes_ = 0; // of the request at hand, until it is served
     bool replied_ = false;    // to the request at hand
     bool failed_ = false;     // and it was, or will be, a failure

@@ -34,6 +34,24 @@ class WireTest(unittest.TestCase):
         gateway.start_on_paper(*arguments)
         return gateway
 
+    def start_slow(self, delay_ms):
+        gateway = self.new_gateway()
+        slow = {
+            "accounts": [{"brokerId": "B", "account": "1", "balance": 1}],
+            "exchanges": [{"exchange": "X"}],
+            "stocks": [{"security": "A", "exchange": "X", "price": 100, "tick": 1}],
+            "incidents": [{"kind": "delayAnswers", "after": 0, "for": 3600, "delayMs": delay_ms}],
+        }
+        (gateway.folder / "slow.json").write_text(json.dumps(slow))
+        gateway.start(f"paper:{gateway.folder}/slow.json", gateway.system_name, SERVICE_KEY)
+        return gateway
+
+    def keep_workers(self, gateway, client, number):
+        """With so many requests in all on which the platform is long."""
+        while (asked := sum("CANCELORDER" in line for line in gateway.messages())) < number:
+            self.socket(zmq.REQ, client.port).send(client.compose("CANCELORDER", Param={"ReportID": "kept"}))
+            until(lambda: sum("CANCELORDER" in line for line in gateway.messages()) > asked, "the request")
+
     def socket(self, kind, port, host="127.0.0.1"):
         made = connect(kind, port, host)
         self.addCleanup(made.close)
@@ -160,22 +178,32 @@ class Ending(WireTest):
         self.assertEqual(gateway.end(), 0)
 
     def test_it_ends_while_the_platform_keeps_a_handler(self):
-        gateway = self.new_gateway()
-        slow = {
-            "accounts": [{"brokerId": "B", "account": "1", "balance": 1}],
-            "exchanges": [{"exchange": "X"}],
-            "stocks": [{"security": "A", "exchange": "X", "price": 100, "tick": 1}],
-            "incidents": [{"kind": "delayAnswers", "after": 0, "for": 3600, "delayMs": 10000}],
-        }
-        (gateway.folder / "slow.json").write_text(json.dumps(slow))
-        gateway.start(f"paper:{gateway.folder}/slow.json", gateway.system_name, SERVICE_KEY)
+        gateway = self.start_slow(10_000)
         with gateway.logged_in_client() as client:
-            asker = self.socket(zmq.REQ, client.port)
-            asker.send(client.compose("CANCELORDER", Param={"ReportID": "kept"}))
-            until(lambda: any("CANCELORDER" in line for line in gateway.messages()), "the request")
+            self.keep_workers(gateway, client, 1)
         started = time.monotonic()
         self.assertEqual(gateway.end(), 0)
         self.assertLess(time.monotonic() - started, 8)  # the handler is kept for ten
+
+
+class Kept(WireTest):
+    def test_workers_that_are_kept_keep_no_request_of_others(self):
+        """From a burst on one connection, and from clients that wait for each reply."""
+        gateway = self.start_slow(10_000)
+        with gateway.logged_in_client() as client:
+            for kept in (1, 2, 3):
+                self.keep_workers(gateway, client, kept)
+                clients = [self.socket(zmq.DEALER, client.port) for _ in range(10)]
+                pong = client.compose("PONG")
+                for each in clients + 390 * clients[:1]:
+                    each.send_multipart([b"", pong])
+                for each in clients + 390 * clients[:1]:
+                    self.assertTrue(each.poll(3000), f"{kept} kept")
+                    each.recv_multipart()
+                for each in 20 * clients:
+                    each.send_multipart([b"", pong])
+                    self.assertTrue(each.poll(3000), f"{kept} kept")
+                    each.recv_multipart()
 
 
 class LargeRequests(WireTest):

@@ -36,7 +36,7 @@ class OneWorker {
                 replies.emplace_back();
             }
         };
-        RepWorker(L"1", "").StartService(platform_, stop.get_token());
+        RepWorker(L"1", "secret").StartService(platform_, stop.get_token());
         fake_zmq::whenIdle = nullptr;
         Receive(); // what nobody should have sent any more
         return replies;
