@@ -15,7 +15,11 @@ namespace halvane::bench {
 // lock, and a thread that is woken when there was none writes them out.
 class BatchLogger {
   public:
-    explicit BatchLogger(std::string path) : path_(std::move(path)) {}
+    // The names of the files begin with `path`.
+    explicit BatchLogger(std::string path) : path_(std::move(path)) {
+        BeginFile();
+        writer_ = std::jthread([this] { Write(); });
+    }
     ~BatchLogger() {
         {
             const MutexLock guard(lock_);
@@ -62,7 +66,7 @@ class BatchLogger {
             batch.swap(lines_);
             writing_ = true;
             guard.unlock();
-            if (file_.tellp() > kLargest) file_ = std::ofstream(path_, std::ios::binary);
+            if (file_.tellp() > kLargest) BeginFile();
             file_.write(batch.data(), static_cast<std::streamsize>(batch.size())).flush();
             batch.clear();
             guard.lock();
@@ -71,10 +75,17 @@ class BatchLogger {
         }
     }
 
-    static constexpr std::streamoff kLargest = 100 << 20; // then it begins again
+    // Another name each time, as the gateway's log has one: a file that is begun again spares the
+    // disk what was in it.
+    void BeginFile() {
+        file_ = std::ofstream(path_ + "-" + std::to_string(files_++), std::ios::binary);
+    }
+
+    static constexpr std::streamoff kLargest = 100 << 20;
 
     std::string path_;
-    std::ofstream file_{path_, std::ios::binary};
+    int files_ = 0;
+    std::ofstream file_;
     Mutex lock_;
     std::condition_variable_any changed_;
     std::string lines_ GUARDED_BY(lock_);
@@ -82,7 +93,7 @@ class BatchLogger {
     char stamp_[31] GUARDED_BY(lock_) = {}; // with the zero behind its 30 characters
     bool writing_ GUARDED_BY(lock_) = false;
     bool ended_ GUARDED_BY(lock_) = false;
-    std::jthread writer_{[this] { Write(); }};
+    std::jthread writer_;
 };
 
 } // namespace halvane::bench

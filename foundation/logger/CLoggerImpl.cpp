@@ -96,6 +96,8 @@ void CLoggerImpl::FreeLogMsg(const TLogMsg* msg) { LogMsgDeleter()(const_cast<TL
 bool CLoggerImpl::Drain(std::uint32_t timeoutMs) {
     MutexLock guard(lock_);
     const std::uint64_t target = accepted_;
+    hurry_ = true;
+    wake_.notify_one();
     drained_.wait_for(guard, std::chrono::milliseconds(timeoutMs),
                       [&]() REQUIRES(lock_) { return done_ >= target || level_ == LL_NONE; });
     return done_ >= target;
@@ -205,7 +207,8 @@ void CLoggerImpl::RunWriter() noexcept {
         done_ += count;
         drained_.notify_all();
         // What is logged in the meantime wakes nobody, and goes into the file together.
-        wake_.wait_for(guard, kRest, [&]() REQUIRES(lock_) { return level_ == LL_NONE; });
+        wake_.wait_for(guard, kRest, [&]() REQUIRES(lock_) { return level_ == LL_NONE || hurry_; });
+        hurry_ = false;
     }
     queue_ = {};
     queuedBytes_ = 0;

@@ -91,6 +91,7 @@ class CLoggerImpl final : public ILogger {
     std::uint64_t done_ GUARDED_BY(lock_) = 0;      // of these, the writer is done with
     std::uint64_t dropped_ GUARDED_BY(lock_) = 0;   // for want of room, not yet told
     bool signalled_ GUARDED_BY(lock_) = false;      // there is something for the writer to do
+    bool hurry_ GUARDED_BY(lock_) = false;          // somebody waits until it is done
     bool waiting_ GUARDED_BY(lock_) = false;        // the writer sleeps until it is woken
     std::int64_t stamped_ GUARDED_BY(lock_) = -1;   // the millisecond that stamp_ tells
     LineStamp stamp_ GUARDED_BY(lock_){};
