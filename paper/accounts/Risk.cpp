@@ -101,9 +101,9 @@ LotRisk RiskPerLot(const Book& book) {
 
 } // namespace
 
-std::vector<NamedFigure> RiskOf(const Position& position) {
+std::vector<NamedNumber> RiskOf(const Position& position) {
     const LotRisk risk = RiskPerLot(*position.book);
-    std::vector<NamedFigure> figures;
+    std::vector<NamedNumber> figures;
     figures.reserve(3 * std::size(kRisk));
     for (const RiskRow& row : kRisk) {
         const double perLotE10 = risk.*row.perLot * static_cast<double>(kE10);

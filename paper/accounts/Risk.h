@@ -1,9 +1,8 @@
 #pragma once
 
-#include "foundation/support/Text.h"
+#include "paper/base/PaperItem.h"
 
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 namespace halvane::paper {
@@ -15,11 +14,6 @@ struct Position;
 // of 0. Options stand on the future of their month; stocks and futures move with themselves. A day
 // has 1/365 of a year, and the expiry day counts in full. No order and no account hangs on any of
 // this.
-
-struct NamedFigure {
-    TextView name; // lives as long as the program
-    std::int64_t valueE10;
-};
 
 // All figures of a position by the names of position rows and the tracker: of the whole, of what
 // was opened today ("Td") and of what is held since before ("Yd"); the first is the sum of the
@@ -33,7 +27,7 @@ struct NamedFigure {
 //   $Vomma, $Zomma      change of $Vega and of $Gamma per point of volatility
 //   $Speed              change of $Gamma per 1 % of the price
 //   TimeValue           value above what exercising would bring
-std::vector<NamedFigure> RiskOf(const Position& position);
+std::vector<NamedNumber> RiskOf(const Position& position);
 
 // What the model would pay for the position above its last price; 0 for all but options.
 std::int64_t ModelGainE6(const Position& position);

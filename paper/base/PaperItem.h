@@ -44,10 +44,12 @@ template <typename Key> class PaperValues {
     void Clear() {
         count_ = 0;
         places_.fill(0);
+        asBefore_ = true;
     }
 
   private:
-    // Property ids are small: a table tells their rows. All other keys are looked for.
+    // Property ids are small: a table tells their rows. All other keys are looked for, first behind
+    // the one that was found last: they are asked for in the order in which they were put.
     static constexpr std::size_t kIds = std::integral<Key> ? 128 : 0;
     static constexpr std::size_t kUsual = 32; // rows or a little more
 
@@ -60,13 +62,20 @@ template <typename Key> class PaperValues {
         if constexpr (kIds > 0) {
             if (IsSmall(key)) return places_[static_cast<std::size_t>(key)] - std::size_t{1};
         }
-        const auto end = rows_.begin() + static_cast<std::ptrdiff_t>(count_);
-        const auto row =
-            std::find_if(rows_.begin(), end, [&](const auto& each) { return each.first == key; });
-        return static_cast<std::size_t>(row - rows_.begin());
+        const auto isAt = [&](std::size_t at) { return rows_[at].first == key; };
+        std::size_t at = likely_ < count_ && isAt(likely_) ? likely_ : 0;
+        while (at < count_ && !isAt(at))
+            ++at;
+        likely_ = at + 1;
+        return at;
     }
 
     PaperValue& Row(Key key) {
+        if constexpr (kIds == 0) {
+            // As long as keys come as they came for the row before, none has come twice.
+            asBefore_ = asBefore_ && count_ < rows_.size() && rows_[count_].first == key;
+            if (asBefore_) return rows_[count_++].second;
+        }
         if (const std::size_t at = PlaceOf(key); at < count_) return rows_[at].second;
         if (rows_.empty()) rows_.reserve(kUsual);
         if (count_ == rows_.size()) rows_.emplace_back();
@@ -81,6 +90,8 @@ template <typename Key> class PaperValues {
 
     std::vector<std::pair<Key, PaperValue>> rows_;
     std::size_t count_ = 0;                    // of them, the others are kept for later
+    bool asBefore_ = false;                    // the keys so far are those of the last time
+    mutable std::size_t likely_ = 0;           // the row that is asked for next
     std::array<std::uint16_t, kIds> places_{}; // of the rows, from 1
 };
 

@@ -23,7 +23,7 @@ std::int64_t PosFillRatioE10(const Position& position) {
     return fills == 0 ? kNoInt64 : Share(std::abs(position.net), kE10, fills);
 }
 
-void PutProfits(PaperValues<TextView>& figures, const Position& position) {
+void PutProfits(std::vector<NamedNumber>& figures, const Position& position) {
     const PositionDay& day = position.day;
     const std::int64_t modelGain = ModelGainE6(position);
     const std::int64_t today = position.DayProfitE6();
@@ -39,39 +39,37 @@ void PutProfits(PaperValues<TextView>& figures, const Position& position) {
     };
     // clang-format on
     for (const auto& [name, amount] : rows)
-        figures.Put(name, AmountE10(amount));
+        figures.push_back({name, AmountE10(amount)});
 }
 
 // The net open interest in the calls or puts that the position is in, and the parts of it.
-void PutOpenInterest(PaperValues<TextView>& figures, const Position& position, TextView callPut,
+void PutOpenInterest(std::vector<NamedNumber>& figures, const Position& position, TextView callPut,
                      const std::array<TextView, 3>& names) {
     const bool counts = position.book->TheInstrument().callPut == callPut;
     const std::int64_t carried = counts ? position.day.carried : 0;
     const std::int64_t net = counts ? position.net : 0;
-    figures.Put(names[0], net);
-    figures.Put(names[1], net - carried);
-    figures.Put(names[2], carried);
+    figures.push_back({names[0], net});
+    figures.push_back({names[1], net - carried});
+    figures.push_back({names[2], carried});
 }
 
 // Profits, Greeks and the ratio in units of 1e-10, all else whole numbers.
-PaperValues<TextView> FiguresOf(const Position& position) {
-    PaperValues<TextView> figures;
-    for (const auto& [name, value] : RiskOf(position))
-        figures.Put(name, value);
+std::vector<NamedNumber> FiguresOf(const Position& position) {
+    std::vector<NamedNumber> figures = RiskOf(position);
     PutProfits(figures, position);
     PutOpenInterest(figures, position, L"C", {L"CallOI", L"TdCallOI", L"YdCallOI"});
     PutOpenInterest(figures, position, L"P", {L"PutOI", L"TdPutOI", L"YdPutOI"});
-    figures.Put(L"LongOI", position.LongQty());
-    figures.Put(L"ShortOI", position.ShortQty());
-    figures.Put(L"TdOpenQty", position.opened);
-    figures.Put(L"TdCloseQty", position.closed);
-    figures.Put(L"BuyFill", position.bought);
-    figures.Put(L"SellFill", position.sold);
-    figures.Put(L"BSFill", position.bought - position.sold);
-    figures.Put(L"PosFillRatio", PosFillRatioE10(position));
-    figures.Put(L"OrderNumbers", position.day.orders);
-    figures.Put(L"DealNumbers", position.day.deals);
-    figures.Put(L"DeleteNumbers", position.day.deletions);
+    figures.push_back({L"LongOI", position.LongQty()});
+    figures.push_back({L"ShortOI", position.ShortQty()});
+    figures.push_back({L"TdOpenQty", position.opened});
+    figures.push_back({L"TdCloseQty", position.closed});
+    figures.push_back({L"BuyFill", position.bought});
+    figures.push_back({L"SellFill", position.sold});
+    figures.push_back({L"BSFill", position.bought - position.sold});
+    figures.push_back({L"PosFillRatio", PosFillRatioE10(position)});
+    figures.push_back({L"OrderNumbers", position.day.orders});
+    figures.push_back({L"DealNumbers", position.day.deals});
+    figures.push_back({L"DeleteNumbers", position.day.deletions});
     return figures;
 }
 
@@ -82,6 +80,9 @@ void Tracker::Add(const Account& account) {
         rows_.push_back({account.Mask() + L":ALL", position->book->TheInstrument().symbol,
                          FiguresOf(*position)});
     }
+    if (rows_.empty() || !places_.empty()) return;
+    for (const NamedNumber& figure : rows_.front().figures)
+        places_.emplace(figure.name, places_.size());
 }
 
 Text Tracker::Entries() {
@@ -109,7 +110,9 @@ std::int64_t Tracker::Figure(TextView entry, TextView instrument, TextView name)
     // Whoever asks for one figure of a row asks for the others next.
     if (at_ >= rows_.size() || !isIt(rows_[at_]))
         at_ = static_cast<std::size_t>(std::ranges::find_if(rows_, isIt) - rows_.begin());
-    return at_ < rows_.size() ? AsInt64(rows_[at_].figures.Find(name)) : kNoInt64;
+    const auto place = places_.find(name);
+    const bool known = at_ < rows_.size() && place != places_.end();
+    return known ? rows_[at_].figures[place->second].value : kNoInt64;
 }
 
 } // namespace halvane::paper

@@ -3,6 +3,7 @@
 #include "paper/base/PaperItem.h"
 #include "tradeapi/Items.h"
 
+#include <unordered_map>
 #include <vector>
 
 namespace halvane::paper {
@@ -23,10 +24,11 @@ class Tracker : public PositionTracker {
   private:
     struct Row {
         Text entry, instrument;
-        PaperValues<TextView> figures;
+        std::vector<NamedNumber> figures; // the same ones in each row
     };
-    std::vector<Row> rows_; // those of one entry stand together
-    std::size_t at_ = 0;    // the row that was asked for last
+    std::vector<Row> rows_;                            // those of one entry stand together
+    std::unordered_map<TextView, std::size_t> places_; // of the figures
+    std::size_t at_ = 0;                               // the row that was asked for last
 };
 
 } // namespace halvane::paper

@@ -107,10 +107,10 @@ TEST_F(RiskTest, RowsTrackerAndFundsAgree) {
 TEST_F(RiskTest, TakesTheNearestLimit) {
     Position position{.book = exchange_.FindBook(kCall)};
     position.net = -1'000'000'000;
-    for (const NamedFigure& figure : RiskOf(position)) {
-        EXPECT_NE(figure.valueE10, kNoInt64);
+    for (const NamedNumber& figure : RiskOf(position)) {
+        EXPECT_NE(figure.value, kNoInt64);
         if (figure.name == L"$Gamma") {
-            EXPECT_LT(figure.valueE10, -9'223'372'036'854'000'000);
+            EXPECT_LT(figure.value, -9'223'372'036'854'000'000);
         }
     }
 }
