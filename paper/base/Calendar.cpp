@@ -12,7 +12,9 @@ Stamp StampOf(LocalMs moment) {
     const Day day = DayOf(moment);
     const chrono::hh_mm_ss time(chrono::milliseconds(TimeOfDayMs(moment)));
     const auto number = [](auto part) { return static_cast<std::int32_t>(part.count()); };
-    return {ToInt32(DateText(day)),
+    const unsigned monthAndDay =
+        static_cast<unsigned>(day.month()) * 100 + static_cast<unsigned>(day.day());
+    return {static_cast<int>(day.year()) * 10000 + static_cast<int>(monthAndDay),
             ((number(time.hours()) * 100 + number(time.minutes())) * 100 + number(time.seconds())) *
                     1000 +
                 number(time.subseconds())};
