@@ -10,11 +10,14 @@
 #include "foundation/support/Settings.h"
 #include "foundation/support/Utf.h"
 
+#include <utility>
+
 namespace halvane {
 namespace {
 
 constexpr std::uint32_t kLookMs = 500; // between two looks at the clients' files
 constexpr int kMessagesPerPoll = 64;
+constexpr std::uint32_t kAgainMs = 10;
 
 // Where a program on this machine reaches a port that is bound to `MyIP`.
 std::string PlainEndpoint(TextView port) {
@@ -77,6 +80,8 @@ void AccessDoor::Serve(std::stop_token stop) {
                        failed);
         });
     Log().Info(L"[Access]encrypted requests at %s:%d", config_.ip, config_.requestPort);
+    clients_.Refresh();
+    doors.Refresh();
     Forward(stop, zap, requests, doors);
 }
 
@@ -87,32 +92,43 @@ bool AccessDoor::WaitForPlainPort(std::stop_token stop) {
     return true;
 }
 
-// Replies and publications go first. Requests wait at the door while the gateway takes no more.
+// What fails, for want of memory as a rule, is lost, and the next is moved.
 void AccessDoor::Forward(std::stop_token stop, ZapSocket& zap, RequestDoor& requests,
                          PublishDoors& doors) {
-    clients_.Refresh();
-    doors.Refresh();
-    const ZapJudge judge = [this](const ZapRequest& request) { return Judge(request); };
-    while (!stop.stop_requested()) {
-        LookAround(doors);
-        const bool room = IsReady(requests.Back(), ZMQ_POLLOUT);
-        zmq_pollitem_t items[] = {
-            {requests.Back(), 0, static_cast<short>(ZMQ_POLLIN | (room ? 0 : ZMQ_POLLOUT)), 0},
-            {doors.Source(), 0, ZMQ_POLLIN, 0},
-            {zap.Get(), 0, ZMQ_POLLIN, 0},
-            {requests.Front(), 0, ZMQ_POLLIN, 0},
-        };
-        zmq_poll(items, room ? 4 : 3, kLookMs / 2);
-        for (int n = 0; n < kMessagesPerPoll && requests.MoveReply();)
-            ++n;
-        for (int n = 0; n < kMessagesPerPoll && doors.MovePublication();)
-            ++n;
-        while (zap.AnswerNext(judge)) {
+    for (bool failed = false; !stop.stop_requested();) {
+        try {
+            Step(zap, requests, doors);
+            failed = false;
+        } catch (const std::exception& error) {
+            if (!std::exchange(failed, true))
+                Log().Error(L"[Access]forwarding failed, what was at hand is lost: %s",
+                            ReasonOf(error));
+            TheClock().Sleep(kAgainMs, stop);
         }
-        for (int n = 0; n < kMessagesPerPoll && IsReady(requests.Back(), ZMQ_POLLOUT) &&
-                        requests.MoveRequest();)
-            ++n;
     }
+}
+
+// Replies and publications go first. Requests wait at the door while the gateway takes no more.
+void AccessDoor::Step(ZapSocket& zap, RequestDoor& requests, PublishDoors& doors) {
+    LookAround(doors);
+    const bool room = IsReady(requests.Back(), ZMQ_POLLOUT);
+    zmq_pollitem_t items[] = {
+        {requests.Back(), 0, static_cast<short>(ZMQ_POLLIN | (room ? 0 : ZMQ_POLLOUT)), 0},
+        {doors.Source(), 0, ZMQ_POLLIN, 0},
+        {zap.Get(), 0, ZMQ_POLLIN, 0},
+        {requests.Front(), 0, ZMQ_POLLIN, 0},
+    };
+    zmq_poll(items, room ? 4 : 3, kLookMs / 2);
+    for (int n = 0; n < kMessagesPerPoll && requests.MoveReply();)
+        ++n;
+    for (int n = 0; n < kMessagesPerPoll && doors.MovePublication();)
+        ++n;
+    const ZapJudge judge = [this](const ZapRequest& request) { return Judge(request); };
+    while (zap.AnswerNext(judge)) {
+    }
+    for (int n = 0;
+         n < kMessagesPerPoll && IsReady(requests.Back(), ZMQ_POLLOUT) && requests.MoveRequest();)
+        ++n;
 }
 
 void AccessDoor::LookAround(PublishDoors& doors) {

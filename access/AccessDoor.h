@@ -26,6 +26,7 @@ class AccessDoor {
     void Serve(std::stop_token stop);
     bool WaitForPlainPort(std::stop_token stop);
     void Forward(std::stop_token stop, ZapSocket& zap, RequestDoor& requests, PublishDoors& doors);
+    void Step(ZapSocket& zap, RequestDoor& requests, PublishDoors& doors);
     void LookAround(PublishDoors& doors);
     std::optional<std::string> Judge(const ZapRequest& request);
     const wchar_t* WhyNot(const ZapRequest& request, const AccessClient* client) const;

@@ -117,8 +117,9 @@ void RequestDoor::Judge(const AccessClient& client) {
 }
 
 void RequestDoor::Forward(const std::string& key, const ReplyJob& job) {
-    ZmqMessage(key).Send(back_.get(), ZMQ_SNDMORE);
-    ZmqMessage(job.ToFrame()).Send(back_.get(), ZMQ_SNDMORE);
+    ZmqMessage who(key), what(job.ToFrame()); // both, or no message begins
+    who.Send(back_.get(), ZMQ_SNDMORE);
+    what.Send(back_.get(), ZMQ_SNDMORE);
     SendParts(back_.get(), parts_);
 }
 
@@ -129,10 +130,11 @@ void RequestDoor::Refuse(const JsonValue& request, TextView reason) {
 
 // To the client whose message is at hand. A body that takes the place of its own gets a zero byte.
 void RequestDoor::Answer(std::string_view body) {
+    ZmqMessage own(std::string(body) + '\0');
     const auto isEmpty = [](ZmqMessage& part) { return part.Bytes().empty(); };
     const auto delimiter = std::find_if(parts_.begin() + 1, parts_.end(), isEmpty);
     parts_.erase(delimiter + 1, parts_.end());
-    parts_.emplace_back(std::string(body) + '\0');
+    parts_.push_back(std::move(own));
     if (unread_.Admit(parts_.front().Bytes(), parts_.back())) SendParts(front_.get(), parts_);
 }
 

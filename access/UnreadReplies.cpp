@@ -18,12 +18,12 @@ bool UnreadReplies::Admit(std::string_view identity, ZmqMessage& body) {
     const auto bytes = static_cast<std::int64_t>(body.Bytes().size()) + kOverhead;
     if (client.bytes == 0) client.told = false;
     if (HasRoom(client, bytes)) {
-        client.all += bytes;
-        client.bytes += bytes;
         body.OnRelease([&client, bytes] {
             client.all -= bytes;
             client.bytes -= bytes; // last: a client with nothing unread may be forgotten
         });
+        client.all += bytes;
+        client.bytes += bytes;
         return true;
     }
     ++lost_;

@@ -12,13 +12,13 @@
 
 #include <algorithm>
 #include <functional>
+#include <new>
 #include <optional>
 
 namespace halvane {
 namespace {
 
 constexpr int kPortsPerTurn = 10000;
-constexpr int kMessagesPerPoll = 64;
 constexpr std::size_t kSecretBytes = 16;
 constexpr const char* kRelay = "relay"; // the domain of the back socket
 
@@ -38,9 +38,6 @@ constexpr int kKeepAliveProbes = 3;
 // On the back socket, where WorkerTurns has a limit. Buffers smaller than a segment of the loopback
 // interface make large requests wait for acknowledgements.
 constexpr int kLinkBufferBytes = 65536;
-
-// Not an envelope, so that the socket of a worker drops it.
-constexpr std::string_view kPassed = "-";
 
 // Binds to `port` or the next free one below `end`, beginning again 10,000 lower there. Nothing
 // when a stop was requested.
@@ -79,6 +76,7 @@ void RequestBroker::Serve(std::stop_token stop) {
     context_ = MakeZmqContext();
     front_.reset(zmq_socket(context_.get(), ZMQ_ROUTER));
     back_.reset(zmq_socket(context_.get(), ZMQ_DEALER));
+    if (front_ == nullptr || back_ == nullptr) throw std::bad_alloc();
     relaySecret_ = HexDigits(RandomBytes(kSecretBytes));
     AddressGuard guard(GetSetting(L"AllowAtPlainPorts"), GetSetting(L"MyIP"), [](const Text& from) {
         Log().Warn(L"[RequestBroker]a connection from %s was not let in", from);
@@ -96,7 +94,7 @@ void RequestBroker::Serve(std::stop_token stop) {
     std::ranges::generate(
         workers, [this] { return std::make_unique<RepWorker>(loginType_, relaySecret_, feed_); });
     for (std::size_t n = 0; n < workers.size(); ++n)
-        workers[n]->CountServed(turns_.DoneBy(n));
+        workers[n]->CountServed(forwarding_.DoneBy(n));
     const auto frontIp = [] { return GetSetting(L"MyIP"); };
     const auto front =
         BindToNextFree(front_.get(), frontIp, ToInt32(GetSetting(L"RepPort")), 60000, stop);
@@ -115,7 +113,8 @@ void RequestBroker::Serve(std::stop_token stop) {
     });
     SetSetting(L"RelayPort", DecimalText(*back)); // before the workers, which read it
     StartWorkers(std::move(workers));
-    Forward(stop);
+    const std::stop_callback end(stop, [this] { zmq_ctx_shutdown(context_.get()); });
+    forwarding_.Run(front_.get(), back_.get(), relaySecret_, stop);
 }
 
 void RequestBroker::PrepareSockets() {
@@ -139,77 +138,6 @@ void RequestBroker::StartWorkers(Workers workers) {
         workers_.emplace_back([this, worker = std::move(each)](std::stop_token stop) {
             worker->StartService(tradeApi_, stop);
         });
-    }
-}
-
-// Moves one reply, its client's identity in the first frame, or drops it when that client reads
-// none. False when there was none.
-bool RequestBroker::MoveReply() {
-    if (!ReceiveParts(back_.get(), reply_, ZMQ_DONTWAIT)) return false;
-    if (reply_.front().Bytes().empty()) return true; // to the broker itself
-    if (unread_.Admit(reply_.front().Bytes(), reply_.back())) SendParts(front_.get(), reply_);
-    return true;
-}
-
-// Moves one request. False when there was none. One without an empty frame before the last has no
-// reply: it is dropped at the workers' end.
-bool RequestBroker::MoveRequest() {
-    bool behind = false;
-    std::uint64_t bytes = 0; // behind the empty frame
-    for (bool first = true, more = true; more; first = false) {
-        ZmqMessage part;
-        if (!part.Receive(front_.get(), first ? ZMQ_DONTWAIT : 0)) return false;
-        more = part.HasMore();
-        const std::size_t size = part.Bytes().size();
-        bytes += behind ? size : 0;
-        behind = behind || (size == 0 && more);
-        part.Send(back_.get(), more ? ZMQ_SNDMORE : 0);
-    }
-    if (behind)
-        turns_.Dealt(bytes);
-    else
-        turns_.Passed();
-    return true;
-}
-
-// A worker answers its secret without a word in the log.
-void RequestBroker::Ask() {
-    zmq_send(back_.get(), nullptr, 0, ZMQ_SNDMORE);
-    zmq_send(back_.get(), relaySecret_.data(), relaySecret_.size(), 0);
-    turns_.Dealt(0);
-}
-
-// Passes turns until it is that of a worker who should have the next request. False when none
-// should.
-bool RequestBroker::FindWorker() {
-    for (;;) {
-        const WorkerTurns::Next next = turns_.WhatNext();
-        if (next != WorkerTurns::Next::Pass) return next != WorkerTurns::Next::Wait;
-        zmq_send(back_.get(), kPassed.data(), kPassed.size(), 0);
-        turns_.Passed();
-    }
-}
-
-// Replies go first, and requests wait at the front while the workers can take no more. What has
-// been served is counted ahead of its reply, which then wakes this loop.
-void RequestBroker::Forward(std::stop_token stop) {
-    const std::stop_callback end(stop, [this] { zmq_ctx_shutdown(context_.get()); });
-    while (!stop.stop_requested()) {
-        turns_.Look(TheClock().TickCount());
-        const bool anyWorker = IsReady(back_.get(), ZMQ_POLLOUT);
-        if (anyWorker && turns_.WhatNext() == WorkerTurns::Next::Ask) Ask();
-        const bool mayDeal = anyWorker && turns_.WhatNext() != WorkerTurns::Next::Wait;
-        zmq_pollitem_t items[] = {
-            {back_.get(), 0, static_cast<short>(ZMQ_POLLIN | (anyWorker ? 0 : ZMQ_POLLOUT)), 0},
-            {front_.get(), 0, ZMQ_POLLIN, 0},
-        };
-        zmq_poll(items, mayDeal ? 2 : 1, -1);
-        for (int n = 0; n < kMessagesPerPoll && MoveReply();)
-            ++n;
-        turns_.Look(TheClock().TickCount());
-        if (!anyWorker) continue;
-        for (int n = 0; n < kMessagesPerPoll && FindWorker() && MoveRequest();)
-            ++n;
     }
 }
 

@@ -1,12 +1,10 @@
 #pragma once
 
-#include "access/UnreadReplies.h"
-#include "app/WorkerTurns.h"
+#include "app/Forwarding.h"
 #include "foundation/support/Text.h"
 #include "foundation/support/Zmq.h"
 
 #include <atomic>
-#include <cstdint>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -41,22 +39,15 @@ class RequestBroker {
     void Serve(std::stop_token stop);
     void PrepareSockets();
     void StartWorkers(Workers workers);
-    void Forward(std::stop_token stop);
-    bool MoveReply();
-    void Ask();
-    bool FindWorker();
-    bool MoveRequest();
 
     TradeApi& tradeApi_;
     Text loginType_;
     Feed* feed_;
-    UnreadReplies unread_{L"[RequestBroker]"};
+    Forwarding forwarding_;
     ZmqContext context_; // its end releases what is unread
     ZmqSocket front_;
     ZmqSocket back_;
     std::string relaySecret_;
-    std::vector<ZmqMessage> reply_; // on its way
-    WorkerTurns turns_;
     std::atomic<int> port_ = 0;
     std::vector<std::jthread> workers_;
     std::jthread thread_;

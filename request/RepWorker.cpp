@@ -98,7 +98,7 @@ void RepWorker::ServeNext() {
     bytes_ = message.Bytes().size();
     for (bool more = message.HasMore(); more; oneFrame = false) {
         ZmqMessage rest;
-        more = rest.Receive(socket_.get()) && rest.HasMore();
+        more = rest.ReceiveRest(socket_.get()) && rest.HasMore();
         bytes_ += rest.Bytes().size();
     }
     if (message.Bytes() == relaySecret_) return AnswerTheBroker();

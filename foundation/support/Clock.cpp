@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <new>
+#include <thread>
 #include <utility>
 
 namespace halvane {
@@ -28,10 +30,16 @@ class SystemClock : public Clock {
     }
 
     bool Sleep(std::uint32_t timeMs, std::stop_token stop) override {
-        Mutex mutex;
-        std::condition_variable_any wake;
-        MutexLock lock(mutex);
-        wake.wait_for(lock, stop, milliseconds(timeMs), [] { return false; });
+        const auto end = steady_clock::now() + milliseconds(timeMs);
+        try {
+            Mutex mutex;
+            std::condition_variable_any wake;
+            MutexLock lock(mutex);
+            wake.wait_until(lock, stop, end, [] { return false; });
+        } catch (const std::bad_alloc&) { // who waits for memory may not need any for it
+            while (!stop.stop_requested() && steady_clock::now() < end)
+                std::this_thread::sleep_for(milliseconds(1));
+        }
         return !stop.stop_requested();
     }
 };

@@ -1,5 +1,7 @@
 #include "foundation/support/Zap.h"
 
+#include "foundation/support/Clock.h"
+
 #include <cerrno>
 
 namespace halvane {
@@ -8,17 +10,6 @@ namespace {
 constexpr const char* kAddress = "inproc://zeromq.zap.01";
 constexpr const char* kVersion = "1.0";
 constexpr const char* kName = "halvane";
-
-std::vector<std::string> ReceiveAll(void* socket, int flags) {
-    std::vector<std::string> frames;
-    for (bool more = true; more;) {
-        ZmqMessage part;
-        if (!part.Receive(socket, frames.empty() ? flags : 0)) return {};
-        more = part.HasMore();
-        frames.emplace_back(part.Bytes());
-    }
-    return frames;
-}
 
 void SendText(void* socket, std::string_view text, int flags) {
     zmq_send(socket, text.data(), text.size(), flags);
@@ -35,27 +26,43 @@ ZapSocket::ZapSocket(void* context) : socket_(zmq_socket(context, ZMQ_REP)) {
 }
 
 // A question is: version, number, domain, address, identity, mechanism, credentials; an answer:
-// version, number, status, its text, user, metadata.
+// version, number, status, its text, user, metadata. Where there is no memory to judge somebody, he
+// is not let in, and comes again.
 bool ZapSocket::AnswerNext(const ZapJudge& judge, int flags) {
-    constexpr std::size_t kFixed = 6;
-    const std::vector<std::string> frames = ReceiveAll(socket_.get(), flags);
-    if (frames.empty()) return false;
+    if (!ReceiveParts(socket_.get(), question_, flags)) return false;
     std::optional<std::string> user;
-    if (frames.size() >= kFixed && frames[0] == kVersion)
-        user = judge({frames[2], frames[3], frames[5], {frames.begin() + kFixed, frames.end()}});
+    try {
+        user = Judge(judge);
+    } catch (const std::exception&) {
+        user.reset();
+    }
     SendText(socket_.get(), kVersion, ZMQ_SNDMORE);
-    SendText(socket_.get(), frames.size() > 1 ? frames[1] : "", ZMQ_SNDMORE);
+    SendText(socket_.get(), question_.size() > 1 ? question_[1].Bytes() : "", ZMQ_SNDMORE);
     SendText(socket_.get(), user ? "200" : "400", ZMQ_SNDMORE);
     SendText(socket_.get(), user ? "OK" : "not let in", ZMQ_SNDMORE);
-    SendText(socket_.get(), user.value_or(""), ZMQ_SNDMORE);
+    SendText(socket_.get(), user ? std::string_view(*user) : "", ZMQ_SNDMORE);
     SendText(socket_.get(), "", 0);
     return true;
+}
+
+std::optional<std::string> ZapSocket::Judge(const ZapJudge& judge) {
+    constexpr std::size_t kFixed = 6;
+    std::vector<std::string> frames;
+    for (ZmqMessage& each : question_)
+        frames.emplace_back(each.Bytes());
+    if (frames.size() < kFixed || frames[0] != kVersion) return std::nullopt;
+    return judge({frames[2], frames[3], frames[5], {frames.begin() + kFixed, frames.end()}});
 }
 
 ZapThread::ZapThread(void* context, ZapJudge judge)
     : context_(context),
       thread_([asked = ZapSocket(context), judge = std::move(judge)](std::stop_token stop) mutable {
-          while (!stop.stop_requested() && (asked.AnswerNext(judge, 0) || zmq_errno() == EINTR)) {
+          while (!stop.stop_requested()) {
+              try {
+                  if (!asked.AnswerNext(judge, 0) && zmq_errno() != EINTR) return;
+              } catch (const std::exception&) { // no memory for a question: it is read on
+                  TheClock().Sleep(1, stop);
+              }
           }
       }) {}
 

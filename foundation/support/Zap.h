@@ -29,11 +29,15 @@ class ZapSocket {
 
     void* Get() { return socket_.get(); } // to be polled
 
-    // Answers one question. False when there was none to answer.
+    // Answers one question. False when there was none to answer. Throws without memory to read it,
+    // and may be called again.
     bool AnswerNext(const ZapJudge& judge, int flags = ZMQ_DONTWAIT);
 
   private:
+    std::optional<std::string> Judge(const ZapJudge& judge);
+
     ZmqSocket socket_;
+    std::vector<ZmqMessage> question_;
 };
 
 // The same with a thread of its own, on which the judge is called.

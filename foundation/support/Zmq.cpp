@@ -64,7 +64,7 @@ bool IsReady(void* socket, int events) {
 }
 
 ZmqMessage::ZmqMessage(std::string_view bytes) {
-    if (zmq_msg_init_size(&message_, bytes.size()) != 0) throw std::bad_alloc();
+    if (zmq_msg_init_size(&message_, bytes.size()) != 0) throw std::bad_alloc(); // no destructor
     if (!bytes.empty()) std::memcpy(zmq_msg_data(&message_), bytes.data(), bytes.size());
 }
 
@@ -74,18 +74,23 @@ void ZmqMessage::OnRelease(std::function<void()> work) {
     zmq_msg_move(&watched->content, &message_);
     void* const data = zmq_msg_data(&watched->content); // short ones lie in the message itself
     const std::size_t size = zmq_msg_size(&watched->content);
-    if (zmq_msg_init_data(&message_, data, size, ReleaseContent, watched.get()) != 0)
+    if (!TakeOver(data, size, ReleaseContent, watched.get())) {
+        zmq_msg_move(&message_, &watched->content);
         throw std::bad_alloc();
+    }
     HAND_OVER(watched.get());
     static_cast<void>(watched.release()); // the library's from here on
 }
 
 bool ReceiveParts(void* socket, std::vector<ZmqMessage>& parts, int flags) {
-    parts.clear();
+    if (!parts.empty() && !parts.back().HasMore()) parts.clear();
     do {
-        ZmqMessage part;
-        if (!part.Receive(socket, parts.empty() ? flags : 0)) return false;
-        parts.push_back(std::move(part));
+        parts.emplace_back(); // nothing is taken for which there is no place
+        if (parts.size() == 1 ? parts.back().Receive(socket, flags)
+                              : parts.back().ReceiveRest(socket))
+            continue;
+        parts.pop_back();
+        return false;
     } while (parts.back().HasMore());
     return true;
 }
@@ -100,12 +105,26 @@ bool SendParts(void* socket, std::span<ZmqMessage> parts) {
 ZmqMessage ZmqMessage::WithTrailingZero(std::string bytes) {
     ZmqMessage message;
     auto owner = std::make_unique<std::string>(std::move(bytes));
-    if (zmq_msg_init_data(&message.message_, owner->data(), owner->size() + 1, ReleaseBytes,
-                          owner.get()) != 0)
+    if (!message.TakeOver(owner->data(), owner->size() + 1, ReleaseBytes, owner.get()))
         throw std::bad_alloc();
     HAND_OVER(owner.get());
     static_cast<void>(owner.release()); // the library's from here on
     return message;
+}
+
+// What the library could not make is no message, and may not be closed.
+bool ZmqMessage::TakeOver(void* data, std::size_t size, zmq_free_fn* release, void* hint) {
+    if (zmq_msg_init_data(&message_, data, size, release, hint) == 0) return true;
+    zmq_msg_init(&message_);
+    return false;
+}
+
+bool ZmqMessage::ReceiveRest(void* socket) {
+    bool received = false;
+    do {
+        received = Receive(socket);
+    } while (!received && zmq_errno() == EINTR);
+    return received;
 }
 
 bool ZmqMessage::Send(void* socket, int flags) {

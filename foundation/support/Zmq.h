@@ -55,11 +55,13 @@ class ZmqMessage {
     [[nodiscard]] bool Receive(void* socket, int flags = 0) {
         return zmq_msg_recv(&message_, socket, flags) >= 0;
     }
+    // A further part of a message that has begun, which is there. False when the context is ending.
+    [[nodiscard]] bool ReceiveRest(void* socket);
     // The message is empty afterwards when it was taken; false when it was not.
     bool Send(void* socket, int flags);
 
     // Has `work` done once the library has sent the content to the last byte, or dropped it: on one
-    // of its own threads. The content is not copied.
+    // of its own threads. The content is not copied. Where it throws nothing has changed.
     void OnRelease(std::function<void()> work);
 
     // The same content again, which is not copied.
@@ -81,10 +83,13 @@ class ZmqMessage {
     }
 
   private:
+    bool TakeOver(void* data, std::size_t size, zmq_free_fn* release, void* hint);
+
     zmq_msg_t message_;
 };
 
-// Receives one whole message. False when there was none, or no more of it.
+// Receives one whole message, or the rest of one: `parts` are those of the last call, and where
+// that has thrown this one goes on. False when there was none.
 [[nodiscard]] bool ReceiveParts(void* socket, std::vector<ZmqMessage>& parts, int flags);
 
 // Sends parts as one message; they are empty afterwards. False, and as good as lost, when they

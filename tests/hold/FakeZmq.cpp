@@ -317,6 +317,7 @@ int zmq_setsockopt(void* handle, int option, const void* value, std::size_t size
 
 int zmq_getsockopt(void* handle, int option, void* value, std::size_t* size) {
     if (handle == nullptr || option == ZMQ_LAST_ENDPOINT) return Failure(EINVAL);
+    if (LetFail("zmq_getsockopt")) return Failure(EINTR);
     const MutexLock guard(TheNetwork().lock);
     const int events = EventsOf(*static_cast<Socket*>(handle));
     std::memcpy(value, &events, *size);
@@ -363,8 +364,16 @@ int zmq_socket_monitor(void* handle, const char* endpoint, int) {
 }
 
 int zmq_poll(zmq_pollitem_t* items, int count, long timeoutMs) {
+    if (LetFail("zmq_poll")) return Failure(ENOMEM);
     MutexLock guard(TheNetwork().lock);
-    for (;;) {
+    for (bool idle = false;; idle = true) {
+        if (idle && whenIdle) {
+            guard.unlock();
+            whenIdle();
+            guard.lock();
+        } else if (idle) {
+            TheNetwork().changed.wait(guard);
+        }
         int ready = 0;
         for (zmq_pollitem_t* each = items; each != items + count; ++each) {
             if (each->socket == nullptr) return Failure(ENOTSOCK);
@@ -374,7 +383,6 @@ int zmq_poll(zmq_pollitem_t* items, int count, long timeoutMs) {
             ready += each->revents != 0 ? 1 : 0;
         }
         if (ready > 0 || timeoutMs >= 0) return ready;
-        TheNetwork().changed.wait(guard);
     }
 }
 
@@ -383,10 +391,20 @@ int zmq_msg_init(zmq_msg_t* message) {
     return 0;
 }
 
+int zmq_msg_init_size(zmq_msg_t* message, std::size_t size) {
+    const Inside here;
+    if (LetFail("zmq_msg_init_size")) return Failure(ENOMEM);
+    In(message) = {NewContent(std::string(size, '\0')), false};
+    return 0;
+}
+
 int zmq_msg_init_data(zmq_msg_t* message, void* data, std::size_t size, zmq_free_fn* release,
                       void* hint) {
     const Inside here;
-    if (LetFail("zmq_msg_init_data")) return Failure(ENOMEM);
+    if (LetFail("zmq_msg_init_data")) { // what the library leaves is no message
+        In(message).content = reinterpret_cast<Content*>(1);
+        return Failure(ENOMEM);
+    }
     ++handles;
     In(message) = {new Content{{}, data, size, release, hint}, false};
     return 0;

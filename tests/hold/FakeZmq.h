@@ -13,8 +13,8 @@ namespace halvane::fake_zmq {
 // set while no other thread is in the library.
 extern std::function<bool(const char* call)> fails;
 
-// Called where a receive would have to wait, instead of waiting: it sends something, or ends the
-// context.
+// Called where a receive or a poll would have to wait, instead of waiting: it sends something, or
+// ends the context.
 extern std::function<void()> whenIdle;
 
 // Whether this thread is inside, where the real library would not use our operators.

@@ -1,4 +1,5 @@
 #include "app/CHalvaneDlg.h"
+#include "app/Forwarding.h"
 #include "app/QueueLoop.h"
 #include "foundation/cpputility/BaseData.h"
 #include "foundation/cpputility/TopicBoard.h"
@@ -246,6 +247,73 @@ bool PostWithout(const Event& event, Lack lack, int n) {
     return failing.End();
 }
 
+// --- the broker's loop
+// -------------------------------------------------------------------------------
+
+const Event kForwarding[] = {{"forwarding", NoPublisher}};
+
+ZmqSocket OpenSocket(const ZmqContext& context, int type, int port, bool binds) {
+    ZmqSocket socket(zmq_socket(context.get(), type));
+    const std::string endpoint = "tcp://127.0.0.1:" + std::to_string(port);
+    EXPECT_EQ((binds ? zmq_bind : zmq_connect)(socket.get(), endpoint.c_str()), 0);
+    return socket;
+}
+
+void AskThrough(void* client) {
+    for (const char* body : {"one", "two", "three"}) {
+        for (const char* hop : {"first", "second", "third", ""})
+            ZmqMessage(hop).Send(client, ZMQ_SNDMORE);
+        ZmqMessage(body).Send(client, 0);
+    }
+    ZmqMessage("nothing that can be answered").Send(client, 0);
+}
+
+std::vector<std::string> HeardBy(void* client) {
+    std::vector<std::string> bodies;
+    for (std::vector<ZmqMessage> parts; ReceiveParts(client, parts, ZMQ_DONTWAIT);) {
+        EXPECT_EQ(parts.size(), 5U) << "in its envelope";
+        bodies.emplace_back(parts.back().Bytes());
+    }
+    return bodies;
+}
+
+// Two clients and a worker act on the thread of the loop while it waits: they ask three times each,
+// and do so again when nothing fails any more.
+bool ForwardWithout(Lack lack, int n) {
+    ScriptedTradeApi platform;
+    Forwarding forwarding;
+    const ZmqContext context = MakeZmqContext();
+    const ZmqSocket front = OpenSocket(context, ZMQ_ROUTER, 41000, true);
+    const ZmqSocket back = OpenSocket(context, ZMQ_DEALER, 42000, true);
+    const ZmqSocket worker = OpenSocket(context, ZMQ_REP, 42000, false);
+    const ZmqSocket clients[] = {OpenSocket(context, ZMQ_DEALER, 41000, false),
+                                 OpenSocket(context, ZMQ_DEALER, 41000, false)};
+    std::stop_source stop;
+    std::optional<Failing> failing;
+    bool struck = false;
+    int rounds = 0;
+    fake_zmq::whenIdle = [&] {
+        const fake_zmq::TestsWork own;
+        bool answered = false;
+        for (std::vector<ZmqMessage> parts; ReceiveParts(worker.get(), parts, ZMQ_DONTWAIT);)
+            answered = SendParts(worker.get(), parts);
+        if (answered) return;
+        if (failing) struck = failing->End();
+        for (const ZmqSocket& each : clients) {
+            const std::vector<std::string> all{"one", "two", "three"};
+            EXPECT_EQ(HeardBy(each.get()), rounds == 0 ? std::vector<std::string>() : all);
+            AskThrough(each.get());
+        }
+        if (rounds++ == 0) failing.emplace(lack, n, platform);
+        if (rounds < 3) return;
+        stop.request_stop();
+        zmq_ctx_shutdown(context.get());
+    };
+    forwarding.Run(front.get(), back.get(), "secret", stop.get_token());
+    fake_zmq::whenIdle = nullptr;
+    return struck;
+}
+
 // --- every n-th of them
 // ---------------------------------------------------------------------------
 
@@ -266,6 +334,7 @@ class EveryFailure : public testing::TestWithParam<std::pair<Lack, const char*>>
         if (const auto* question = std::get_if<const Question*>(&which))
             return AskWithout(place, **question, lack, n);
         const Event& event = *std::get<const Event*>(which);
+        if (&event == kForwarding) return ForwardWithout(lack, n);
         if (event.tell == NoPublisher) return PostWithout(event, lack, n);
         return TellWithout(place, event, lack, n);
     }
@@ -298,6 +367,8 @@ TEST_P(EveryFailure, IsBorne) {
         borne += BearEach(place, &each, GetParam().first);
     for (const Event& each : kEvents)
         borne += BearEach(place, &each, GetParam().first);
+    if (GetParam().first == Lack::Memory || GetParam().first == Lack::Sockets)
+        borne += BearEach(place, kForwarding, GetParam().first);
     for (const Event& each : kHostEvents)
         borne += BearEach(place, &each, GetParam().first);
     EXPECT_GT(borne, 0);
