@@ -26,6 +26,9 @@ class FaultyPlatform final : public TradeApi, private TradeEvents {
 
     int Failed() const { return failed_; } // calls, so far
 
+    // Until then nobody hears that the trade data is there, nor of what follows.
+    void HoldReadyUntil(std::int64_t ms) { readyAtMs_ = ms; }
+
     std::unique_ptr<Item> CreateItem(ItemClass itemClass) override {
         return Refuses() ? nullptr : platform_->CreateItem(itemClass);
     }
@@ -117,6 +120,8 @@ class FaultyPlatform final : public TradeApi, private TradeEvents {
         telling_ = false;
     }
     void OnAccountUpdate(std::int32_t kind, TextView key, std::int32_t value) override {
+        if (const auto now = Turns::All().NowMs(); kind == kTradeDataLoaded && now < readyAtMs_)
+            Turns::All().Sleep(static_cast<std::uint32_t>(readyAtMs_ - now));
         Tell(kind == kAccounts ? L"ACCOUNTS" : nullptr, L"",
              [&] { sink_->OnAccountUpdate(kind, key, value); });
     }
@@ -148,6 +153,7 @@ class FaultyPlatform final : public TradeApi, private TradeEvents {
     std::mt19937_64 random_;
     Chances chances_;
     int failed_ = 0;
+    std::int64_t readyAtMs_ = 0;
     TradeEvents* sink_ = nullptr;
     std::unique_ptr<TradeApi> platform_; // ends before what its events use
 };

@@ -49,8 +49,10 @@ class Gateway {
     FaultyPlatform& Platform() { return *platform_; }
     void Harm(bool on) { platform_->SetChances(on ? chances_ : FaultyPlatform::Chances()); }
 
-    // Whether rows and reports can be had, and nothing is held back.
-    bool IsCalm() const;
+    // Whether rows and reports can be had, and nothing is held back; also since then.
+    bool IsCalm() const { return IsCalmSince(Turns::All().NowMs()); }
+    bool IsCalmSince(std::int64_t ms) const;
+    std::int64_t ReadyAtMs() const { return readyAtMs_; } // when trade data is there
 
     // What the platform has told that is to be published, oldest first: data type, blank, key.
     std::deque<std::string> told;
@@ -64,6 +66,7 @@ class Gateway {
     TempFolder folder_;
     std::vector<Trouble> troubles_;
     FaultyPlatform::Chances chances_;
+    std::int64_t readyAtMs_ = 0;
     int stepMs_ = 0;
     int port_ = 0;
     QueueLoop loop_;

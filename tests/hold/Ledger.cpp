@@ -10,7 +10,7 @@ namespace halvane {
 namespace {
 
 constexpr std::int64_t kSilenceMs = 60'000, kRoundMs = 10'000, kHeartbeatMs = 20'000,
-                       kStartMs = 1000;
+                       kStartMs = 1000, kLongestInLineMs = 300'000;
 
 // What may come next in an order's life, by the type of its last report; "" is before all.
 const std::map<std::string, std::set<std::string>> kNext = {
@@ -22,10 +22,10 @@ const std::map<std::string, std::set<std::string>> kNext = {
 };
 
 constexpr const char* kReportMembers[] = {
-    "ReportID",  "Account",      "BrokerID",     "Symbol",           "Side",
-    "OrderID",   "OriginalQty",  "OrderQty",     "OrderType",        "UserKey1",
-    "UserKey7",  "CumQty",       "LeavesQty",    "ExecType",         "ErrorCode",
-    "TradeDate", "TransactDate", "TransactTime", "FilledOrdersCount"};
+    "ReportID",  "Account",     "BrokerID",     "Symbol",       "Side",
+    "OrderID",   "OriginalQty", "OrderQty",     "OrderType",    "UserKey1",
+    "UserKey2",  "UserKey7",    "CumQty",       "LeavesQty",    "ExecType",
+    "ErrorCode", "TradeDate",   "TransactDate", "TransactTime", "FilledOrdersCount"};
 
 std::int64_t Number(const std::string& text) { return std::strtoll(text.c_str(), nullptr, 10); }
 
@@ -99,6 +99,8 @@ void Ledger::ReadReport(const JsonValue& row) {
     Keep(Of(row, "Account") == want.account && Of(row, "Symbol") == want.symbol &&
              Of(row, "Side") == want.side && Of(row, "BrokerID") == "PAPER",
          "a report is that of its order: " + id);
+    for (const auto& [name, value] : want.keys)
+        Keep(Of(row, name.c_str()) == value, "keys are those of the order: " + name);
     const std::string before = report.last["ExecType"];
     const std::string now = Of(row, "ExecType");
     const auto next = kNext.find(before);
@@ -117,7 +119,7 @@ void Ledger::ReadFill(const JsonValue& row) {
     const auto found = reportOf_.find(Of(row, "OrderID"));
     Keep(found != reportOf_.end(), "an order is reported before its fills");
     Report& report = reports_[found->second];
-    for (const char* name : {"Account", "Symbol", "Side", "UserKey1"})
+    for (const char* name : {"Account", "Symbol", "Side", "UserKey1", "UserKey2", "UserKey7"})
         Keep(Of(row, name) == report.last[name],
              std::string("a fill is that of its order: ") + name);
     const std::int64_t quantity = Number(Of(row, "MatchedQty"));
@@ -129,6 +131,7 @@ void Ledger::ReadFill(const JsonValue& row) {
     const std::int64_t signedQuantity = Of(row, "Side") == "1" ? quantity : -quantity;
     auto& [net, paid] = held_[{Of(row, "Account"), Of(row, "Symbol")}];
     net += signedQuantity;
+    if (net < 0) shorted_.emplace(Of(row, "Account"), Of(row, "Symbol"));
     paid += price * static_cast<double>(signedQuantity) * UnitsOf(Of(row, "Symbol"));
 }
 
@@ -172,6 +175,7 @@ double Ledger::CheckPositions(const std::string& account,
         left.erase({account, symbol});
         const double price = std::strtod(Of(*row, "MarketPrice").c_str(), nullptr);
         worth += static_cast<double>(net) * price * UnitsOf(symbol);
+        CheckResting(symbol, price);
     }
     for (const auto& [where, held] : left)
         Keep(where.first != account || held.first == 0, "fills are positions: " + where.second);
@@ -183,6 +187,42 @@ double Ledger::Paid(const std::string& account) const {
     for (const auto& [where, held] : held_)
         paid += where.first == account ? held.second : 0;
     return paid;
+}
+
+// Stocks and futures; others may be before it for a while, and what is left of one may wait.
+void Ledger::CheckResting(const std::string& symbol, double price) const {
+    for (const std::string& id : WorkingReports()) {
+        const auto& last = reports_.at(id).last;
+        const Wanted& want = wanted.at(last.at("UserKey1"));
+        const bool waits = Turns::All().NowMs() > reports_.at(id).sinceMs + kLongestInLineMs;
+        if (want.symbol != symbol || want.price.empty() || last.at("CumQty") != "0" || !waits ||
+            symbol.find(".O.") != std::string::npos)
+            continue;
+        const double limit = std::strtod(want.price.c_str(), nullptr);
+        const double better = want.side == "1" ? limit - price : price - limit;
+        Keep(better < 0.01 * price, "who offers more than the market is filled: " + id);
+    }
+}
+
+// Nothing where no order works; with one that buys stock at least what it may cost, unless it may
+// have closed something.
+void Ledger::CheckFrozen(const std::string& account, const JsonValue& margins) const {
+    double least = 0, frozen = 0;
+    bool any = false;
+    for (const std::string& id : WorkingReports()) {
+        const auto& last = reports_.at(id).last;
+        const Wanted& want = wanted.at(last.at("UserKey1"));
+        if (want.account != account) continue;
+        any = true;
+        const bool opens = !shorted_.contains({account, want.symbol});
+        if (want.side == "1" && UnitsOf(want.symbol) == 1 && opens && !want.price.empty())
+            least += static_cast<double>(Number(last.at("LeavesQty"))) *
+                     std::strtod(want.price.c_str(), nullptr);
+    }
+    for (const char* name : {"FrozenCash", "FrozenMargin", "FrozenCommission"})
+        frozen += std::strtod(Of(margins, name).c_str(), nullptr);
+    Keep(any || frozen == 0, "without orders nothing is frozen");
+    Keep(frozen > least - 0.01, "orders freeze what they may cost");
 }
 
 void Ledger::CheckFates() const {

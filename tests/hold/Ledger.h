@@ -1,10 +1,12 @@
 #pragma once
 
 #include "foundation/support/Json.h"
+#include "tests/hold/Turns.h"
 
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -31,6 +33,7 @@ struct Session {
 struct Wanted {
     enum Fate { Unknown, Taken, Refused };
     std::string account, symbol, side, quantity, price;
+    std::map<std::string, std::string> keys{}; // UserKey2 and further ones
     Fate fate = Unknown;
     std::string reportId; // once it was reported
 };
@@ -50,6 +53,7 @@ class Ledger {
     double CheckPositions(const std::string& account,
                           const std::vector<const JsonValue*>& rows) const;
     double Paid(const std::string& account) const;
+    void CheckFrozen(const std::string& account, const JsonValue& margins) const;
     void CheckHeartbeats() const;
     void CheckFates() const; // what was taken has been reported
 
@@ -58,17 +62,20 @@ class Ledger {
   private:
     struct Report {
         std::map<std::string, std::string> last; // members
+        std::int64_t sinceMs = Turns::All().NowMs();
         std::int64_t filled = 0;
         std::vector<std::string> fills;
     };
     void ReadReport(const JsonValue& row);
     void ReadFill(const JsonValue& row);
+    void CheckResting(const std::string& symbol, double price) const;
 
     std::vector<std::string> listed_; // reports, oldest first
     std::vector<std::size_t> resets_; // so many were listed before each
     std::map<std::string, Report> reports_;
     std::map<std::string, std::string> reportOf_; // an order
     std::map<std::pair<std::string, std::string>, std::pair<std::int64_t, double>> held_;
+    std::set<std::pair<std::string, std::string>> shorted_; // an account and what it was short of
     std::int64_t beats_ = 0;
 };
 

@@ -59,21 +59,24 @@ std::string Simulation::Order(Asked& asked) {
                 std::to_string(Within(random_, 1, 2)),
                 std::to_string(Within(random_, 1, 30)),
                 "",
+                {{"UserKey7", "a;b"}},
                 Wanted::Unknown,
                 ""};
+    if (OneIn(random_, 2)) want.keys["UserKey2"] = "second";
     if (limit) { // whole prices fit every tick
         const double about =
             kPrices[which] * (1 + 0.001 * static_cast<double>(Within(random_, -30, 30)));
         want.price = std::to_string(std::llround(about));
     }
     asked.subject = "k" + Number();
-    const std::string order = Member("BrokerID", "PAPER") + "," + Member("Account", want.account) +
-                              "," + Member("Symbol", want.symbol) + "," +
-                              Member("Side", want.side) + "," + Member("OrderQty", want.quantity) +
-                              "," + Member("OrderType", limit ? "2" : "1") + "," +
-                              Member("TimeInForce", std::to_string(Within(random_, 0, 3))) + "," +
-                              Member("Price", want.price) + "," +
-                              Member("UserKey1", asked.subject) + "," + Member("UserKey7", "a;b");
+    std::string order = Member("BrokerID", "PAPER") + "," + Member("Account", want.account) + "," +
+                        Member("Symbol", want.symbol) + "," + Member("Side", want.side) + "," +
+                        Member("OrderQty", want.quantity) + "," +
+                        Member("OrderType", limit ? "2" : "1") + "," +
+                        Member("TimeInForce", std::to_string(Within(random_, 0, 3))) + "," +
+                        Member("Price", want.price) + "," + Member("UserKey1", asked.subject);
+    for (const auto& [name, value] : want.keys)
+        order += "," + Member(name.c_str(), value);
     ledger_.wanted[asked.subject] = want;
     return ",\"Param\":{" + order + "}";
 }
@@ -111,7 +114,9 @@ std::string Simulation::List(Asked& asked) {
     constexpr const char* kTypes[] = {"PaperStk", "PaperFut", "Options", "None"};
     asked.subject = AnyOf(random_, kTypes);
     constexpr const char* kDays[] = {"", "", "20261218", "20261218093000"};
-    return "," + Member("Type", asked.subject) + "," + Member("DateTime", AnyOf(random_, kDays));
+    const std::string day = AnyOf(random_, kDays);
+    asked.inVain = day.size() > 8; // a time of day is in no file's name
+    return "," + Member("Type", asked.subject) + "," + Member("DateTime", day);
 }
 
 std::string Simulation::Info(Asked& asked) {
@@ -182,8 +187,10 @@ void Simulation::HasAccounts(const Asked&, const JsonValue& reply) {
 
 void Simulation::HasList(const Asked& asked, const JsonValue& reply) {
     const JsonValue* list = FindMember(reply, L"Instruments");
-    Keep(asked.subject != "None" && list != nullptr && !RowsOf(*list, "Node").empty(),
-         "a list has nodes");
+    const bool stocks = asked.subject == "PaperStk";
+    Keep(asked.subject != "None" && list != nullptr && !RowsOf(*list, "Node").empty() &&
+             WriteJson(*list).find(stocks ? L"OV.S.PAPX.ALFA" : L"PAPF.IDX.") != Text::npos,
+         "a list has its contracts");
 }
 
 void Simulation::HasInfo(const Asked& asked, const JsonValue& reply) {

@@ -35,7 +35,9 @@ bool Simulation::TakeFailure(const Asked& asked, const JsonValue& reply) {
         ++failures_;
         if (name == "NEWORDER") ledger_.wanted[asked.subject].fate = Wanted::Refused;
     } else if (name == "QUERYALLINSTRUMENT") {
-        Keep(reason == "ContractName failed" ? asked.subject == "None" : reason == "open file fail",
+        const bool held = asked.inVain || !gateway_->IsCalmSince(asked.sentMs);
+        Keep(reason == "ContractName failed" ? asked.subject == "None"
+                                             : reason == "open file fail" && held,
              "a list fails for a reason: " + reason);
     } else {
         // While the platform is away it knows no symbol.
@@ -226,18 +228,22 @@ void Simulation::AwaitReplies() {
 // --- what must be true when all is quiet
 // ----------------------------------------------------------
 
-JsonDocument Simulation::Ask(const std::string& request) {
+std::string Simulation::Exchange(const std::string& request) {
     Client client;
     Connect(client);
     SendFrames(client, {request});
     ZmqMessage part;
     while (part.Receive(client.socket.get()) && part.HasMore()) {
     }
+    return std::string(part.Bytes());
+}
+
+JsonDocument Simulation::Ask(const std::string& request) {
     JsonDocument reply;
-    const std::string_view bytes = part.Bytes();
+    const std::string bytes = Exchange(request);
     Keep(ParseJson(*FromUtf8(bytes.substr(0, bytes.size() - 1)), reply) &&
              Of(reply, "Success") == "OK",
-         "in quiet times all is answered: " + request + " " + std::string(bytes));
+         "in quiet times all is answered: " + request + " " + bytes);
     return reply;
 }
 
@@ -257,7 +263,7 @@ void Simulation::Audit() {
     AwaitReplies();
     if (!gateway_->IsCalm()) return;
     gateway_->Harm(false);
-    Turns::All().Sleep(1); // what is being told is told
+    Turns::All().Sleep(Now() % 1000 == 999 ? 2 : 1); // what is being told is told; no step begins
     LookAround();
     Note("audit");
     pages_.clear();
@@ -279,6 +285,7 @@ void Simulation::Audit() {
         pages_.push_back(Ask(request("MARGINS", account) + "}"));
         const auto margins = RowsOf(pages_.back(), "Margins");
         Keep(margins.size() == 1, "an account has its margins");
+        ledger_.CheckFrozen(account, *margins[0]);
         const double value = std::atof(Of(*margins[0], "AccountValueAtMarket").c_str());
         const double expected = kBalances[n] - ledger_.Paid(account) + worth;
         Keep(std::abs(value - expected) < 0.01,
@@ -290,6 +297,14 @@ void Simulation::Audit() {
     Keep(Gateway::Logged("FATAL parse failed for json data") == rubbish_, "rubbish is logged");
     CheckSessions();
     gateway_->Harm(true);
+}
+
+// Who asks for what is still being loaded waits for it, for 20 s at most.
+void Simulation::CheckReadyWait() {
+    const std::int64_t askedMs = Now();
+    Exchange(R"({"Request":"MARGINS"})");
+    const std::int64_t dueMs = std::clamp(gateway_->ReadyAtMs(), askedMs, askedMs + 20'000);
+    Keep(Now() >= dueMs && Now() <= dueMs + 1000, "who asks early waits for the data");
 }
 
 void Simulation::CheckSessions() {
@@ -320,6 +335,7 @@ void Simulation::Run() {
     zmq_connect(ear_.get(), gateway_->PublishEndpoint().c_str());
     SetZmqOption(ear_.get(), ZMQ_RCVHWM, 0);
     gateway_->told.clear();
+    CheckReadyWait();
     gateway_->Harm(true);
     for (auto left = Within(random_, 1, 6); left > 0; --left)
         Connect(clients_.emplace_back());

@@ -23,6 +23,7 @@ struct Asked {
     std::string key;     // of the session, as it was sent
     Session* session;    // null for a key that never was one
     std::string subject; // a user key, a report, an account: what the row makes of it
+    bool inVain = false; // nobody can answer it
 };
 
 // One who asks.
@@ -107,8 +108,10 @@ class Simulation {
     bool IsAnyAsked() const;
     void AwaitReplies();
     void Audit();
+    std::string Exchange(const std::string& request);
     JsonDocument Ask(const std::string& request);
     std::vector<const JsonValue*> AskPages(const std::string& request, const char* array);
+    void CheckReadyWait();
     void CheckSessions();
     std::string Number() { return std::to_string(++number_); }
 
