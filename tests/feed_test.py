@@ -19,7 +19,7 @@ import unittest
 import zmq
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parent / "windows"))
-from running_gateway import SERVICE_KEY, Gateway, PlainClient, compose, parse, take_paths, until
+from running_gateway import SERVICE_KEY, PlainClient, compose, make_gateway, parse, take_paths, until
 
 ORDERS = int(os.environ.get("HALVANE_FEED_ORDERS", "1500"))
 KILLS = int(os.environ.get("HALVANE_FEED_KILLS", "4"))
@@ -116,7 +116,7 @@ class Trader:
 
 class FeedCase(unittest.TestCase):
     def setUp(self):
-        self.gateway = make_gateway()
+        self.gateway = make_gateway(PROGRAM)
         self.addCleanup(self.gateway.remove)
 
     def configure(self, **options):
@@ -240,13 +240,6 @@ class Off(FeedCase):
             for name in ("FEEDSTATUS", "FEEDREPLAY"):
                 self.assertEqual(client.request(name)["ErrMsg"], "Undefined")
         self.assertFalse((self.gateway.folder / "feed").exists())
-
-
-def make_gateway():
-    if PROGRAM.suffix != ".exe":
-        return Gateway(PROGRAM)
-    from gateway import InstalledGateway
-    return InstalledGateway(PROGRAM, name=f"Halvane64 feed {os.getpid()}")
 
 
 def kill_gateway(gateway):

@@ -23,7 +23,7 @@ EXPORTS = """ILogger_Create ILogger_Destroy ILogger_GetErrorDesc ILogger_GetLogL
     DeleteFolder GetFileNameList RegisterNotification UnregisterNotification SendNotification GetDataFromTopic
     SetTopic _ZN10CppUtility8BaseData14CreateInstanceEv _ZN10CppUtility8BaseData7ReleaseEv _ZN13CStaticLoggerC1Ei
     _ZN13CStaticLoggerD1Ev _ZN13CStaticLogger5ResetEP7ILogger""".split()  # what other modules look for
-LEAKS = 23  # its exit code then, tests/leaks/LeaksAtExit.cpp
+FOUND = {23: "lost memory", 66: "a race"}  # its exit codes under sanitizers, tests/leaks/LeaksAtExit.cpp
 PATIENCE = 60  # seconds until something that must happen counts as missing
 LINE = re.compile(r"\d\d:\d\d:\d\d\.\d{3} [ \d]{5}\d  \[(?:DEBUG|TRACE|INFO |WARN |ERROR|FATAL)\]  ")
 
@@ -152,8 +152,8 @@ class Gateway:
             self.process.send_signal(self.last_signal)
             self.process.wait()
         shutil.rmtree(self.home)
-        if self.process and self.process.returncode == LEAKS:
-            raise AssertionError("it has lost memory; the sanitizer's words stand above")
+        if self.process and self.process.returncode in FOUND:
+            raise AssertionError(f"{FOUND[self.process.returncode]}; the sanitizer's words stand above")
 
     def lines(self):
         """The whole lines of the log."""
@@ -210,3 +210,12 @@ class Gateway:
         names = ["--system-name", self.system_name, "--service-key", SERVICE_KEY]
         return subprocess.run([*demo, *names], capture_output=True, text=True, timeout=PATIENCE,
                               env=os.environ | {"PYTHONPATH": str(PACKAGE)})  # fmt: skip
+
+
+def make_gateway(program):
+    """As the program's system has it installed."""
+    if program.suffix != ".exe":
+        return Gateway(program)
+    sys.path.append(str(ROOT / "tests" / "windows"))
+    from gateway import InstalledGateway
+    return InstalledGateway(program, name=f"Halvane64 {os.getpid()}")
