@@ -191,7 +191,9 @@ void CheckPrices(const Text& text) {
         Text padded = text.find(L'.') == Text::npos ? text + L"." : text;
         padded.resize(padded.find(L'.') + 11, L'0');
         Keep(ScalePrice(padded + L"5") == *units, "a price that is filled up arrives");
-        Keep(RewritePrice(L"B+" + text) == L"B+" + Offset(text), "an offset is in units");
+        for (const Text reference : {L"B+", L"A-"})
+            Keep(RewritePrice(reference + text) == reference + Offset(text),
+                 "an offset is in units");
     }
     const bool plain = !text.empty() && text.find_first_not_of(L"0123456789.") == Text::npos;
     Keep(ScalePrice(text).has_value() == plain, "only plain prices are sent");

@@ -3,6 +3,7 @@
 #include "foundation/support/Utf.h"
 #include "tests/hold/Gateway.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -20,6 +21,9 @@ const std::map<std::string, std::set<std::string>> kNext = {
     {"9", {"1", "2", "4", "5", "12"}},
     {"1", {"1", "2", "4", "5", "12"}},
 };
+
+// Price limits, funds, combined positions, permissions, hours, an incident.
+const std::set<std::string> kRejections = {"141", "142", "143", "144", "145", "146"};
 
 constexpr const char* kReportMembers[] = {
     "ReportID",  "Account",     "BrokerID",     "Symbol",       "Side",
@@ -97,12 +101,15 @@ void Ledger::ReadReport(const JsonValue& row) {
              "at the price that was wanted: " + Of(row, "Price") + " for " + want.price);
     }
     Keep(Of(row, "Account") == want.account && Of(row, "Symbol") == want.symbol &&
-             Of(row, "Side") == want.side && Of(row, "BrokerID") == "PAPER",
+             Of(row, "Side") == want.side && Of(row, "BrokerID") == "PAPER" &&
+             Of(row, "OrderType") == want.type && Of(row, "TimeInForce") == want.force,
          "a report is that of its order: " + id);
     for (const auto& [name, value] : want.keys)
         Keep(Of(row, name.c_str()) == value, "keys are those of the order: " + name);
     const std::string before = report.last["ExecType"];
-    const std::string now = Of(row, "ExecType");
+    const std::string now = Of(row, "ExecType"), reason = Of(row, "ErrorCode");
+    Keep(now == "8" ? kRejections.contains(reason) : reason == "0",
+         "an order is rejected for a reason: " + reason);
     const auto next = kNext.find(before);
     Keep(next != kNext.end() && next->second.contains(now),
          "a life goes its way: from " + before + " to " + now);
@@ -111,6 +118,7 @@ void Ledger::ReadReport(const JsonValue& row) {
     Keep(kNext.contains(now) ? cum + leaves == Number(Of(row, "OrderQty")) && leaves > 0
                              : leaves == 0,
          "what is left is what is not filled: " + id);
+    if (now == "5") restated_.emplace(id, Of(row, "OrderQty"));
     for (const char* name : kReportMembers)
         report.last[name] = Of(row, name);
 }
@@ -212,6 +220,7 @@ void Ledger::CheckFrozen(const std::string& account, const JsonValue& margins) c
     for (const std::string& id : WorkingReports()) {
         const auto& last = reports_.at(id).last;
         const Wanted& want = wanted.at(last.at("UserKey1"));
+        Keep(want.force == "1", "what is for this moment does not rest: " + id);
         if (want.account != account) continue;
         any = true;
         const bool opens = !shorted_.contains({account, want.symbol});
@@ -229,6 +238,7 @@ void Ledger::CheckFates() const {
     for (const auto& [key, want] : wanted)
         Keep(want.fate != Wanted::Taken || !want.reportId.empty(),
              "what is taken is reported: " + key);
+    Keep(std::ranges::includes(restated_, replaced), "what is replaced is reported so");
 }
 
 std::vector<std::string> Ledger::WorkingReports() const {

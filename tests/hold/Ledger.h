@@ -32,7 +32,7 @@ struct Session {
 // An order as its client wants it.
 struct Wanted {
     enum Fate { Unknown, Taken, Refused };
-    std::string account, symbol, side, quantity, price;
+    std::string account, symbol, side, quantity, price, type, force;
     std::map<std::string, std::string> keys{}; // UserKey2 and further ones
     Fate fate = Unknown;
     std::string reportId; // once it was reported
@@ -42,7 +42,8 @@ struct Wanted {
 // that does not fit.
 class Ledger {
   public:
-    std::map<std::string, Wanted> wanted; // by user key
+    std::map<std::string, Wanted> wanted;                   // by user key
+    std::set<std::pair<std::string, std::string>> replaced; // reports, and to which quantity
 
     // A publication, and what the platform has told so far and not been published yet.
     void Read(const JsonValue& publication, std::deque<std::string>& told);
@@ -55,7 +56,7 @@ class Ledger {
     double Paid(const std::string& account) const;
     void CheckFrozen(const std::string& account, const JsonValue& margins) const;
     void CheckHeartbeats() const;
-    void CheckFates() const; // what was taken has been reported
+    void CheckFates() const; // what was taken or replaced has been reported
 
     std::vector<std::string> WorkingReports() const;
 
@@ -75,7 +76,8 @@ class Ledger {
     std::map<std::string, Report> reports_;
     std::map<std::string, std::string> reportOf_; // an order
     std::map<std::pair<std::string, std::string>, std::pair<std::int64_t, double>> held_;
-    std::set<std::pair<std::string, std::string>> shorted_; // an account and what it was short of
+    std::set<std::pair<std::string, std::string>> restated_; // as `replaced`
+    std::set<std::pair<std::string, std::string>> shorted_;  // an account and what it was short of
     std::int64_t beats_ = 0;
 };
 

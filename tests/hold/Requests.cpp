@@ -54,27 +54,27 @@ std::string Simulation::Order(Asked& asked) {
     static constexpr double kPrices[] = {120, 45.5, 20'000, 20'000, 700, 300};
     const auto which = static_cast<std::size_t>(Within(random_, 0, std::ssize(kSymbols) - 1));
     const bool limit = OneIn(random_, 2);
-    Wanted want{AnyOf(random_, kHolders),
-                kSymbols[which],
-                std::to_string(Within(random_, 1, 2)),
-                std::to_string(Within(random_, 1, 30)),
-                "",
-                {{"UserKey7", "a;b"}},
-                Wanted::Unknown,
-                ""};
+    Wanted want;
+    want.account = AnyOf(random_, kHolders);
+    want.symbol = kSymbols[which];
+    want.side = std::to_string(Within(random_, 1, 2));
+    want.quantity = std::to_string(Within(random_, 1, 30));
+    want.type = limit ? "2" : "1";
+    want.force = std::to_string(Within(random_, 1, 3));
+    want.keys["UserKey7"] = "a;b";
     if (OneIn(random_, 2)) want.keys["UserKey2"] = "second";
-    if (limit) { // whole prices fit every tick
+    std::string price = OneIn(random_, 2) ? "" : "1.5"; // a market order has none all the same
+    if (limit) {                                        // whole prices fit every tick
         const double about =
             kPrices[which] * (1 + 0.001 * static_cast<double>(Within(random_, -30, 30)));
-        want.price = std::to_string(std::llround(about));
+        price = want.price = std::to_string(std::llround(about));
     }
     asked.subject = "k" + Number();
     std::string order = Member("BrokerID", "PAPER") + "," + Member("Account", want.account) + "," +
                         Member("Symbol", want.symbol) + "," + Member("Side", want.side) + "," +
-                        Member("OrderQty", want.quantity) + "," +
-                        Member("OrderType", limit ? "2" : "1") + "," +
-                        Member("TimeInForce", std::to_string(Within(random_, 0, 3))) + "," +
-                        Member("Price", want.price) + "," + Member("UserKey1", asked.subject);
+                        Member("OrderQty", want.quantity) + "," + Member("OrderType", want.type) +
+                        "," + Member("TimeInForce", want.force) + "," + Member("Price", price) +
+                        "," + Member("UserKey1", asked.subject);
     for (const auto& [name, value] : want.keys)
         order += "," + Member(name.c_str(), value);
     ledger_.wanted[asked.subject] = want;
@@ -83,8 +83,9 @@ std::string Simulation::Order(Asked& asked) {
 
 std::string Simulation::Strategy(Asked& asked) {
     std::string order = Order(asked);
-    order.insert(order.size() - 1, "," + Member("StrategyType", "SIMPLE"));
-    ledger_.wanted[asked.subject].fate = Wanted::Unknown; // the reply does not tell
+    order.insert(order.size() - 1,
+                 "," + Member("StrategyType", "SIMPLE") + "," + Member("UserKey3", "mine"));
+    ledger_.wanted[asked.subject].keys["UserKey3"] = "key|Halvane"; // the service's own
     return order;
 }
 
@@ -96,8 +97,8 @@ std::string Simulation::Cancel(Asked& asked) {
 
 std::string Simulation::Replace(Asked& asked) {
     std::string changes = Cancel(asked);
-    changes.insert(changes.size() - 1,
-                   "," + Member("OrderQty", std::to_string(Within(random_, 0, 40))));
+    asked.quantity = std::to_string(Within(random_, 0, 40));
+    changes.insert(changes.size() - 1, "," + Member("OrderQty", asked.quantity));
     return changes;
 }
 
@@ -149,7 +150,9 @@ void Simulation::IsOrdered(const Asked& asked, const JsonValue& reply) {
     Wanted& want = ledger_.wanted[asked.subject];
     const bool taken = Of(reply, "Success") == "OK";
     const int code = std::atoi(Of(reply, "ErrCode").c_str());
-    Keep(taken || (code > 100 && code < 160), "a refusal has the platform's code");
+    constexpr int kNotConnected = 101;
+    Keep(taken || (code == kNotConnected && !gateway_->IsCalmSince(asked.sentMs)),
+         "a good order is refused while the platform is away: " + Of(reply, "ErrCode"));
     Keep(taken || want.reportId.empty(), "what is refused is not reported");
     want.fate = taken ? Wanted::Taken : Wanted::Refused;
 }
@@ -158,6 +161,8 @@ void Simulation::IsChanged(const Asked& asked, const JsonValue& reply) {
     Keep(Of(reply, "ReportID") == asked.subject, "a change names its report");
     Keep(asked.subject != "R0-0" || Of(reply, "Success") == "Fail",
          "what is not cannot be changed");
+    if (Of(reply, "Success") == "OK" && asked.quantity != "0" && !asked.quantity.empty())
+        ledger_.replaced.emplace(asked.subject, asked.quantity);
 }
 
 void Simulation::HasRows(const Asked& asked, const JsonValue& reply) {

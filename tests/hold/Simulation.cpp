@@ -30,6 +30,7 @@ bool Simulation::TakeFailure(const Asked& asked, const JsonValue& reply) {
     if (reason == "the Session is illegal") {
         ledger_.wanted[asked.subject].fate = Wanted::Refused;
     } else if (name == "LOGIN") {
+        Keep(reason.empty(), "who does not come in is not told why");
         failures_ += asked.subject == "key" ? 1 : 0;
     } else if (reason == "internal error" || reason == "Initial failed") {
         ++failures_;
@@ -65,7 +66,8 @@ void Simulation::Take(Client& client, std::string_view bytes, const Asked& asked
     Note("<- " + std::string(bytes.substr(0, 300)));
     if (asked.session != nullptr) --asked.session->asking;
     if (asked.row == nullptr)
-        return Keep(Of(reply, "Reply") == "Req" && Of(reply, "Success") == "Fail",
+        return Keep(Of(reply, "Reply") == "Req" && Of(reply, "Success") == "Fail" &&
+                        Of(reply, "ErrMsg") == asked.subject,
                     "rubbish is answered so");
     Keep(Of(reply, "Reply") == asked.row->name, "a reply names its request");
     if (TakeFailure(asked, reply)) return;
@@ -143,7 +145,10 @@ Session* Simulation::ChooseSession(Client& client, Asked& asked) {
 void Simulation::Send(Client& client, const Row& row) {
     Number();
     Asked asked{&row, Now(), "", nullptr, ""};
-    if (std::string_view(row.name) != "LOGIN") asked.session = ChooseSession(client, asked);
+    if (std::string_view(row.name) != "LOGIN")
+        asked.session = ChooseSession(client, asked);
+    else if (OneIn(random_, 2))
+        asked.key = "of no use here";
     if (std::string_view(row.name) == "LOGOUT" && asked.session != nullptr)
         asked.session->leaving = true;
     const std::string number = std::to_string(number_);
@@ -161,9 +166,10 @@ void Simulation::SendRubbish(Client& client) {
     Number();
     std::string text = R"({"Request":"PONG","SessionKey":""})";
     const auto at = static_cast<std::size_t>(Within(random_, 0, std::ssize(text) - 1));
-    client.asked.emplace(std::to_string(number_), Asked{nullptr, Now(), "", nullptr, ""});
     Note("-> rubbish");
     const auto kind = Within(random_, 0, 4);
+    const char* const reason = kind == 4 ? "Undefined" : "";
+    client.asked.emplace(std::to_string(number_), Asked{nullptr, Now(), "", nullptr, reason});
     if (kind != 4) ++rubbish_;
     if (kind == 0) return SendFrames(client, {std::string_view(text).substr(0, at)});
     if (kind == 1) return SendFrames(client, {text, text});

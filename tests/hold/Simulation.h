@@ -20,10 +20,11 @@ inline std::string Member(const char* name, const std::string& value) {
 struct Asked {
     const struct Row* row;
     std::int64_t sentMs;
-    std::string key;     // of the session, as it was sent
-    Session* session;    // null for a key that never was one
-    std::string subject; // a user key, a report, an account: what the row makes of it
-    bool inVain = false; // nobody can answer it
+    std::string key;        // of the session, as it was sent
+    Session* session;       // null for a key that never was one
+    std::string subject;    // a user key, a report, an account: what the row makes of it
+    bool inVain = false;    // nobody can answer it
+    std::string quantity{}; // of a replacement
 };
 
 // One who asks.

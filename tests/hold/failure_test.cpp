@@ -247,6 +247,29 @@ bool PostWithout(const Event& event, Lack lack, int n) {
     return failing.End();
 }
 
+// --- silent sessions
+// -----------------------------------------------------------------------------------
+
+const Event kSilence[] = {{"silence", NoPublisher}};
+
+bool DropWithout(Lack lack, int n) {
+    const LoginInfoTable sessions;
+    ScriptedTradeApi platform;
+    OpenSession(L"k");
+    Failing failing(lack, n, platform);
+    try {
+        DropSession(L"k");
+    } catch (const std::exception&) { // who has asked for it logs that
+    }
+    const bool struck = failing.End();
+    std::vector<CppUtility::DataTableInfo> table;
+    CppUtility::GetDataFromTopic(L"LoginInfo")->GetRecords(table);
+    EXPECT_EQ(table.size(), SessionCount());
+    DropSession(L"k");
+    EXPECT_EQ(SessionCount(), 0U);
+    return struck;
+}
+
 // --- the broker's loop
 // -------------------------------------------------------------------------------
 
@@ -334,6 +357,7 @@ class EveryFailure : public testing::TestWithParam<std::pair<Lack, const char*>>
         if (const auto* question = std::get_if<const Question*>(&which))
             return AskWithout(place, **question, lack, n);
         const Event& event = *std::get<const Event*>(which);
+        if (&event == kSilence) return DropWithout(lack, n);
         if (&event == kForwarding) return ForwardWithout(lack, n);
         if (event.tell == NoPublisher) return PostWithout(event, lack, n);
         return TellWithout(place, event, lack, n);
@@ -367,6 +391,7 @@ TEST_P(EveryFailure, IsBorne) {
         borne += BearEach(place, &each, GetParam().first);
     for (const Event& each : kEvents)
         borne += BearEach(place, &each, GetParam().first);
+    borne += BearEach(place, kSilence, GetParam().first);
     if (GetParam().first == Lack::Memory || GetParam().first == Lack::Sockets)
         borne += BearEach(place, kForwarding, GetParam().first);
     for (const Event& each : kHostEvents)
