@@ -10,7 +10,10 @@ constexpr int kFirstPort = 50000;
 constexpr int kLastPort = 60000;
 constexpr int kDraws = 64;
 
-constexpr std::int64_t kLargestSubscription = 4096;
+// The library keeps some 32 bytes for each byte of a subscription; a kind, an account and a symbol
+// take less than this.
+constexpr std::int64_t kLargestSubscription = 256;
+constexpr std::uint32_t kAdmitMs = 20;
 constexpr std::uint32_t kPatienceMs = 200;
 constexpr std::uint32_t kImpatientMs = 10'000; // after that
 constexpr std::size_t kMostMissed = 16;
@@ -58,7 +61,9 @@ bool FeedSocket::Bind(TextView ip, int port) {
 }
 
 void FeedSocket::Admit() {
-    for (ZmqMessage message; message.Receive(socket_.get(), ZMQ_DONTWAIT);) {
+    const std::uint32_t start = TheClock().TickCount();
+    for (ZmqMessage message; TheClock().TickCount() - start < kAdmitMs &&
+                             message.Receive(socket_.get(), ZMQ_DONTWAIT);) {
     }
 }
 

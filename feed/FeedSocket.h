@@ -27,7 +27,7 @@ class FeedSocket {
     int Port() const { return port_; } // 0 before it is bound
 
     // Lets those in who have connected and takes away what they have subscribed to, which nobody
-    // else reads. To be called now and then.
+    // else reads, for some milliseconds at most. To be called now and then.
     void Admit();
 
     void Send(const FeedRow& row);
