@@ -137,7 +137,8 @@ std::optional<std::string> Fixed(std::int64_t value, int scale, int decimals) {
     for (int n = decimals; n < scale; ++n)
         unit *= 10;
     const std::int64_t size = std::abs(value), rest = size % unit;
-    if (size >= (std::int64_t{1} << 50) || (unit > 1 && rest * 2 == unit)) return std::nullopt;
+    const bool half = unit > 1 && rest * 2 == unit && decimals != 2; // cents go away from zero
+    if (size >= (std::int64_t{1} << 50) || half) return std::nullopt;
     std::string digits = std::to_string((size + unit / 2) / unit);
     const auto most = static_cast<std::size_t>(decimals);
     digits.insert(0, most + 1 - std::min(digits.size(), most + 1), '0');
@@ -290,7 +291,11 @@ void CheckJson(const std::string& bytes) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace halvane;
     FuzzedDataProvider input(data, size);
-    CheckFixedPoint(input.ConsumeIntegral<std::int64_t>());
+    const auto value = input.ConsumeIntegral<std::int64_t>();
+    CheckFixedPoint(value);
+    CheckFixedPoint(value % 1'000'000 * 50'000'000);             // halves of cents
+    for (const std::int64_t limit : {0x7FFFFFFFL, -0x80000000L}) // and a little less or more
+        CheckNumbers(DecimalText(limit + value % 16));
     const std::string bytes = input.ConsumeRandomLengthString(),
                       more = input.ConsumeRandomLengthString();
     const Text text = FromFileBytes(bytes), other = FromFileBytes(more);

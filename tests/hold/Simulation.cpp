@@ -174,7 +174,8 @@ void Simulation::SendRubbish(Client& client) {
     if (kind == 0) return SendFrames(client, {std::string_view(text).substr(0, at)});
     if (kind == 1) return SendFrames(client, {text, text});
     if (kind == 2) return SendFrames(client, {R"({"Request":1,"Param":[]})"});
-    if (kind == 3) return SendFrames(client, {std::string(2000, '[') + "\xff"});
+    const std::string deep = std::string(1000, '[') + std::string(1000, ']'); // and the object
+    if (kind == 3) return SendFrames(client, {R"({"Request":"PONG","Deep":)" + deep + "}"});
     SendFrames(client, {R"({"Request":"pong"})"});
 }
 
@@ -298,6 +299,9 @@ void Simulation::Audit() {
              "money is what the fills make it: " + std::to_string(value) + " for " +
                  std::to_string(expected));
     }
+    const std::int64_t beforeMs = Now();
+    Ask(request("QUERYALLINSTRUMENT", "") + R"(,"Type":"PaperStk","DateTime":"20261217"})");
+    Keep(Now() < beforeMs + 1000, "a list of a day past comes when it is there");
     Ask(request("LOGOUT", "") + "}");
     Keep(gateway_->told.empty(), "all that was told is published");
     Keep(Gateway::Logged("FATAL parse failed for json data") == rubbish_, "rubbish is logged");

@@ -25,6 +25,7 @@ struct Asked {
     std::string subject;    // a user key, a report, an account: what the row makes of it
     bool inVain = false;    // nobody can answer it
     std::string quantity{}; // of a replacement
+    std::int64_t start = 0; // of a page
 };
 
 // One who asks.
