@@ -118,6 +118,9 @@ void Ledger::ReadReport(const JsonValue& row) {
     Keep(kNext.contains(now) ? cum + leaves == Number(Of(row, "OrderQty")) && leaves > 0
                              : leaves == 0,
          "what is left is what is not filled: " + id);
+    Keep(want.force != "3" || now != "4" || cum == 0, "all at once or nothing: " + id);
+    Keep(cum == 0 || want.account != "1000003" || want.symbol.find(".F.") != std::string::npos,
+         "who may trade futures alone trades futures: " + id);
     if (now == "5") restated_.emplace(id, Of(row, "OrderQty"));
     for (const char* name : kReportMembers)
         report.last[name] = Of(row, name);
