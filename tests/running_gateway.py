@@ -1,5 +1,6 @@
 """A running gateway as its tests see it from outside: what it logs, where it listens, how it ends."""
 
+import contextlib
 import os
 import pathlib
 import re
@@ -157,8 +158,11 @@ class Gateway:
 
     def lines(self):
         """The whole lines of the log."""
-        files = sorted(self.folder.glob(f"logs/{self.name}-*.log"))
-        return b"".join(file.read_bytes() for file in files).decode(self.encoding).split("\r\n")[:-1]
+        whole = b""
+        for file in sorted(self.folder.glob(f"logs/{self.name}-*.log")):
+            with contextlib.suppress(FileNotFoundError):  # LogKeepDays may take an old one away
+                whole += file.read_bytes()
+        return whole.decode(self.encoding).split("\r\n")[:-1]
 
     def messages(self):
         """What it has logged since its start, without time, thread and level."""

@@ -79,28 +79,6 @@ TEST_F(Sessions, EveryWorkerSetsTheModeOnce) {
     EXPECT_EQ(std::ranges::count(host.Api().TakeCalls(), "mode 3"), 4);
 }
 
-TEST_F(Sessions, LogOutEndsASession) {
-    key = host.LogIn();
-    EXPECT_EQ(Ask("LOGOUT"), R"({"Reply":"LOGOUT","Success":"OK"})");
-    EXPECT_EQ(Pong(key), Failure("PONG", kIllegal));
-    EXPECT_EQ(CppUtility::GetDataFromTopic(L"LoginInfo")->GetRecord(L"x"), nullptr);
-}
-
-TEST_F(Sessions, ASilentSessionGoesAPingKeepsIt) {
-    const std::string silent = host.LogIn();
-    const std::string alive = host.LogIn();
-    PassTime(60000);
-    EXPECT_EQ(host.log.Count("INFO RemoveLoginInfo(" + silent + ")"), 0); // 60 s are not too long
-    EXPECT_EQ(Pong(alive), kPongReply);
-    PassTime(10000);
-    host.log.WaitFor("INFO RemoveLoginInfo(" + silent + ")");
-    const std::string gone = Pong(silent);
-    EXPECT_EQ(gone, Failure("PONG", kIllegal));
-    EXPECT_EQ(Pong(alive), kPongReply);
-    PassTime(50000);
-    EXPECT_EQ(Pong(alive), kPongReply);
-}
-
 TEST_F(Sessions, TheTickCountMayWrap) {
     host.clock.SetTick(0xFFFFFFFF - 5000);
     key = host.LogIn();
