@@ -97,7 +97,7 @@ void Ledger::ReadReport(const JsonValue& row) {
         listed_.push_back(id);
         reportOf_[Of(row, "OrderID")] = id;
         Keep(Of(row, "OriginalQty") == want.quantity, "as many as were wanted: " + id);
-        Keep(want.price.empty() || Of(row, "Price") == want.price,
+        Keep(Of(row, "Price") == want.price,
              "at the price that was wanted: " + Of(row, "Price") + " for " + want.price);
     }
     Keep(Of(row, "Account") == want.account && Of(row, "Symbol") == want.symbol &&
