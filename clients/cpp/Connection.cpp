@@ -14,14 +14,14 @@ void SetText(void* socket, int option, const std::string& text) {
     zmq_setsockopt(socket, option, text.data(), text.size());
 }
 
-void Prepare(void* socket, int kind, const CurveKeys& keys) {
+void Prepare(void* socket, int kind, const CurveKeys& keys, const char* topic) {
     SetZmqOption(socket, ZMQ_LINGER, 0);
     SetZmqOption(socket, ZMQ_RCVHWM, 0);
     SetZmqOption(socket, ZMQ_SNDHWM, 0);
     SetZmqOption(socket, ZMQ_IMMEDIATE, 1);
     SetZmqOption(socket, ZMQ_RECONNECT_IVL, -1);
     SetZmqOption(socket, ZMQ_TCP_KEEPALIVE, 1);
-    if (kind == ZMQ_SUB) SetText(socket, ZMQ_SUBSCRIBE, "");
+    if (kind == ZMQ_SUB) SetText(socket, ZMQ_SUBSCRIBE, topic);
     if (keys.server.empty()) return;
     SetText(socket, ZMQ_CURVE_SERVERKEY, keys.server);
     SetText(socket, ZMQ_CURVE_PUBLICKEY, keys.own);
@@ -35,10 +35,11 @@ std::string DrawMonitorAddress() {
 
 } // namespace
 
-Connection::Connection(void* context, int kind, const std::string& address, const CurveKeys& keys)
+Connection::Connection(void* context, int kind, const std::string& address, const CurveKeys& keys,
+                       const char* topic)
     : address_(address), socket_(zmq_socket(context, kind)),
       monitor_(zmq_socket(context, ZMQ_PAIR)) {
-    Prepare(socket_.get(), kind, keys);
+    Prepare(socket_.get(), kind, keys, topic);
     SetZmqOption(monitor_.get(), ZMQ_LINGER, 0);
     const std::string monitorAddress = DrawMonitorAddress();
     zmq_socket_monitor(socket_.get(), monitorAddress.c_str(),

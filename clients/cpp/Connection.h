@@ -21,7 +21,9 @@ class Connection {
   public:
     enum class Change { None, Connected, Gone };
 
-    Connection(void* context, int kind, const std::string& address, const CurveKeys& keys);
+    // A subscription is to what begins with `topic`.
+    Connection(void* context, int kind, const std::string& address, const CurveKeys& keys,
+               const char* topic = "");
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;

@@ -16,6 +16,7 @@ constexpr std::int64_t kStaleAfterUs =
     45'000'000; // without a publication; a heartbeat comes every 20 s
 constexpr Duration kLookEvery{1'000};
 constexpr Duration kFarewell{1'000};
+constexpr const char* kHeartbeat = R"({"DataType":"PING")";
 constexpr int kAtOnce = 1'000; // messages taken before others have their turn
 
 } // namespace
@@ -94,7 +95,8 @@ void Client::Core::TakeLogIn(const Answer& answer) {
 void Client::Core::Subscribe() {
     link_->stage = Link::Stage::Subscribing;
     const std::string address = AddressOf(link_->publishPort);
-    link_->feed = std::make_unique<Connection>(context_.get(), ZMQ_SUB, address, keys_);
+    link_->feed = std::make_unique<Connection>(context_.get(), ZMQ_SUB, address, keys_,
+                                               options_.publications ? "" : kHeartbeat);
     timers_.CancelAllOf(link_.get());
     After(kStepPatience, link_.get(), [this, address] {
         if (!IsUp()) Lose("the gateway does not take subscriptions at " + address);

@@ -126,6 +126,7 @@ void Feed::Core::TakeStatus(const Answer& answer) {
     if (next_ == 0) next_ = NumberOf(answer.message.Text("Last")) + 1;
     connection_ = client_.OpenSubscription(port);
     SetState(true, false, "catching up");
+    NoteLast(NumberOf(answer.message.Text("Last")));
 }
 
 // Numbers of another journal mean nothing here.
@@ -169,6 +170,7 @@ void Feed::Core::TakeMessage(const Frames& frames) {
 void Feed::Core::TakeBeat(const Message& beat) {
     TakeJournal(beat.Text("Journal"));
     const std::int64_t last = NumberOf(beat.Text("Last"));
+    NoteLast(last);
     if (last >= next_) return CatchUp();
     if (last + 1 < next_ && !asking_) {
         next_ = last + 1; // a power cut has taken what it had; the numbers are given again
@@ -198,6 +200,7 @@ void Feed::Core::TakePage(const Answer& answer) {
         return;
     }
     TakeJournal(answer.message.Text("Journal"));
+    NoteLast(NumberOf(answer.message.Text("Last")));
     for (const Message& event : answer.message.Rows("Events"))
         TakeEvent(event);
     const std::int64_t next = NumberOf(answer.message.Text("Next"));
@@ -225,8 +228,14 @@ void Feed::Core::UseWaiting() {
     }
 }
 
+void Feed::Core::NoteLast(std::int64_t last) {
+    const MutexLock guard(lock_);
+    state_.last = last;
+}
+
 void Feed::Core::Deliver(FeedRow row) {
     next_ = row.number + 1;
+    row.journal = journal_;
     {
         const MutexLock guard(lock_);
         state_.next = next_;
@@ -260,7 +269,7 @@ void Feed::Core::SetState(bool available, bool live, const std::string& reason) 
         const MutexLock guard(lock_);
         const bool isSame = state_.available == available && state_.live == live &&
                             state_.reason == reason && state_.journal == journal_;
-        state_ = {available, live, next_, journal_, reason};
+        state_ = {available, live, next_, state_.last, journal_, reason};
         if (isSame) return;
         told = state_;
     }

@@ -35,6 +35,7 @@ class Feed::Core : public Follower {
     void TakePage(const Answer& answer);
     void TakeEvent(const Message& event);
     void UseWaiting();
+    void NoteLast(std::int64_t last);
     void Deliver(FeedRow row);
     void Miss(std::int64_t first, std::int64_t last);
     bool HasRoom() const { return untold_ < kMostUntold; }

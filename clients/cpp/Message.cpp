@@ -1,6 +1,7 @@
 #include "clients/cpp/halvane.h"
 #include "foundation/support/Json.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace halvane::client {
@@ -201,6 +202,16 @@ Members& Members::Object(std::string_view key, const Members& object) {
 Members& Members::Json(std::string_view key, std::string_view json) {
     if (!inside_.empty()) inside_ += ',';
     inside_.append(Quoted(key)).append(":").append(json);
+    return *this;
+}
+
+Members& Members::All(const Message& message, std::initializer_list<std::string_view> apart) {
+    const std::string_view json = message.json_;
+    for (const Message::Member& member : message.members_) {
+        const std::string key = Unquoted(json.substr(member.key, member.keySize));
+        if (std::find(apart.begin(), apart.end(), key) != apart.end()) continue;
+        Json(key, json.substr(member.value, member.valueSize));
+    }
     return *this;
 }
 

@@ -50,6 +50,7 @@ class Message {
     const std::string& Json() const { return json_; }
 
   private:
+    friend class Members;
     struct Member {
         std::uint32_t key, keySize, value, valueSize; // where in the JSON
     };
@@ -73,6 +74,9 @@ class Members {
     Members& Text(std::string_view key, std::string_view value);
     Members& Object(std::string_view key, const Members& object);
     Members& Json(std::string_view key, std::string_view json); // any JSON value
+
+    // The members of `message` as they are written there, apart from those that are named.
+    Members& All(const Message& message, std::initializer_list<std::string_view> apart = {});
 
     const std::string& Inside() const { return inside_; } // the braces left out
 
@@ -134,6 +138,7 @@ struct Options {
     Duration timeout{10'000};    // of a request that is given none
     std::string pairedLine = {}; // what the gateway's owner gave for an encrypted door, "" for
                                  // none; it then says where the gateway is instead of host and port
+    bool publications = true;    // false: heartbeats alone, for who asks, or follows the feed
 };
 
 // Who is told what. All are called on one thread of the client's, one after the other: they may
@@ -264,6 +269,7 @@ struct FeedRow {
     std::int64_t timeNs = 0; // when it was published, since 1970 UTC
     bool recovered = false;  // the gateway was down when it happened
     std::string topic;       // "<kind>.<account>.<symbol>"
+    std::string journal;     // whose number it is
     Message publication;
 };
 
@@ -271,6 +277,7 @@ struct FeedState {
     bool available = false; // the gateway has a numbered feed
     bool live = false;      // rows come as they are published; not while a gap is being closed
     std::int64_t next = 0;  // the number of the row that is handed over next
+    std::int64_t last = 0;  // the last that the gateway told of, each second while it is there
     std::string journal;    // whose numbers they are; another one has others
     std::string reason;     // why it is not live
 };
@@ -282,7 +289,7 @@ struct FeedOptions {
     // There will never be rows from `first` to `last`: they could not be written, their day is no
     // longer kept, or a power cut took them.
     std::function<void(std::int64_t first, std::int64_t last)> missing = {};
-    std::function<void(const FeedState&)> state = {}; // when anything but `next` changes
+    std::function<void(const FeedState&)> state = {}; // not when only numbers change
 };
 
 // The numbered feed of a gateway that has one (docs/feed.md): every row exactly once and in order,
