@@ -12,19 +12,16 @@ import sqlite3
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 import unittest
 
 import zmq
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parent / "windows"))
-from running_gateway import SERVICE_KEY, PlainClient, compose, make_gateway, parse, take_paths, until
+from running_gateway import SERVICE_KEY, PlainClient, Trader, make_gateway, take_paths, until
 
 ORDERS = int(os.environ.get("HALVANE_FEED_ORDERS", "1500"))
 KILLS = int(os.environ.get("HALVANE_FEED_KILLS", "4"))
-WINDOW = 32  # orders under way
-ORDER = {"BrokerID": "PAPER", "Symbol": "OV.S.PAPX.ALFA", "Side": "1", "OrderQty": "1", "TimeInForce": "1"}
 STATE = ["Account", "Symbol", "Side", "OrderQty", "CumQty", "LeavesQty", "ExecType", "TransactTime", "UserKey1"]
 
 
@@ -86,32 +83,6 @@ class Follower:
                 self.follow()
             except (zmq.Again, KeyError, ValueError):  # the gateway is gone, or not there yet
                 time.sleep(0.05)
-
-
-class Trader:
-    """Orders as fast as replies come, half of them filled at once and half resting."""
-
-    def __init__(self, gateway, orders):
-        self.orders, self.answered, self.stopped = orders, 0, threading.Event()
-        with gateway.logged_in_client() as client:
-            self.key = client.session_key
-        self.endpoint = f"tcp://127.0.0.1:{gateway.port()}"
-        self.thread = threading.Thread(target=self.trade)
-        self.thread.start()
-
-    def trade(self):
-        with zmq.Context.instance().socket(zmq.DEALER) as requests:
-            requests.setsockopt(zmq.LINGER, 0)
-            requests.connect(self.endpoint)
-            sent = 0
-            while self.answered < self.orders and not self.stopped.is_set():
-                while sent < min(self.orders, self.answered + WINDOW):
-                    kind = {"OrderType": "1"} if sent % 2 else {"OrderType": "2", "Price": "110.5"}
-                    order = ORDER | kind | {"Account": f"100000{1 + sent % 3 // 2}", "UserKey1": f"key {sent}"}
-                    requests.send_multipart([b"", compose("NEWORDER", self.key, {"Param": order})])
-                    sent += 1
-                if requests.poll(100):
-                    self.answered += "Reply" in parse(requests.recv_multipart()[1])
 
 
 class FeedCase(unittest.TestCase):

@@ -9,6 +9,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 import zmq
@@ -102,6 +103,35 @@ class PlainClient:
         end = time.monotonic() + seconds
         while self._publications.poll(max(0, (end - time.monotonic()) * 1000)):
             yield parse(self._publications.recv())
+
+
+class Trader:
+    """Orders as fast as replies come, half of them filled at once and half resting."""
+
+    window = 32  # orders under way
+    order = {"BrokerID": "PAPER", "Symbol": "OV.S.PAPX.ALFA", "Side": "1", "OrderQty": "1", "TimeInForce": "1"}
+
+    def __init__(self, gateway, orders):
+        self.orders, self.answered, self.stopped = orders, 0, threading.Event()
+        with gateway.logged_in_client() as client:
+            self.key = client.session_key
+        self.endpoint = f"tcp://127.0.0.1:{gateway.port()}"
+        self.thread = threading.Thread(target=self.trade)
+        self.thread.start()
+
+    def trade(self):
+        with zmq.Context.instance().socket(zmq.DEALER) as requests:
+            requests.setsockopt(zmq.LINGER, 0)
+            requests.connect(self.endpoint)
+            sent = 0
+            while self.answered < self.orders and not self.stopped.is_set():
+                while sent < min(self.orders, self.answered + self.window):
+                    kind = {"OrderType": "1"} if sent % 2 else {"OrderType": "2", "Price": "110.5"}
+                    order = self.order | kind | {"Account": f"100000{1 + sent % 3 // 2}", "UserKey1": f"key {sent}"}
+                    requests.send_multipart([b"", compose("NEWORDER", self.key, {"Param": order})])
+                    sent += 1
+                if requests.poll(100):
+                    self.answered += "Reply" in parse(requests.recv_multipart()[1])
 
 
 class Gateway:
