@@ -56,6 +56,7 @@ else()
   pkg_check_modules(zmq REQUIRED IMPORTED_TARGET libzmq)
   pkg_check_modules(md REQUIRED IMPORTED_TARGET libmd)
   pkg_check_modules(sqlite3 REQUIRED IMPORTED_TARGET sqlite3)
+  pkg_check_modules(nats IMPORTED_TARGET libnats) # the relay alone needs it
   add_library(libzmq ALIAS PkgConfig::zmq)
   target_link_libraries(sqlite INTERFACE PkgConfig::sqlite3)
   target_link_libraries(system_support INTERFACE PkgConfig::md)

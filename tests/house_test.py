@@ -48,6 +48,7 @@ OUTSIDE = {
     "component": {"foundation/support", "tradeapi", "paper"},
     "clients/cpp": {"foundation/support"},
     "desk": {"clients/cpp", "foundation/support"},
+    "relay": {"clients/cpp", "foundation/support"},
     "doctor": {"foundation/support", "tradeapi", "tradeapi/com", "clients/cpp"},
     "tests": {*FLOORS, "clients/cpp"},
     "bench": set(FLOORS),
