@@ -5,6 +5,7 @@ orders are placed in all, HALVANE_RELAY_KILLS how often each kind of program is 
 HALVANE_RELAY_MEASURE=1 measures besides."""
 
 import collections
+import contextlib
 import json
 import os
 import pathlib
@@ -38,6 +39,13 @@ class Connection:
         self.file.readline()
         options = {"user": user, "pass": "secret", "verbose": False, "headers": True, "no_responders": True}
         self.send(f"CONNECT {json.dumps(options)}\r\nSUB {self.inbox}.* 1\r\n")
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.file.close()
+        self.socket.close()
 
     def send(self, text):
         self.socket.sendall(text.encode())
@@ -109,19 +117,15 @@ class Engine:
 
     def is_up(self):
         try:
-            with Connection(self.port, "keeper") as _:
+            with Connection(self.port, "keeper"):
                 return True
-        except (OSError, AttributeError, TypeError, IndexError):
+        except OSError:
             assert self.process.poll() is None, self.log.read_text()
             return False
 
     def kill(self):
         self.process.kill()
         self.process.wait()
-
-
-Connection.__enter__ = lambda self: self
-Connection.__exit__ = lambda self, *_: (self.file.close(), self.socket.close())
 
 
 class Relay:
@@ -274,6 +278,44 @@ class Kills(RelayCase):
         self.before[which] += trader.answered
         gateway.start_on_paper()
         self.traders[which] = Trader(gateway, trader.orders - trader.answered)
+
+
+@unittest.skipUnless("HALVANE_RELAY_MEASURE" in os.environ, "measures nothing but when it is asked for")
+class Measured(RelayCase):
+    gateways_wanted = len(DESKS)
+
+    def test_rate_and_lag(self):
+        self.relay.kill()
+        for trader in [Trader(gateway, ORDERS // 3) for gateway in self.gateways]:
+            trader.thread.join()
+        rows = sum(self.last_number(gateway) for gateway in self.gateways)
+        self.relay.start()
+        before = self.stored()
+        until(lambda: self.stored()[0] == rows, "the stream")
+        seconds = self.stored()[1] - before[1]
+        print(f"caught up: {(rows - before[0]) / seconds:.0f} rows/s, {rows} rows", file=sys.stderr)
+        self.relay.kill()  # what was late is not counted with the rest
+        self.relay.start()
+        self.wait_for_stream()
+        self.place_evenly(1000, 15)  # each is two rows
+        for desk in self.wait_for_stream():
+            print({name: desk[name] for name in ("Desk", "Stored", "LagP50Ms", "LagP99Ms")}, file=sys.stderr)
+        self.check_stream()
+
+    def place_evenly(self, rate, seconds):
+        with contextlib.ExitStack() as stack:
+            clients = [stack.enter_context(gateway.logged_in_client()) for gateway in self.gateways]
+            begun = time.monotonic()
+            for number in range(rate * seconds):
+                clients[number % len(clients)].request("NEWORDER", Param=ORDER)
+                time.sleep(max(0, begun + number / rate - time.monotonic()))
+            print(f"{number / (time.monotonic() - begun):.0f} orders/s", file=sys.stderr)
+
+    def stored(self):
+        """How many rows the stream has, and when that was."""
+        with Connection(self.engine.port, "keeper") as keeper:
+            info = keeper.ask("$JS.API.STREAM.INFO.HALVANE", {})
+        return info.get("state", {"messages": 0})["messages"], time.monotonic()
 
 
 class Resending(RelayCase):

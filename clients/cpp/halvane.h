@@ -138,7 +138,8 @@ struct Options {
     Duration timeout{10'000};    // of a request that is given none
     std::string pairedLine = {}; // what the gateway's owner gave for an encrypted door, "" for
                                  // none; it then says where the gateway is instead of host and port
-    bool publications = true;    // false: heartbeats alone, for who asks, or follows the feed
+    bool publications = true;    // false: heartbeats alone; for who only asks or follows the feed,
+                                 // since a book needs them
 };
 
 // Who is told what. All are called on one thread of the client's, one after the other: they may
