@@ -29,6 +29,7 @@ void Desk::Begin(const std::optional<Position>& position) {
     client::FeedOptions options;
     options.from = position ? position->number + 1 : 1;
     options.journal = position ? position->journal : "";
+    options.run = position ? position->run : "";
     options.row = [this](const client::FeedRow& row) { Take(row); };
     options.missing = [this](std::int64_t first, std::int64_t last) {
         missing_ = {missing_ ? missing_->first : first, last};

@@ -105,7 +105,7 @@ void Stream::TakeAcks(int timeoutMs) {
 }
 
 // They come in the order of the rows, since one connection's rows are stored one after the other.
-void Stream::TakeAck(std::string ack) {
+void Stream::TakeAck(const std::string& ack) {
     const std::optional<client::Message> message = client::Message::Parse(ack);
     std::uint64_t sequence = 0;
     if (message && !message->Has("error") && !message->Has("duplicate")) {

@@ -41,7 +41,7 @@ class Stream {
     };
 
     void OpenStream();
-    void TakeAck(std::string ack);
+    void TakeAck(const std::string& ack);
     void CheckPatience() const;
 
     const Engine engine_;

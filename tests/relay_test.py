@@ -340,6 +340,36 @@ class Resending(RelayCase):
                          [row for row in journal if row[0] not in (5, 6, 9)])  # fmt: skip
 
 
+class NumbersGivenAgain(RelayCase):
+    def test_no_row_is_lost(self):
+        for relay_runs in (True, False):
+            with self.subTest(relay_runs=relay_runs):
+                gateway = self.gateways[0]
+                Trader(gateway, 40).thread.join()
+                self.wait_for_stream()
+                before = self.relay.rows()["alpha"]
+                if not relay_runs:
+                    self.relay.kill()
+                gateway.process.kill()
+                gateway.process.wait()
+                lost = self.cut_journal(gateway, 50)
+                gateway.start_on_paper()
+                Trader(gateway, 40).thread.join()  # so that its numbers go beyond those that were lost
+                if not relay_runs:
+                    self.relay.start()
+                self.wait_for_stream()
+                self.assertEqual(self.relay.rows()["alpha"],
+                                 before + [row for row in self.journal(gateway) if row[0] >= lost])  # fmt: skip
+
+    def cut_journal(self, gateway, count):
+        """Takes the last rows, as a power cut may; the number of the first."""
+        (file,) = gateway.folder.glob("feed/feed-*.sqlite")
+        with sqlite3.connect(file) as journal:
+            ((last,),) = journal.execute("SELECT max(number) FROM event").fetchall()
+            journal.execute("DELETE FROM event WHERE number > ?", [last - count])
+        return last - count + 1
+
+
 class Users(RelayCase):
     def test_each_may_do_its_own(self):
         order = json.dumps({"Request": "NEWORDER", "Param": ORDER | {"UserKey1": "forbidden"}})

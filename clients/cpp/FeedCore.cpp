@@ -13,6 +13,7 @@ constexpr Duration kAskAgain{1'000};
 constexpr Duration kPagePatience{10'000};
 constexpr std::size_t kMostWaiting = 10'000;
 constexpr int kMessagesAtOnce = 1'000;
+constexpr std::int64_t kStepBack = 400; // rows: less than a page
 constexpr std::string_view kHello = "FEEDHELLO";
 constexpr std::string_view kBeat = "FEEDBEAT";
 
@@ -70,7 +71,7 @@ FeedRow RowOf(const Message& event) {
 } // namespace
 
 Feed::Core::Core(Client::Core& client, FeedOptions options)
-    : client_(client), options_(std::move(options)), journal_(options_.journal),
+    : client_(client), options_(std::move(options)), journal_(options_.journal), run_(options_.run),
       next_(std::max<std::int64_t>(options_.from, 0)) {
     client_.Follow(this);
 }
@@ -124,9 +125,46 @@ void Feed::Core::TakeStatus(const Answer& answer) {
     }
     TakeJournal(answer.message.Text("Journal"));
     if (next_ == 0) next_ = NumberOf(answer.message.Text("Last")) + 1;
-    connection_ = client_.OpenSubscription(port);
-    SetState(true, false, "catching up");
     NoteLast(NumberOf(answer.message.Text("Last")));
+    port_ = port;
+    ofKnownRun_ = 0;
+    const bool mayTurn = next_ > 1 && !run_.empty() && run_ != answer.message.Text("Run");
+    return mayTurn ? FindTurn(next_ - 1) : OpenFeed();
+}
+
+void Feed::Core::OpenFeed() {
+    connection_ = client_.OpenSubscription(port_);
+    SetState(true, false, "catching up");
+}
+
+// A power cut may have taken numbers, which a later run has given again. It goes on where the rows
+// of later runs begin, when that is not behind what it has had. Runs begin with their time.
+void Feed::Core::FindTurn(std::int64_t from) {
+    Ask("FEEDREPLAY", {{"From", std::to_string(from)}},
+        [this, from](const Answer& page) { TakeTurn(from, page); });
+}
+
+void Feed::Core::TakeTurn(std::int64_t from, const Answer& page) {
+    if (page.outcome == Answer::Outcome::Gone) return;
+    if (!page) {
+        SetState(true, false, page.error);
+        client_.After(kAskAgain, this, [this] { AskStatus(); });
+        return;
+    }
+    std::int64_t turn = 0;
+    for (const Message& event : page.message.Rows("Events")) {
+        const std::int64_t number = NumberOf(event.Text("Number"));
+        if (event.Text("Run") > run_) {
+            turn = number;
+            break;
+        }
+        ofKnownRun_ = number;
+    }
+    if (ofKnownRun_ == 0 && from > 1) return FindTurn(std::max<std::int64_t>(from - kStepBack, 1));
+    const std::int64_t next = NumberOf(page.message.Text("Next"));
+    if (turn == 0 && next < next_ && page.message.Text("More") == "1") return FindTurn(next);
+    next_ = std::min(next_, turn != 0 ? turn : std::max<std::int64_t>(next, 1));
+    OpenFeed();
 }
 
 // Numbers of another journal mean nothing here.
@@ -134,6 +172,7 @@ void Feed::Core::TakeJournal(const std::string& journal) {
     if (journal.empty() || journal == journal_) return;
     if (!journal_.empty()) {
         next_ = 1;
+        run_.clear();
         waiting_.clear();
     }
     journal_ = journal;
@@ -236,6 +275,7 @@ void Feed::Core::NoteLast(std::int64_t last) {
 void Feed::Core::Deliver(FeedRow row) {
     next_ = row.number + 1;
     row.journal = journal_;
+    run_ = row.run;
     {
         const MutexLock guard(lock_);
         state_.next = next_;

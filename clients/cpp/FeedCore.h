@@ -28,6 +28,9 @@ class Feed::Core : public Follower {
     void AskStatus();
     void TakeStatus(const Answer& answer);
     void TakeJournal(const std::string& journal);
+    void OpenFeed();
+    void FindTurn(std::int64_t from);
+    void TakeTurn(std::int64_t from, const Answer& page);
 
     void TakeMessage(const Frames& frames);
     void TakeBeat(const Message& beat);
@@ -56,9 +59,12 @@ class Feed::Core : public Follower {
     std::unique_ptr<Connection> connection_;
     std::map<std::int64_t, FeedRow> waiting_; // that came while a gap before them was being closed
     std::string journal_;
-    std::int64_t next_;   // 0 as long as it is not known
-    bool asking_ = false; // for a page
-    bool again_ = false;  // there may be more
+    std::string run_;             // of the row before the next one
+    int port_ = 0;                // of the feed
+    std::int64_t ofKnownRun_ = 0; // the last row that is known to be of that run, or before it
+    std::int64_t next_;           // 0 as long as it is not known
+    bool asking_ = false;         // for a page
+    bool again_ = false;          // there may be more
 };
 
 } // namespace halvane::client

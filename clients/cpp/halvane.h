@@ -286,6 +286,8 @@ struct FeedState {
 struct FeedOptions {
     std::int64_t from = 0;    // the first number; 0: from now on
     std::string journal = {}; // to which `from` belongs; in another one it begins at 1. "" for any
+    std::string run = {}; // of the row before `from`. Numbers that a power cut has taken are given
+                          // again: rows of other runs are told, whatever their numbers. "" for any
     std::function<void(const FeedRow&)> row = {};
     // There will never be rows from `first` to `last`: they could not be written, their day is no
     // longer kept, or a power cut took them.
