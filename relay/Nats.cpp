@@ -28,8 +28,8 @@ void SetFiles(natsOptions* options, const Engine& engine) {
 
 } // namespace
 
-void Check(natsStatus status, const std::string& what) {
-    if (status != NATS_OK) throw NatsFault(what + ": " + natsStatus_GetText(status));
+void Check(natsStatus status, std::string_view what) {
+    if (status != NATS_OK) throw NatsFault(std::string(what) + ": " + natsStatus_GetText(status));
 }
 
 NatsConnection Connect(const Engine& engine, const char* name) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 // The library's handles with an owner, and its connection with our settings.
 namespace halvane::relay {
@@ -25,7 +26,7 @@ class NatsFault : public std::runtime_error {
     using runtime_error::runtime_error;
 };
 
-void Check(natsStatus status, const std::string& what);
+void Check(natsStatus status, std::string_view what);
 
 struct Engine {
     std::string url;

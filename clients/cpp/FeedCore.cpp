@@ -39,10 +39,9 @@ std::string Escaped(const std::string& part) {
 
 // As the feed's own topics.
 std::string TopicOf(const Message& publication) {
-    const Message body =
-        publication.Has("Report") ? publication.Object("Report") : publication.Object("Data");
-    return Escaped(publication.Text("DataType")) + "." + Escaped(body.Text("Account")) + "." +
-           body.Text("Symbol");
+    const char* body = publication.Has("Report") ? "Report" : "Data";
+    return Escaped(publication.Text("DataType")) + "." +
+           Escaped(publication.TextIn(body, "Account")) + "." + publication.TextIn(body, "Symbol");
 }
 
 std::optional<FeedRow> RowIn(const Frames& frames) {

@@ -101,6 +101,23 @@ template <class Take> void ForEachElement(std::string_view array, Take take) {
     }
 }
 
+// Calls `take` with key, in its quotes, and value of each member, as long as it returns true.
+template <class Take> void ForEachMember(std::string_view object, Take take) {
+    for (std::size_t at = SkipBlanks(object, 1); object[at] != '}';) {
+        const std::size_t keyEnd = SkipString(object, at);
+        const std::size_t value = SkipBlanks(object, SkipBlanks(object, keyEnd) + 1);
+        const std::size_t end = SkipValue(object, value);
+        if (!take(object.substr(at, keyEnd - at), object.substr(value, end - value))) return;
+        at = SkipBlanks(object, end);
+        if (object[at] == ',') at = SkipBlanks(object, at + 1);
+    }
+}
+
+bool IsKey(std::string_view quoted, std::string_view key) {
+    if (quoted.find('\\') != std::string_view::npos) return Unquoted(quoted) == key;
+    return quoted.substr(1, quoted.size() - 2) == key;
+}
+
 std::string Quoted(std::string_view text) {
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
@@ -130,23 +147,20 @@ Message Message::OfPart(std::string_view object) {
 
 void Message::FindMembers(std::size_t open) {
     const auto narrow = [](std::size_t size) { return static_cast<std::uint32_t>(size); };
-    for (std::size_t at = SkipBlanks(json_, open + 1); json_[at] != '}';) {
-        const std::size_t keyEnd = SkipString(json_, at);
-        const std::size_t value = SkipBlanks(json_, SkipBlanks(json_, keyEnd) + 1);
-        const std::size_t end = SkipValue(json_, value);
-        members_.push_back({narrow(at), narrow(keyEnd - at), narrow(value), narrow(end - value)});
-        at = SkipBlanks(json_, end);
-        if (json_[at] == ',') at = SkipBlanks(json_, at + 1);
-    }
+    const std::string_view json = json_;
+    ForEachMember(json.substr(open), [&](std::string_view key, std::string_view value) {
+        members_.push_back(
+            {narrow(static_cast<std::size_t>(key.data() - json.data())), narrow(key.size()),
+             narrow(static_cast<std::size_t>(value.data() - json.data())), narrow(value.size())});
+        return true;
+    });
     members_.shrink_to_fit();
 }
 
 std::string_view Message::Find(std::string_view key) const {
     const std::string_view json = json_;
     for (auto member = members_.rbegin(); member != members_.rend(); ++member) {
-        const std::string_view quoted = json.substr(member->key, member->keySize);
-        const bool escaped = quoted.find('\\') != std::string_view::npos;
-        if (escaped ? Unquoted(quoted) == key : quoted.substr(1, quoted.size() - 2) == key) {
+        if (IsKey(json.substr(member->key, member->keySize), key)) {
             return json.substr(member->value, member->valueSize);
         }
     }
@@ -154,6 +168,18 @@ std::string_view Message::Find(std::string_view key) const {
 }
 
 std::string Message::Text(std::string_view key) const { return PlainText(Find(key)); }
+
+std::string Message::TextIn(std::string_view object, std::string_view key) const {
+    const std::string_view whole = Find(object);
+    std::string text;
+    if (whole.empty() || whole[0] != '{') return text;
+    ForEachMember(whole, [&](std::string_view name, std::string_view value) {
+        const bool found = IsKey(name, key);
+        if (found) text = PlainText(value);
+        return !found;
+    });
+    return text;
+}
 
 bool Message::Has(std::string_view key) const { return !Find(key).empty(); }
 

@@ -32,6 +32,10 @@ class Message {
     // it is an object, an array or null. Of a member that occurs twice the last one counts.
     std::string Text(std::string_view key) const;
 
+    // The text of a member inside the member's object, the first of its name; without a copy of
+    // that object.
+    std::string TextIn(std::string_view object, std::string_view key) const;
+
     bool Has(std::string_view key) const;
 
     // The member's object; empty when there is none.
