@@ -10,7 +10,7 @@ constexpr std::uint32_t kReopenMs = 500;
 constexpr std::chrono::milliseconds kIdlePatience{50};
 constexpr int kAckPatienceMs = 1; // while rows may come as well
 constexpr int kAcksEvery = 64;    // rows
-constexpr std::int64_t kStatusEveryUs = 5'000'000;
+constexpr std::int64_t kStatusEveryUs = 2'000'000;
 constexpr std::int64_t kLinesEveryUs = 60'000'000;
 constexpr std::int64_t kFarewellUs = 3'000'000;
 

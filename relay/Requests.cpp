@@ -84,6 +84,7 @@ void Requests::Serve(const std::stop_token& stop) {
     } closed{*this, connection.get()};
     for (const auto& place : places)
         Subscribe(*place, connection.get());
+    largest_ = static_cast<std::size_t>(natsConnection_GetMaxPayload(connection.get()));
     {
         const MutexLock guard(connectionLock_);
         connection_ = connection.get();

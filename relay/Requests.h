@@ -32,6 +32,7 @@ class Requests {
     Counts CountsOf(std::size_t desk) const;
     bool IsConnected() const;
     void Publish(const std::string& subject, const std::string& json);
+    std::size_t LargestReply() const { return largest_; }
     void Reply(std::size_t desk, const std::string& to, const std::string& json, bool failed);
 
   private:
@@ -48,6 +49,7 @@ class Requests {
     const Engine engine_;
     const std::vector<DeskOptions> desks_;
     const client::Duration patience_;
+    std::atomic<std::size_t> largest_ = 0;                  // that the engine takes
     std::vector<std::atomic<std::int64_t>> asked_, failed_; // of each desk
 
     mutable Mutex connectionLock_;

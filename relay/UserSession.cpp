@@ -12,15 +12,19 @@ constexpr std::int64_t kHoldUs = 2'000'000;
 constexpr const char* kQueueFull = "relay: queue full; nothing was sent";
 constexpr const char* kAbsent = "relay: gateway absent; nothing was sent";
 constexpr const char* kLost = "relay: gateway absent; it may have been carried out";
+constexpr const char* kTooLarge = "relay: carried out; the reply is larger than the engine takes";
 constexpr const char* kNoAnswer = "relay: no answer in time; it may have been carried out";
 
-const char* FailureOf(const client::Answer& answer) {
-    if (!answer.mayHaveArrived) return kAbsent;
-    return answer.outcome == client::Answer::Outcome::TimedOut ? kNoAnswer : kLost;
+// Of the gateway's own.
+bool HasReply(const client::Answer& answer) {
+    const bool replied = answer || answer.outcome == client::Answer::Outcome::Refused;
+    return replied && answer.message.Has("Reply");
 }
 
-bool HasReply(const client::Answer& answer) {
-    return answer || answer.outcome == client::Answer::Outcome::Refused;
+const char* FailureOf(const client::Answer& answer) {
+    if (HasReply(answer)) return kTooLarge;
+    if (!answer.mayHaveArrived) return kAbsent;
+    return answer.outcome == client::Answer::Outcome::TimedOut ? kNoAnswer : kLost;
 }
 
 } // namespace
@@ -69,8 +73,9 @@ void UserSession::Send(Asked asked) {
     client_.Ask(name, members, patience_,
                 [this, name, replyTo = std::move(asked.replyTo)](const client::Answer& answer) {
                     underWay_--;
-                    if (HasReply(answer) && answer.message.Has("Reply"))
-                        requests_.Reply(desk_, replyTo, answer.message.Json(), false);
+                    const std::string& reply = answer.message.Json();
+                    if (HasReply(answer) && reply.size() <= requests_.LargestReply())
+                        requests_.Reply(desk_, replyTo, reply, false);
                     else
                         requests_.Reply(desk_, replyTo, Failure(name, FailureOf(answer)), true);
                 });

@@ -4,6 +4,7 @@ becomes of requests. Takes the paths of the programs as its last arguments. HALV
 orders are placed in all, HALVANE_RELAY_KILLS how often each kind of program is killed, and
 HALVANE_RELAY_MEASURE=1 measures besides."""
 
+import base64
 import collections
 import contextlib
 import json
@@ -156,13 +157,17 @@ class Relay:
         file = self.reader if user == "reader" else self.file
         return subprocess.run([RELAY, "--config", file, *words], stdout=subprocess.PIPE, check=True, timeout=600).stdout
 
-    def rows(self, subject="halvane.feed.>"):
-        """(subject, number, run, time, origin, JSON) of each row of the stream, by desk."""
+    def read(self, *words):
+        """(subject, header's words, JSON) of each row of the stream."""
+        lines = self.run("--read", *words, user="reader").splitlines()
+        return [(where.decode(), header.decode().split(), text)
+                for where, header, text in (line.split(b"\t", 2) for line in lines)]  # fmt: skip
+
+    def rows(self):
+        """(number, run, time, origin, JSON) of each, by desk."""
         rows = collections.defaultdict(list)
-        for line in self.run("--read", subject, user="reader").splitlines():
-            where, header, text = line.split(b"\t", 2)
-            number, run, when, origin, _ = header.decode().split()
-            rows[where.decode().split(".")[2]].append((int(number), run, int(when), origin, text))
+        for where, (number, run, when, origin, _), text in self.read():
+            rows[where.split(".")[2]].append((int(number), run, int(when), origin, text))
         return rows
 
 
@@ -200,29 +205,43 @@ class RelayCase(unittest.TestCase):
         return [(number, run, when, "recovered" if again else "live", text.encode())
                 for number, run, when, again, text in rows]  # fmt: skip
 
-    def last_number(self, gateway):
-        """Once the platform has told all: it is quiet for three seconds."""
-        last, quiet = 0, 0
-        with gateway.logged_in_client() as client:
-            while quiet < 6:
-                status = client.request("FEEDSTATUS")
-                same = int(status["Last"]) == last and status["Waiting"] == "0"
-                last, quiet = int(status["Last"]), quiet + 1 if same else 0
-                time.sleep(0.5)
-        return last
+    def wait_for_journals(self, quiet=1):
+        """Until the platforms have told all: they are quiet for so many seconds. How many rows there are."""
+        with contextlib.ExitStack() as stack:
+            clients = [stack.enter_context(gateway.logged_in_client()) for gateway in self.gateways]
+            last, since = None, time.monotonic()
+            while time.monotonic() < since + quiet:
+                all = [client.request("FEEDSTATUS") for client in clients]
+                now = [(status["Last"], status["Waiting"]) for status in all]
+                if now != last or any(waiting != "0" for _, waiting in now):
+                    last, since = now, time.monotonic()
+                time.sleep(0.1)
+        return sum(int(number) for number, _ in last)
 
-    def wait_for_stream(self):
-        """Until the relay has published what the gateways have."""
-        for gateway in self.gateways:
-            self.last_number(gateway)
+    def wait_for_stream(self, quiet=1):
+        """Until the relay has published all that the gateways have."""
+        self.wait_for_journals(quiet)
+        with Connection(self.engine.port, "keeper") as keeper:
+            for desk, gateway in zip(DESKS, self.gateways):
+                until(lambda: self.last_row(keeper, desk) == self.last_of_journal(gateway), f"{desk}'s last row")
+
+    def last_row(self, keeper, desk):
+        found = keeper.ask("$JS.API.STREAM.MSG.GET.HALVANE", {"last_by_subj": f"halvane.feed.{desk}.>"})
+        headers = base64.b64decode(found["message"]["hdrs"]).decode() if "message" in found else ""
+        headers = dict(line.split(": ", 1) for line in headers.splitlines()[1:] if line)
+        number, run = headers.get("Halvane-Behind", headers.get("Halvane-Row", "0 none")).split()[:2]
+        return int(number), run
+
+    def last_of_journal(self, gateway):
+        file = max(gateway.folder.glob("feed/feed-*.sqlite"))
+        with sqlite3.connect(file) as journal:
+            return journal.execute("SELECT number, run FROM event ORDER BY number DESC LIMIT 1").fetchone()
+
+    def status(self):
+        """What the relay tells next."""
         with Connection(self.engine.port, "reader") as reader:
             reader.subscribe("halvane.relay.status")
-            for _ in range(60):
-                desks = json.loads(reader.next()[2])["Desks"]
-                ends = [self.journal(gateway)[-1][0] for gateway in self.gateways]
-                if [int(desk["Number"]) for desk in desks] == ends:
-                    return desks
-        raise AssertionError(f"the stream never got all: {desks}, {ends}")
+            return json.loads(reader.next()[2])
 
     def check_stream(self):
         rows = self.relay.rows()
@@ -247,7 +266,7 @@ class Kills(RelayCase):
             getattr(self, f"kill_{victim}")()
         for trader in self.traders:
             trader.thread.join()
-        self.wait_for_stream()
+        self.wait_for_stream(quiet=4)  # after a start the platform's lists are looked through
         rows = self.check_stream()
         self.assertGreater(rows, ORDERS)
         print(f"{self.answered()} orders answered, {rows} rows, each kind killed {KILLS} times", file=sys.stderr)
@@ -288,7 +307,7 @@ class Measured(RelayCase):
         self.relay.kill()
         for trader in [Trader(gateway, ORDERS // 3) for gateway in self.gateways]:
             trader.thread.join()
-        rows = sum(self.last_number(gateway) for gateway in self.gateways)
+        rows = self.wait_for_journals()
         self.relay.start()
         before = self.stored()
         until(lambda: self.stored()[0] == rows, "the stream")
@@ -298,7 +317,8 @@ class Measured(RelayCase):
         self.relay.start()
         self.wait_for_stream()
         self.place_evenly(1000, 15)  # each is two rows
-        for desk in self.wait_for_stream():
+        self.wait_for_stream()
+        for desk in self.status()["Desks"]:
             print({name: desk[name] for name in ("Desk", "Stored", "LagP50Ms", "LagP99Ms")}, file=sys.stderr)
         self.check_stream()
 
@@ -357,7 +377,7 @@ class NumbersGivenAgain(RelayCase):
                 Trader(gateway, 40).thread.join()  # so that its numbers go beyond those that were lost
                 if not relay_runs:
                     self.relay.start()
-                self.wait_for_stream()
+                self.wait_for_stream(quiet=4)
                 self.assertEqual(self.relay.rows()["alpha"],
                                  before + [row for row in self.journal(gateway) if row[0] >= lost])  # fmt: skip
 
@@ -370,10 +390,81 @@ class NumbersGivenAgain(RelayCase):
         return last - count + 1
 
 
+class OddRows(RelayCase):
+    """Of kinds, accounts and symbols that nobody expects, and numbers that are not there."""
+
+    def test_subjects_and_gaps(self):
+        gateway = self.gateways[0]
+        self.wait_for_stream()
+        gateway.process.kill()
+        gateway.process.wait()
+        number, run = self.last_of_journal(gateway)
+        report, gap = "EXECUTIONREPORT", {"DataType": "FEEDGAP", "From": f"{number + 5}", "To": f"{number + 7}"}
+        missing = {"DataType": "RELAYGAP", "From": f"{number + 9}", "To": f"{number + 10}"}
+        large = {"DataType": "RELAYGAP", "From": f"{number + 12}", "To": f"{number + 12}"}
+        rows = [  # number, kind, account, symbol, what the subject ends with, what is published instead
+            (1, report, "1.0 1", "OV.S.A*B>", "EXECUTIONREPORT.1%2E0%201.OV.S.A%2AB%3E", None),
+            (2, report, "_", "", "EXECUTIONREPORT.%5F._", None),
+            (3, "A.%2E", "\u00e9\t", "..X", "A%2E%252E.%C3%A9%09._._.X", None),
+            (4, report, "a" * 300, "b" * 5000, f"EXECUTIONREPORT.{'a' * 200}.{'b' * 200}", None),
+            (8, gap, None, None, "FEEDGAP._._", None),
+            (10, None, None, None, "RELAYGAP._._", missing),
+            (11, report, "", "OV", "EXECUTIONREPORT._.OV", None),
+            (12, report, "1", "x" * 9_000_000, "RELAYGAP._._", large),
+            (13, report, "1", "OV", "EXECUTIONREPORT.1.OV", None),
+        ]
+        expected = []
+        for offset, kind, account, symbol, subject, instead in rows:
+            text = json.dumps(kind if isinstance(kind, dict) else
+                              {"DataType": kind, "Report": {"Account": account, "Symbol": symbol}})  # fmt: skip
+            if kind:
+                self.insert(gateway, number + offset, run, text)
+            expected.append((f"halvane.feed.alpha.{subject}", number + offset, json.loads(text) if not instead else instead))
+        gateway.start_on_paper()
+        self.wait_for_stream()
+        found = [(subject, int(words[0]), json.loads(text)) for subject, words, text in self.relay.read()]
+        begin = [each[1] for each in found].index(number + 1)
+        self.assertEqual(found[begin : begin + len(expected)], expected)
+
+    def insert(self, gateway, number, run, text):
+        (file,) = gateway.folder.glob("feed/feed-*.sqlite")
+        with sqlite3.connect(file) as journal:
+            ((when,),) = journal.execute("SELECT max(time_ns) FROM event").fetchall()
+            journal.execute("INSERT INTO event VALUES (?, ?, ?, 'X', '', '', 0, ?)", [number, run, when, text])
+
+
+class Settings(unittest.TestCase):
+    def test_bad_lines_are_answered(self):
+        desk = "[Gateway1]\nDesk=alpha\nSystem=A\nKey=k\n"
+        rows = [
+            ("", [], "no gateway is named in"),
+            ("[Gateway1]\nDesk=a.b\nSystem=A\nKey=k", [], "Desk in [Gateway1] has letters, digits, - and _ only: a.b"),
+            ("[Gateway1]\nSystem=A\nKey=k", [], "Desk in [Gateway1] has letters"),
+            ("[Gateway1]\nDesk=alpha\nSystem=A", [], "System or Key is missing in [Gateway1]"),
+            (desk + desk.replace("1]", "2]"), [], "Desk in [Gateway2] is another gateway's: alpha"),
+            (desk + "Address=here:99999", [], "no host:port is here:99999"),
+            (desk + "[Nats]\nStream=a.b", [], "Stream in [Nats] has letters, digits, - and _ only: a.b"),
+            (desk + "[Nats]\nKeepDays=a", [], "KeepDays in [Nats] is no number up to 36500: a"),
+            (desk + "Line=halvane://nobody", [], "not a line of HalvanePair"),
+            (desk, ["--nonsense"], "unknown, or without a value: --nonsense"),
+            (desk, ["--resend-from", "soon"], "neither a number nor a time like 2026-11-22T10:31:00Z: soon"),
+            (desk, ["--resend-from", "1", "--desk", "beta"], "no gateway is the desk beta"),
+        ]
+        with tempfile.TemporaryDirectory() as folder:
+            file = pathlib.Path(folder) / "Relay.ini"
+            for text, words, why in rows:
+                with self.subTest(text, words=words):
+                    file.write_text(text)
+                    done = subprocess.run([RELAY, "--config", file, *words], capture_output=True, timeout=60)
+                    self.assertIn(done.returncode, (1, 2))
+                    self.assertIn(why, done.stderr.decode())
+            done = subprocess.run([RELAY, "--config", file.parent / "none.ini"], capture_output=True, timeout=60)
+            self.assertIn("there is no file", done.stderr.decode())
+
+
 class Users(RelayCase):
     def test_each_may_do_its_own(self):
         order = json.dumps({"Request": "NEWORDER", "Param": ORDER | {"UserKey1": "forbidden"}})
-        self.wait_for_stream()
         rows = [
             ("reader", "halvane.request.alpha", "Publish"),
             ("reader", "halvane.request.alpha.reader", "Publish"),
@@ -440,6 +531,10 @@ class RequestsThroughTheEngine(RelayCase):
             with self.subTest(request):
                 self.assertEqual(self.connection.ask(self.SUBJECT, request)["ErrMsg"], why)
         self.assertEqual(self.placed("once"), 1)
+        status = self.status()
+        self.assertEqual([status["Engine"], status["Desks"][0]["Live"]], ["1", "1"])
+        self.assertGreater(int(status["Desks"][0]["Requests"]), len(rows))
+        self.assertEqual(status["Desks"][0]["RequestsFailed"], "2")
 
     def test_failures_are_told_apart_and_no_order_goes_twice(self):
         process = self.gateways[0].process
@@ -465,6 +560,7 @@ class RequestsThroughTheEngine(RelayCase):
         until(lambda: self.ask("NEWORDER", **{"Param": ORDER | {"UserKey1": "after"}})["Success"] == "OK", "the gateway")
         self.assertEqual([self.placed(key) for key in ("lost", "absent", "after")], [0, 0, 1])
         self.relay.kill()
+        time.sleep(0.5)  # the engine must have noticed: until then it hands requests to nobody
         self.assertIn("503", self.connection.ask(self.SUBJECT, {"Request": "PONG"}))
 
     def placed_before(self, key):
