@@ -12,18 +12,14 @@ void Health::NoteStored(const Row& row) {
     constexpr std::int64_t kMsNs = 1'000'000;
     Tally& tally = tallies_[row.desk];
     tally.stored++;
-    if (const auto position = PositionIn(row.behind.empty() ? row.header : row.behind)) {
-        tally.number = position->number;
-        tally.run = position->run;
-    }
+    tally.header = row.behind.empty() ? row.header : row.behind;
     const std::int64_t lagMs = (TheClock().UnixTimeNs() - row.timeNs) / kMsNs;
     const auto last = static_cast<std::int64_t>(tally.lagsMs.size() - 1);
     tally.lagsMs[static_cast<std::size_t>(std::clamp<std::int64_t>(lagMs, 0, last))]++;
 }
 
 void Health::NoteStart(std::size_t desk, const std::optional<Position>& position) {
-    tallies_[desk].number = position ? position->number : 0;
-    tallies_[desk].run = position ? position->run : "";
+    tallies_[desk].header = position ? position->header : "";
 }
 
 void Health::NoteEngine(bool connected, const std::string& trouble) {
@@ -53,15 +49,16 @@ std::string Health::Status(const std::vector<std::unique_ptr<Desk>>& desks,
     for (const auto& desk : desks) {
         const Tally& tally = tallies_[desk->Index()];
         const Requests::Counts counts = requests.CountsOf(desk->Index());
+        const Position position = PositionIn(tally.header).value_or(Position{});
         const std::string trouble = desk->Trouble();
         const std::int64_t last = desk->GetFeedState().last;
         const client::Members row{
             {"Desk", desk->Name()},
             {"Live", trouble.empty() ? "1" : "0"},
             {"Trouble", trouble},
-            {"Number", std::to_string(tally.number)},
-            {"Run", tally.run},
-            {"Behind", std::to_string(std::max<std::int64_t>(last - tally.number, 0))},
+            {"Number", std::to_string(position.number)},
+            {"Run", position.run},
+            {"Behind", std::to_string(std::max<std::int64_t>(last - position.number, 0))},
             {"Stored", std::to_string(tally.stored)},
             {"LagP50Ms", std::to_string(LagMs(tally, 0.5))},
             {"LagP99Ms", std::to_string(LagMs(tally, 0.99))},

@@ -27,8 +27,8 @@ class Health {
 
   private:
     struct Tally {
-        std::string run;
-        std::int64_t number = 0, stored = 0;
+        std::string header; // of the row behind which it goes on
+        std::int64_t stored = 0;
         std::array<std::uint32_t, 2'001> lagsMs = {}; // how many rows were so late; the last: later
     };
 

@@ -29,7 +29,7 @@ void Relay::Run(const std::stop_token& stop) {
             Follow(stop);
         } catch (const NatsFault& fault) {
             health_.NoteEngine(false, fault.what());
-            Say("engine: " + std::string(fault.what()));
+            if (seldom_.IsDue(fault.what())) Say("engine: " + std::string(fault.what()));
         }
         outbox_.Close();
         for (const auto& desk : desks_)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/support/Seldom.h"
 #include "relay/Health.h"
 #include "relay/Options.h"
 #include "relay/Stream.h"
@@ -27,6 +28,7 @@ class Relay {
     Health health_;
     std::vector<std::unique_ptr<Desk>> desks_;
     Requests requests_;
+    Seldom seldom_;                           // what is wrong with the engine
     std::int64_t statusUs_ = 0, linesUs_ = 0; // when each is due
 };
 

@@ -1,6 +1,7 @@
 #include "relay/Requests.h"
 
 #include "foundation/support/Clock.h"
+#include "foundation/support/Seldom.h"
 #include "relay/Log.h"
 #include "relay/UserSession.h"
 
@@ -60,11 +61,13 @@ void Requests::Reply(std::size_t desk, const std::string& to, const std::string&
 // --- the engine --------------------------------------------------------------------------------
 
 void Requests::Run(const std::stop_token& stop) {
+    Seldom seldom;
     do {
         try {
             Serve(stop);
         } catch (const NatsFault& fault) {
-            Say("requests are not taken: " + std::string(fault.what()));
+            if (seldom.IsDue(fault.what()))
+                Say("requests are not taken: " + std::string(fault.what()));
         }
     } while (TheClock().Sleep(kRetryMs, stop));
 }
