@@ -130,11 +130,12 @@ void Requests::Subscribe(Place& place, natsConnection* connection) {
 // --- requests ----------------------------------------------------------------------------------
 
 void Requests::Take(const Place& place, natsMsg* message) {
-    const char* replyTo = natsMsg_GetReply(message);
-    if (replyTo == nullptr || replyTo[0] == '$') return; // nobody waits, or it is no request
     const std::string subject = natsMsg_GetSubject(message);
-    const std::size_t prefix = place.subject.rfind(".*");
-    const std::string user = prefix == std::string::npos ? "" : subject.substr(prefix + 1);
+    const std::string mine = "halvane.request." + desks_[place.desk].name;
+    const char* replyTo = natsMsg_GetReply(message);
+    // Nobody waits, or the engine delivers a row here because somebody wanted it so.
+    if (replyTo == nullptr || replyTo[0] == '$' || !subject.starts_with(mine)) return;
+    const std::string user = subject.size() > mine.size() ? subject.substr(mine.size() + 1) : "";
     asked_[place.desk]++;
     const auto request = client::Message::Parse(
         {natsMsg_GetData(message), static_cast<std::size_t>(natsMsg_GetDataLength(message))});

@@ -464,6 +464,7 @@ class Settings(unittest.TestCase):
 
 class Users(RelayCase):
     def test_each_may_do_its_own(self):
+        self.wait_for_stream()
         order = json.dumps({"Request": "NEWORDER", "Param": ORDER | {"UserKey1": "forbidden"}})
         rows = [
             ("reader", "halvane.request.alpha", "Publish"),
