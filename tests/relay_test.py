@@ -316,7 +316,7 @@ class Measured(RelayCase):
         self.relay.kill()  # what was late is not counted with the rest
         self.relay.start()
         self.wait_for_stream()
-        self.place_evenly(1000, 15)  # each is two rows
+        self.place_evenly(667, 15)  # each is three rows
         self.wait_for_stream()
         for desk in self.status()["Desks"]:
             print({name: desk[name] for name in ("Desk", "Stored", "LagP50Ms", "LagP99Ms")}, file=sys.stderr)
