@@ -287,6 +287,8 @@ class NumberedFeed(unittest.TestCase):
                     with client._run(self.reading(client)):
                         next(client.events(consumer="risk"))
             if part % 2:
+                with self.gateway.logged_in_client() as observer:  # what waits is lost with the gateway
+                    until(lambda: observer.request("FEEDSTATUS")["Waiting"] == "0", "the journal")
                 self.gateway.process.kill()
                 self.gateway.wait()
                 self.gateway.start_on_paper()
