@@ -35,8 +35,10 @@ constexpr int kKeepAliveIdleS = 10;
 constexpr int kKeepAliveIntervalS = 5;
 constexpr int kKeepAliveProbes = 3;
 
-// On the back socket, where WorkerTurns has a limit. Buffers smaller than a segment of the loopback
-// interface make large requests wait for acknowledgements.
+// On the back socket. WorkerTurns limits the requests; the others are turns of a worker that have
+// been passed, 64 bytes each. With so many of them the socket leaves it out by itself. Buffers
+// smaller than a segment of the loopback interface make large requests wait for acknowledgements.
+constexpr int kMostAtWorker = 100'000;
 constexpr int kLinkBufferBytes = 65536;
 
 // Binds to `port` or the next free one below `end`, beginning again 10,000 lower there. Nothing
@@ -129,7 +131,7 @@ void RequestBroker::PrepareSockets() {
     const std::int64_t largest = WorkerTurns::kLargestRequest;
     zmq_setsockopt(front_.get(), ZMQ_MAXMSGSIZE, &largest, sizeof largest);
     AskForSecret(back_.get(), kRelay);
-    SetZmqOption(back_.get(), ZMQ_SNDHWM, kNoLimit);
+    SetZmqOption(back_.get(), ZMQ_SNDHWM, kMostAtWorker);
     SetZmqOption(back_.get(), ZMQ_SNDBUF, kLinkBufferBytes);
 }
 

@@ -20,9 +20,6 @@ constexpr std::uint64_t kMostBytesUnderWay = 2 * std::uint64_t{WorkerTurns::kLar
 // be, clients' own requests are left to learn from.
 constexpr int kMostAsked = 1000;
 
-// Passed turns lie in front of the worker until it takes the next request, some 64 bytes each.
-constexpr std::uint32_t kMostPassed = 100'000;
-
 } // namespace
 
 void WorkerTurns::Look(std::uint32_t tick) {
@@ -33,14 +30,14 @@ void WorkerTurns::Look(std::uint32_t tick) {
         const std::uint64_t served = done_[n].requests;
         servedBytes_ += done_[n].bytes;
         served_ += served;
-        if (served != worker.served || worker.UnderWay() == 0) {
-            worker.since = tick;
-            worker.passed = 0;
-        }
+        if (served != worker.served || worker.UnderWay() == 0) worker.since = tick;
         worker.served = served;
         worker.stuck = tick - worker.since >= kStuckMs;
     }
     if (served_ == dealt_ && served_ != servedWhenIdle_) NoteIdle();
+    const std::uint64_t underWay = dealt_ - served_;
+    const auto isPossible = [=](const Worker& each) { return each.UnderWay() <= underWay; };
+    if (IsKnown() && !std::ranges::all_of(workers_, isPossible)) Forget();
 }
 
 // Nothing is under way: what each worker has served since the last time is what it was dealt.
@@ -78,7 +75,6 @@ void WorkerTurns::Forget() {
 // An idle worker takes it before one that is not, and none is given much more than the others have.
 bool WorkerTurns::IsForTheNext() const {
     const Worker& next = workers_[*turns_[turn_]];
-    if (next.passed >= kMostPassed) return true;
     const auto underWay = [](const Worker& each) {
         return each.stuck ? kMostUnderWay : each.UnderWay();
     };
@@ -100,9 +96,6 @@ void WorkerTurns::Dealt(std::uint64_t bytes) {
     turn_ = (turn_ + 1) % kWorkers;
 }
 
-void WorkerTurns::Passed() {
-    if (IsKnown()) ++workers_[*turns_[turn_]].passed;
-    turn_ = (turn_ + 1) % kWorkers;
-}
+void WorkerTurns::Passed() { turn_ = (turn_ + 1) % kWorkers; }
 
 } // namespace halvane

@@ -39,9 +39,8 @@ class WorkerTurns {
   private:
     struct Worker {
         std::uint64_t served = 0, servedWhenIdle = 0;
-        std::uint64_t dealt = 0;  // since nothing was under way
-        std::uint32_t since = 0;  // tick, of its last progress
-        std::uint32_t passed = 0; // turns, since then
+        std::uint64_t dealt = 0; // since nothing was under way
+        std::uint32_t since = 0; // tick, of its last progress
         bool stuck = false;
 
         std::uint64_t UnderWay() const { return dealt - (served - servedWhenIdle); }
