@@ -12,7 +12,6 @@
 namespace halvane {
 namespace {
 
-constexpr const char* kIllegal = "the Session is illegal";
 constexpr const char* kPongReply = R"({"Reply":"PONG","Success":"OK"})";
 
 class Sessions : public HostTest {
