@@ -15,6 +15,11 @@ if(HALVANE_SANITIZE)
   target_link_options(house INTERFACE -fsanitize=${HALVANE_SANITIZE})
 endif()
 
+if(HALVANE_FUZZ)
+  target_compile_options(house INTERFACE
+                         -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/tests/fuzz/ignored.txt)
+endif()
+
 if(HALVANE_COVERAGE)
   target_compile_options(house INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(house INTERFACE --coverage)
