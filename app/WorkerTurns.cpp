@@ -23,7 +23,6 @@ constexpr int kMostAsked = 1000;
 } // namespace
 
 void WorkerTurns::Look(std::uint32_t tick) {
-    tick_ = tick;
     served_ = servedBytes_ = 0;
     for (std::size_t n = 0; n < kWorkers; ++n) {
         Worker& worker = workers_[n];

@@ -61,7 +61,6 @@ class WorkerTurns {
     std::uint64_t dealt_ = 0, bytes_ = 0;                    // ever
     std::uint64_t served_ = 0, servedBytes_ = 0;             // of these
     std::uint64_t servedWhenIdle_ = 0;
-    std::uint32_t tick_ = 0;
 };
 
 } // namespace halvane

@@ -42,9 +42,8 @@ template <typename Key> class PaperValues {
     }
 
     void Clear() {
-        count_ = 0;
+        before_ = std::exchange(count_, 0);
         places_.fill(0);
-        asBefore_ = true;
     }
 
   private:
@@ -72,9 +71,9 @@ template <typename Key> class PaperValues {
 
     PaperValue& Row(Key key) {
         if constexpr (kIds == 0) {
-            // As long as keys come as they came for the row before, none has come twice.
-            asBefore_ = asBefore_ && count_ < rows_.size() && rows_[count_].first == key;
-            if (asBefore_) return rows_[count_++].second;
+            // As long as keys come as they came the last time, none has come twice.
+            if (count_ < before_ && rows_[count_].first == key) return rows_[count_++].second;
+            before_ = 0;
         }
         if (const std::size_t at = PlaceOf(key); at < count_) return rows_[at].second;
         if (rows_.empty()) rows_.reserve(kUsual);
@@ -89,9 +88,9 @@ template <typename Key> class PaperValues {
     }
 
     std::vector<std::pair<Key, PaperValue>> rows_;
-    std::size_t count_ = 0;                    // of them, the others are kept for later
-    bool asBefore_ = false;                    // the keys so far are those of the last time
-    mutable std::size_t likely_ = 0;           // the row that is asked for next
+    std::size_t count_ = 0;          // of them, the others are kept for later
+    std::size_t before_ = 0;         // rows of the last time, as long as the keys are the same
+    mutable std::size_t likely_ = 0; // the row that is asked for next
     std::array<std::uint16_t, kIds> places_{}; // of the rows, from 1
 };
 
