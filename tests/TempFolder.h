@@ -16,9 +16,11 @@ class TempFolder {
   public:
     TempFolder() {
         static std::atomic<int> count = 0;
-        path_ = std::filesystem::temp_directory_path() /
+        do // what a killed test of the same number left is passed over
+            path_ =
+                std::filesystem::temp_directory_path() /
                 ("halvane-" + std::to_string(CurrentProcessId()) + "-" + std::to_string(++count));
-        std::filesystem::create_directories(path_);
+        while (!std::filesystem::create_directory(path_));
     }
     ~TempFolder() {
         std::error_code ignored;
