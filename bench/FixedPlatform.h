@@ -21,15 +21,15 @@ class FixedItem : public Item {
 
     Text reportId;
 
-    Text GetText(std::int32_t id) override {
+    TextView GetText(std::int32_t id) override {
         ++reads_.texts;
         constexpr std::int32_t kReportId = 5;
-        return id == kReportId ? reportId : Text(L"PAPER-1000001");
+        return id == kReportId ? TextView(reportId) : L"PAPER-1000001";
     }
     std::int32_t GetInt(std::int32_t) override { return ++reads_.ints, 20261120; }
     std::int64_t GetInt64(std::int32_t) override { return ++reads_.int64s, 1'105'000'000'000; }
-    Text GetNamed(TextView) override { return ++reads_.named, L"1105000000000"; }
-    Text GetIndexed(std::int32_t, std::int32_t) override { return L"R1"; }
+    TextView GetNamed(TextView) override { return ++reads_.named, L"1105000000000"; }
+    TextView GetIndexed(std::int32_t, std::int32_t) override { return L"R1"; }
 
   private:
     Reads& reads_;

@@ -5,10 +5,12 @@
 namespace halvane {
 namespace {
 
-Variant Typed(const PaperValue* value) {
-    if (value == nullptr) return {};
-    return std::visit([](const auto& typed) { return Variant(typed); }, *value);
-}
+struct Typing {
+    Variant operator()(std::monostate) const { return {}; }
+    Variant operator()(const auto& typed) const { return Variant(typed); }
+};
+
+Variant Typed(const PaperValue& value) { return std::visit(Typing(), value); }
 
 } // namespace
 

@@ -37,13 +37,14 @@ void WriteField(JsonWriter& out, const Field& field, Write written, Item& item,
     case Source::Kind::NamedInt: return out.Member(key, WriteInt(ToInt32(named()), written));
     case Source::Kind::NamedInt64: return out.Member(key, WriteInt64(ToInt64(named()), written));
     case Source::Kind::Joined:
-        return out.Member(key, item.GetText(source.id) + L"-" + item.GetText(source.second));
+        return out.Member(key,
+                          Text(item.GetText(source.id)) + L"-" + Text(item.GetText(source.second)));
     case Source::Kind::Given: return out.Member(key, row.*source.given);
     case Source::Kind::Instrument:
         return out.Member(key, row.tradeApi->GetInstrumentData(L"Instrument", row.symbol));
     case Source::Kind::UserKeys: break;
     }
-    const Text first = item.GetText(source.id);
+    const Text first(item.GetText(source.id));
     WriteUserKeys(out, first, item.GetText(source.second));
 }
 

@@ -32,21 +32,22 @@ const wchar_t* ProgIdOf(ItemClass itemClass);
 inline constexpr std::int32_t kNoInt = INT32_MIN;
 inline constexpr std::int64_t kNoInt64 = INT64_MIN;
 
-// One row of a list or one report, filled by TradeApi::GetDataItem or QueryReport.
+// One row of a list or one report, filled by TradeApi::GetDataItem or QueryReport. A text that it
+// gives holds until the next call that concerns it.
 class Item {
   public:
     virtual ~Item() = default;
 
-    virtual Text GetText(std::int32_t id) = 0;
+    virtual TextView GetText(std::int32_t id) = 0;
     virtual std::int32_t GetInt(std::int32_t id) = 0;
     virtual std::int64_t GetInt64(std::int32_t id) = 0;
 
     // The read by name that most rows offer; a name that the platform does not know gives what it
     // pleases, usually "".
-    virtual Text GetNamed(TextView name) = 0;
+    virtual TextView GetNamed(TextView name) = 0;
 
     // A method that takes an index and gives a text: report lists and execution reports have one.
-    virtual Text GetIndexed(std::int32_t id, std::int32_t index) = 0;
+    virtual TextView GetIndexed(std::int32_t id, std::int32_t index) = 0;
 };
 
 // The parameters of an order, put one by one.

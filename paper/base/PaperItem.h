@@ -2,9 +2,7 @@
 
 #include "tradeapi/Items.h"
 
-#include <algorithm>
 #include <array>
-#include <concepts>
 #include <cstdint>
 #include <utility>
 #include <variant>
@@ -12,86 +10,53 @@
 
 namespace halvane {
 
-// A property's value with its type.
-using PaperValue = std::variant<std::int32_t, std::int64_t, Text>;
+// A property's value with its type; none where nothing was put.
+using PaperValue = std::variant<std::monostate, std::int32_t, std::int64_t, TextView>;
 
 // The value as another type: numbers become decimal text, a text its leading number, a number that
 // does not fit the nearest limit. No value gives "" or the mark of a missing one.
-Text AsText(const PaperValue* value);
-std::int32_t AsInt(const PaperValue* value);
-std::int64_t AsInt64(const PaperValue* value);
+Text AsText(const PaperValue& value);
+std::int32_t AsInt(const PaperValue& value);
+std::int64_t AsInt64(const PaperValue& value);
 
-// Values by key, in the order in which they came. What is cleared keeps its memory, texts included,
-// for the next row: it is filled in the same way.
-template <typename Key> class PaperValues {
+// An object's properties by their ids, and by their names for those that have one, each put once.
+// All their texts lie in one piece of memory, which is kept for the next row when they are cleared.
+class PaperProperties {
   public:
-    void Put(Key key, std::int32_t value) { Row(key) = value; }
-    void Put(Key key, std::int64_t value) { Row(key) = value; }
-    void Put(Key key, TextView value) {
-        PaperValue& row = Row(key);
-        if (Text* const text = std::get_if<Text>(&row))
-            *text = value;
-        else
-            row.template emplace<Text>(value);
+    // What no class has is not kept.
+    void Put(std::int32_t id, const auto& value) {
+        if (IsKnown(id)) byId_[static_cast<std::size_t>(id)] = Keep(value);
     }
+    void Put(TextView name, const auto& value) { byName_.emplace_back(name, Keep(value)); }
 
-    // Null when there is none.
-    const PaperValue* Find(Key key) const {
-        const std::size_t at = PlaceOf(key);
-        return at < count_ ? &rows_[at].second : nullptr;
+    // Texts hold until the next is put.
+    PaperValue Get(std::int32_t id) const {
+        return IsKnown(id) ? ValueOf(byId_[static_cast<std::size_t>(id)]) : PaperValue();
     }
+    PaperValue Get(TextView name) const;
 
-    void Clear() {
-        before_ = std::exchange(count_, 0);
-        places_.fill(0);
-    }
+    void Clear();
 
   private:
-    // Property ids are small: a table tells their rows. All other keys are looked for, first behind
-    // the one that was found last: they are asked for in the order in which they were put.
-    static constexpr std::size_t kIds = std::integral<Key> ? 128 : 0;
-    static constexpr std::size_t kUsual = 32; // rows or a little more
+    static constexpr std::size_t kIds = 96; // more than any class has
 
-    static bool IsSmall(Key key) {
-        if constexpr (kIds > 0) return static_cast<std::size_t>(key) < kIds;
-        return false;
-    }
+    // A number, or where a text lies.
+    struct Kept {
+        enum class Type : std::uint32_t { None, Int, Int64, Units } type = Type::None;
+        std::uint32_t size = 0;
+        std::int64_t value = 0;
+    };
 
-    std::size_t PlaceOf(Key key) const {
-        if constexpr (kIds > 0) {
-            if (IsSmall(key)) return places_[static_cast<std::size_t>(key)] - std::size_t{1};
-        }
-        const auto isAt = [&](std::size_t at) { return rows_[at].first == key; };
-        std::size_t at = likely_ < count_ && isAt(likely_) ? likely_ : 0;
-        while (at < count_ && !isAt(at))
-            ++at;
-        likely_ = at + 1;
-        return at;
-    }
+    static bool IsKnown(std::int32_t id) { return static_cast<std::uint32_t>(id) < kIds; }
+    static Kept Keep(std::int32_t value) { return {Kept::Type::Int, 0, value}; }
+    static Kept Keep(std::int64_t value) { return {Kept::Type::Int64, 0, value}; }
+    Kept Keep(TextView value);
+    PaperValue ValueOf(const Kept& kept) const;
 
-    PaperValue& Row(Key key) {
-        if constexpr (kIds == 0) {
-            // As long as keys come as they came the last time, none has come twice.
-            if (count_ < before_ && rows_[count_].first == key) return rows_[count_++].second;
-            before_ = 0;
-        }
-        if (const std::size_t at = PlaceOf(key); at < count_) return rows_[at].second;
-        if (rows_.empty()) rows_.reserve(kUsual);
-        if (count_ == rows_.size()) rows_.emplace_back();
-        auto& [rowKey, value] = rows_[count_++];
-        rowKey = key;
-        if constexpr (kIds > 0) {
-            if (IsSmall(key))
-                places_[static_cast<std::size_t>(key)] = static_cast<std::uint16_t>(count_);
-        }
-        return value;
-    }
-
-    std::vector<std::pair<Key, PaperValue>> rows_;
-    std::size_t count_ = 0;          // of them, the others are kept for later
-    std::size_t before_ = 0;         // rows of the last time, as long as the keys are the same
-    mutable std::size_t likely_ = 0; // the row that is asked for next
-    std::array<std::uint16_t, kIds> places_{}; // of the rows, from 1
+    std::array<Kept, kIds> byId_{};
+    std::vector<std::pair<TextView, Kept>> byName_;
+    mutable std::size_t next_ = 0; // of the names: they are asked for in the order of their puts
+    Text texts_;
 };
 
 // A row of the tables that fill an item.
@@ -106,27 +71,29 @@ class PaperItem : public Item {
   public:
     explicit PaperItem(ItemClass itemClass) : itemClass_(itemClass) {}
 
-    Text GetText(std::int32_t id) override { return AsText(values_.Find(id)); }
-    std::int32_t GetInt(std::int32_t id) override { return AsInt(values_.Find(id)); }
-    std::int64_t GetInt64(std::int32_t id) override { return AsInt64(values_.Find(id)); }
-    Text GetNamed(TextView name) override { return AsText(named_.Find(name)); }
-    Text GetIndexed(std::int32_t id, std::int32_t index) override;
+    TextView GetText(std::int32_t id) override { return TextOf(properties_.Get(id)); }
+    std::int32_t GetInt(std::int32_t id) override { return AsInt(properties_.Get(id)); }
+    std::int64_t GetInt64(std::int32_t id) override { return AsInt64(properties_.Get(id)); }
+    TextView GetNamed(TextView name) override { return TextOf(properties_.Get(name)); }
+    TextView GetIndexed(std::int32_t id, std::int32_t index) override;
 
     ItemClass Class() const { return itemClass_; }
 
-    // The value with its type, for those who hand it on; null when there is none.
-    const PaperValue* Value(std::int32_t id) const { return values_.Find(id); }
-    const PaperValue* NamedValue(TextView name) const { return named_.Find(name); }
+    // The value with its type, for those who hand it on.
+    PaperValue Value(std::int32_t id) const { return properties_.Get(id); }
+    PaperValue NamedValue(TextView name) const { return properties_.Get(name); }
 
     void Clear();
-    void Put(std::int32_t id, auto&& value) { values_.Put(id, value); }
-    void PutNamed(TextView name, auto&& value) { named_.Put(name, value); }
+    void Put(std::int32_t id, const auto& value) { properties_.Put(id, value); }
+    void PutNamed(TextView name, const auto& value) { properties_.Put(name, value); }
     void PutIndexed(std::int32_t id, std::vector<Text> texts);
 
   private:
+    TextView TextOf(const PaperValue& value);
+
     ItemClass itemClass_;
-    PaperValues<std::int32_t> values_;
-    PaperValues<TextView> named_;
+    PaperProperties properties_;
+    Text number_; // that was asked for as a text
     std::int32_t indexedId_ = 0;
     std::vector<Text> indexed_;
 };
@@ -134,14 +101,14 @@ class PaperItem : public Item {
 // The parameters of an order of any class, kept as they were put.
 class PaperParameters : public OrderParameters {
   public:
-    void PutText(std::int32_t id, TextView value) override { values_.Put(id, value); }
-    void PutInt(std::int32_t id, std::int32_t value) override { values_.Put(id, value); }
-    void PutInt64(std::int32_t id, std::int64_t value) override { values_.Put(id, value); }
+    void PutText(std::int32_t id, TextView value) override { properties_.Put(id, value); }
+    void PutInt(std::int32_t id, std::int32_t value) override { properties_.Put(id, value); }
+    void PutInt64(std::int32_t id, std::int64_t value) override { properties_.Put(id, value); }
 
-    const PaperValue* Value(std::int32_t id) const { return values_.Find(id); }
+    PaperValue Value(std::int32_t id) const { return properties_.Get(id); }
 
   private:
-    PaperValues<std::int32_t> values_;
+    PaperProperties properties_;
 };
 
 } // namespace halvane

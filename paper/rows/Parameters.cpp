@@ -76,8 +76,10 @@ template <typename T> std::int32_t IdOf(const TicketRow<T>& row, std::int32_t ki
     return kind == kStockOrder ? row.stockId : row.futOptId;
 }
 
-std::optional<std::int64_t> GivenPrice(const PaperValue* value) {
-    return value == nullptr ? std::nullopt : std::optional(AsInt64(value));
+bool IsGiven(const PaperValue& value) { return value.index() != 0; }
+
+std::optional<std::int64_t> GivenPrice(const PaperValue& value) {
+    return IsGiven(value) ? std::optional(AsInt64(value)) : std::nullopt;
 }
 
 } // namespace
@@ -88,18 +90,16 @@ Ticket ReadTicket(std::int32_t kind, const PaperParameters& parameters) {
     for (const auto& row : kTexts)
         ticket.*row.member = AsText(parameters.Value(IdOf(row, kind)));
     for (const auto& row : kInts) {
-        if (const PaperValue* value = parameters.Value(IdOf(row, kind))) {
-            ticket.*row.member = AsInt(value);
-        }
+        const PaperValue value = parameters.Value(IdOf(row, kind));
+        if (IsGiven(value)) ticket.*row.member = AsInt(value);
     }
     for (const auto& row : kInt64s) {
-        if (const PaperValue* value = parameters.Value(IdOf(row, kind))) {
-            ticket.*row.member = AsInt64(value);
-        }
+        const PaperValue value = parameters.Value(IdOf(row, kind));
+        if (IsGiven(value)) ticket.*row.member = AsInt64(value);
     }
     const auto given = [&](std::int32_t id) {
-        const PaperValue* value = parameters.Value(id);
-        return value != nullptr && AsInt(value) != 0;
+        const PaperValue value = parameters.Value(id);
+        return IsGiven(value) && AsInt(value) != 0;
     };
     ticket.asksForMore =
         !ticket.chasePrice.empty() ||
@@ -108,9 +108,9 @@ Ticket ReadTicket(std::int32_t kind, const PaperParameters& parameters) {
 }
 
 Replacement ReadReplacement(const PaperParameters& parameters) {
-    const PaperValue* quantity = parameters.Value(replace_id::kOrderQty);
+    const PaperValue quantity = parameters.Value(replace_id::kOrderQty);
     return {.reportId = AsText(parameters.Value(replace_id::kReportId)),
-            .quantity = quantity == nullptr ? 0 : AsInt(quantity),
+            .quantity = IsGiven(quantity) ? AsInt(quantity) : 0,
             .priceE10 = GivenPrice(parameters.Value(replace_id::kPrice)),
             .stopE10 = GivenPrice(parameters.Value(replace_id::kStopPrice))};
 }

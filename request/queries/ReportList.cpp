@@ -8,11 +8,11 @@ namespace halvane {
 
 std::int32_t ReportItems::Count() { return page ? page->count : list->GetInt(kListCount); }
 
-Text ReportItems::Entry(std::int32_t index) {
+TextView ReportItems::Entry(std::int32_t index) {
     if (!page) return list->GetIndexed(kListEntry, index);
     const std::int64_t at = std::int64_t{index} - start;
     const bool within = at >= 0 && at < std::ssize(page->identifiers);
-    return within ? page->identifiers[static_cast<std::size_t>(at)] : Text();
+    return within ? TextView(page->identifiers[static_cast<std::size_t>(at)]) : TextView();
 }
 
 bool OpenReportList(RepWorker& worker, const Request& request, std::int32_t kind,

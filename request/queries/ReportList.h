@@ -20,7 +20,7 @@ struct ReportItems {
     std::int32_t start = 0; // of the page
 
     std::int32_t Count();
-    Text Entry(std::int32_t index);
+    TextView Entry(std::int32_t index);
 };
 
 // The list filled by the platform's report query of that kind, or the page of it that begins at

@@ -23,7 +23,7 @@ class FillWalk {
     // These are false when a fill item cannot be created: the request has then been answered.
     bool Over(const IdentifierPage& page, JsonWriter& reply) {
         count_ = start_;
-        for (const Text& fillId : page.identifiers) {
+        for (const TextView fillId : page.identifiers) {
             if (!Visit([&] { return fillId; }, reply)) return false;
         }
         count_ = page.count;

@@ -17,7 +17,7 @@ void RestoreReports(RepWorker& worker, const Request& request) {
     reply.BeginArray(L"Orders");
     // The count is read again for every record: reports keep coming.
     for (int rows = 0; rows < kPage && index < items.Count(); ++rows) {
-        const Text reportId = items.Entry(index);
+        const TextView reportId = items.Entry(index);
         if (worker.Platform().QueryReport(kOneReport, reportId, *items.report) == 0 && index < 0)
             break;
         ++index;

@@ -60,7 +60,7 @@ void AnswerRowQuery(RepWorker& worker, const Request& request, const RowQuery& q
 
 Text SymbolOfPosition(Item& item) {
     constexpr std::int32_t kSymbol = 13;
-    Text symbol = item.GetText(kSymbol);
+    Text symbol(item.GetText(kSymbol));
     if (symbol.find(L'^') == Text::npos) return symbol;
     const auto [first, second] = SplitCombinedSymbol(symbol);
     return first + L"&" + second;

@@ -21,10 +21,10 @@ class ProbeItem : public Item {
   public:
     ProbeItem(bool missing, ScriptedTradeApi* notes) : missing_(missing), notes_(notes) {}
 
-    Text GetText(std::int32_t id) override {
+    TextView GetText(std::int32_t id) override {
         Note(std::to_wstring(id));
         if (const auto found = texts.find(id); found != texts.end()) return found->second;
-        return missing_ ? Text() : L"t" + std::to_wstring(id);
+        return given_ = missing_ ? Text() : L"t" + std::to_wstring(id);
     }
     std::int32_t GetInt(std::int32_t id) override {
         Note(std::to_wstring(id));
@@ -36,17 +36,17 @@ class ProbeItem : public Item {
         return missing_ ? kNoInt64 : id * 10'000'000'000 + 1'234'567'890;
     }
     // The sum of the letters, so that numbers can be read from it, and the name.
-    Text GetNamed(TextView name) override {
+    TextView GetNamed(TextView name) override {
         Note(Text(name));
         if (missing_) return {};
         int sum = 0;
         for (const wchar_t letter : name)
             sum += static_cast<int>(letter);
-        return std::to_wstring(sum) + L":" + Text(name);
+        return given_ = std::to_wstring(sum) + L":" + Text(name);
     }
-    Text GetIndexed(std::int32_t id, std::int32_t index) override {
+    TextView GetIndexed(std::int32_t id, std::int32_t index) override {
         Note(std::to_wstring(id) + L"#" + std::to_wstring(index));
-        return std::to_wstring(id) + L"#" + std::to_wstring(index);
+        return given_ = std::to_wstring(id) + L"#" + std::to_wstring(index);
     }
 
     std::map<std::int32_t, Text> texts; // instead of what the id would give
@@ -55,6 +55,7 @@ class ProbeItem : public Item {
   private:
     void Note(const Text& read);
 
+    Text given_; // the text that holds
     bool missing_;
     ScriptedTradeApi* notes_; // null when they are not wanted
 };

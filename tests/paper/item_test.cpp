@@ -21,10 +21,18 @@ TEST(PaperItem, GivesValuesInEveryType) {
     EXPECT_EQ(item.GetText(5), L"");
     EXPECT_EQ(item.GetNamed(L"nobody"), L"");
     EXPECT_EQ(item.GetIndexed(9, 1), L"b");
-    EXPECT_EQ(item.GetIndexed(9, 2) + item.GetIndexed(9, -1) + item.GetIndexed(8, 0), L"");
-    EXPECT_TRUE(std::holds_alternative<std::int64_t>(*item.Value(2)));
+    for (const auto& [id, index] : {std::pair(9, 2), std::pair(9, -1), std::pair(8, 0)})
+        EXPECT_EQ(item.GetIndexed(id, index), L"");
+    EXPECT_TRUE(std::holds_alternative<std::int64_t>(item.Value(2)));
+    item.PutNamed(L"b", 2);
+    item.PutNamed(L"a", L"one");
+    EXPECT_EQ(item.GetNamed(L"a"), L"one"); // in whatever order they are asked for
+    EXPECT_EQ(item.GetNamed(L"b"), L"2");
+    item.Put(5000, 1); // no class has it
     item.Clear();
-    EXPECT_EQ(item.Value(1), nullptr);
+    for (const std::int32_t id : {1, 5000, -1})
+        EXPECT_EQ(item.GetText(id), L"") << id;
+    EXPECT_EQ(item.GetNamed(L"a"), L"");
 }
 
 TEST_F(ExchangeTest, ReportsAndFillsCarryWhatTheClientSent) {

@@ -83,12 +83,12 @@ TEST_F(RiskTest, RowsTrackerAndFundsAgree) {
     std::int64_t theoretical = 0;
     for (std::size_t at = 0; at < TheAccount().Held().size(); ++at) {
         PaperItem row = Row(at);
-        const Text symbol = row.GetText(position_id::kSymbol);
+        const Text symbol(row.GetText(position_id::kSymbol));
         theoretical += ToInt64(row.GetNamed(L"TheoMktVal"));
         for (const auto& [whole, today, carried] : kNames) {
             const std::int64_t figure = Figure(symbol, whole);
             EXPECT_EQ(figure, Figure(symbol, today) + Figure(symbol, carried));
-            if (const PaperValue* named = row.NamedValue(whole)) {
+            if (const PaperValue named = row.NamedValue(whole); named.index() != 0) {
                 EXPECT_EQ(AsInt64(named), figure);
             }
         }

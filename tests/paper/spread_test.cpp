@@ -127,7 +127,7 @@ TEST_F(SpreadTest, LegsMayBeNamedInSeveralWays) {
         PutReport(report, *lastReport_.order, lastReport_.state);
         PutFill(a, *lastReport_.order->fills[0]);
         PutFill(b, *lastReport_.order->fills[1]);
-        EXPECT_EQ(a.GetText(fill_id::kSymbol) + L" " + b.GetText(fill_id::kSymbol),
+        EXPECT_EQ(Text(a.GetText(fill_id::kSymbol)) + L" " + Text(b.GetText(fill_id::kSymbol)),
                   Text(each.first) + L" " + each.second);
         EXPECT_EQ(a.GetInt(fill_id::kSide), each.firstNet > 0 ? kBuy : kSell);
         EXPECT_EQ(b.GetInt(fill_id::kSide), each.secondNet > 0 ? kBuy : kSell);

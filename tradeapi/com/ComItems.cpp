@@ -4,19 +4,19 @@
 
 namespace halvane {
 
-Text ComItem::GetText(std::int32_t id) { return ToText(object_.Get(id).Value()); }
+TextView ComItem::GetText(std::int32_t id) { return text_ = ToText(object_.Get(id).Value()); }
 
 std::int32_t ComItem::GetInt(std::int32_t id) { return ToInt(object_.Get(id).Value()); }
 
 std::int64_t ComItem::GetInt64(std::int32_t id) { return ToInt64(object_.Get(id).Value()); }
 
-Text ComItem::GetNamed(TextView name) {
+TextView ComItem::GetNamed(TextView name) {
     if (namedRead_ == 0) return {};
-    return ToText(object_.Ask(namedRead_, name).Value());
+    return text_ = ToText(object_.Ask(namedRead_, name).Value());
 }
 
-Text ComItem::GetIndexed(std::int32_t id, std::int32_t index) {
-    return ToText(object_.Ask(id, index).Value());
+TextView ComItem::GetIndexed(std::int32_t id, std::int32_t index) {
+    return text_ = ToText(object_.Ask(id, index).Value());
 }
 
 void ComOrderParameters::PutText(std::int32_t id, TextView value) { object_.Put(id, value); }

@@ -14,17 +14,18 @@ class ComItem : public Item {
     ComItem(ComPtr<IDispatch> object, DISPID namedRead)
         : object_(std::move(object)), namedRead_(namedRead) {}
 
-    Text GetText(std::int32_t id) override;
+    TextView GetText(std::int32_t id) override;
     std::int32_t GetInt(std::int32_t id) override;
     std::int64_t GetInt64(std::int32_t id) override;
-    Text GetNamed(TextView name) override;
-    Text GetIndexed(std::int32_t id, std::int32_t index) override;
+    TextView GetNamed(TextView name) override;
+    TextView GetIndexed(std::int32_t id, std::int32_t index) override;
 
     IDispatch* Object() const { return object_.Object(); }
 
   private:
     Dispatch object_;
     DISPID namedRead_;
+    Text text_; // that was given last
 };
 
 class ComOrderParameters : public OrderParameters {
