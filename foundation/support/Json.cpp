@@ -40,7 +40,8 @@ Text WriteJson(const JsonValue& value) {
 const JsonValue* FindMember(const JsonValue& object, TextView name) {
     if (!object.IsObject()) return nullptr;
     for (auto member = object.MemberBegin(); member != object.MemberEnd(); ++member) {
-        if (TextView(member->name.GetString(), member->name.GetStringLength()) == name)
+        const JsonValue& key = member->name;
+        if (key.GetStringLength() == name.size() && TextView(key.GetString(), name.size()) == name)
             return &member->value;
     }
     return nullptr;

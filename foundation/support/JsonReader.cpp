@@ -55,11 +55,13 @@ bool ReadNumber(std::string_view number, JsonValue& value) {
     return std::isfinite(value.GetDouble());
 }
 
-// Without a branch for each, so that many are looked at together.
-bool HoldsControl(std::string_view text) {
+// An escape or a control character. Without a branch for each unit, so that many are looked at
+// together.
+bool HoldsSpecial(std::string_view text) {
     unsigned found = 0;
     for (const char unit : text)
-        found |= static_cast<unsigned char>(unit) < ' ' ? 1u : 0u;
+        found |= static_cast<unsigned>(static_cast<unsigned char>(unit) < ' ') |
+                 static_cast<unsigned>(unit == '\\');
     return found != 0;
 }
 
@@ -170,8 +172,7 @@ bool Reader::ReadText(bool isKey) {
     const std::size_t size = rest_.find('"');
     if (size == std::string_view::npos) return false;
     const std::string_view text = rest_.substr(0, size);
-    if (text.find('\\') != std::string_view::npos) return ReadEscapedText(isKey);
-    if (HoldsControl(text)) return false;
+    if (HoldsSpecial(text)) return ReadEscapedText(isKey);
     auto* const units =
         static_cast<wchar_t*>(document_.GetAllocator().Malloc((size + 1) * sizeof(wchar_t)));
     wchar_t* const end = DecodeUtf8(text, units);

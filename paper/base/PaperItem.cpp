@@ -56,7 +56,7 @@ PaperValue PaperProperties::Get(TextView name) const {
 }
 
 void PaperProperties::Clear() {
-    byId_.fill({});
+    byId_ = {};
     byName_.clear();
     texts_.clear();
 }

@@ -102,7 +102,7 @@ void Exchange::Reject(Order& order, std::int32_t errorCode) {
     Report(order, kRejected);
 }
 
-Order& Exchange::Enter(Draft draft) {
+Order& Exchange::Enter(Draft& draft) {
     if (draft.ticket.symbol == draft.book->TheInstrument().symbol) draft.ticket.symbol.clear();
     Order& order = registry_.Enter(draft, Clock().Now().date);
     if (order.trigger) order.book.Trail(order);

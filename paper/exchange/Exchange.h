@@ -70,11 +70,11 @@ class Exchange {
     std::int32_t Check(Draft& draft);
     std::int32_t FindBooks(Draft& draft);
     std::int32_t FindLegs(Draft& draft);
-    Order& Enter(Draft draft);
+    Order& Enter(Draft& draft);
     void Admit(Order& order);
     void Reject(Order& order, std::int32_t errorCode);
-    void AdmitParts(Draft whole);
-    void AdmitPart(Slices::Part part);
+    void AdmitParts(Draft&& whole);
+    void AdmitPart(Slices::Part&& part);
     void AdmitNextParts();
 
     Needs NeedNow(const Order& order) const;

@@ -16,20 +16,19 @@ void Exchange::NewStrategyOrder(TextView json) {
     if (result == kAccepted) {
         AdmitParts(std::move(draft));
     } else {
-        Reject(Enter(std::move(draft)), result);
+        Reject(Enter(draft), result);
     }
 }
 
-void Exchange::AdmitParts(Draft whole) {
+void Exchange::AdmitParts(Draft&& whole) {
     AdmitPart(Slices::FirstPart(std::move(whole)));
     AdmitNextParts();
 }
 
 // It may be filled at once, so what follows it has to be known before it trades.
-void Exchange::AdmitPart(Slices::Part part) {
-    Ticket ticket = part.left > 0 ? part.draft.ticket : Ticket();
-    Order& order = Enter(std::move(part.draft));
-    if (part.left > 0) slices_.Hide(order, std::move(ticket), part.left);
+void Exchange::AdmitPart(Slices::Part&& part) {
+    Order& order = Enter(part.draft);
+    if (part.left > 0) slices_.Hide(order, std::move(part.draft.ticket), part.left);
     Admit(order);
     if (!order.IsWorking() && order.state.execType != kFilled) slices_.Forget(order);
 }

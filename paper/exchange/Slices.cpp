@@ -5,7 +5,7 @@
 
 namespace halvane::paper {
 
-Slices::Part Slices::FirstPart(Draft whole) {
+Slices::Part Slices::FirstPart(Draft&& whole) {
     const std::int32_t left = whole.ticket.quantity - ShownQuantity(whole.ticket);
     whole.ticket.quantity -= left;
     if (whole.ticket.slicedType != 0) whole.slice = 1;

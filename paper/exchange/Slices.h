@@ -19,7 +19,7 @@ class Slices {
     };
 
     // The first part of an order: all of it when it is not sliced.
-    static Part FirstPart(Draft whole);
+    static Part FirstPart(Draft&& whole);
 
     // `shown` works, or soon will, and so much follows it.
     void Hide(const Order& shown, Ticket ticket, std::int32_t left);

@@ -8,13 +8,13 @@ namespace halvane::paper {
 
 // In one piece of memory: every row that is read has two or more of them.
 Text Identities::TextOf(wchar_t kind, std::uint64_t number) const {
-    const Text digits = DecimalText(static_cast<std::int64_t>(number));
+    const NumberDigits digits = DecimalDigits(static_cast<std::int64_t>(number));
     Text text;
-    text.reserve(1 + stem_.size() + 1 + digits.size());
+    text.reserve(1 + stem_.size() + 1 + digits.size);
     text += kind;
     text += stem_;
     text += L'-';
-    text += digits;
+    text.append(digits.text, digits.text + digits.size);
     return text;
 }
 
