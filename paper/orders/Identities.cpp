@@ -9,12 +9,10 @@ namespace halvane::paper {
 // In one piece of memory: every row that is read has two or more of them.
 Text Identities::TextOf(wchar_t kind, std::uint64_t number) const {
     const NumberDigits digits = DecimalDigits(static_cast<std::int64_t>(number));
-    Text text;
-    text.reserve(1 + stem_.size() + 1 + digits.size);
-    text += kind;
-    text += stem_;
-    text += L'-';
-    text.append(digits.text, digits.text + digits.size);
+    Text text(1 + stem_.size() + 1 + digits.size, kind);
+    wchar_t* const behind = std::ranges::copy(stem_, text.data() + 1).out;
+    *behind = L'-';
+    std::ranges::copy(digits.View(), behind + 1);
     return text;
 }
 

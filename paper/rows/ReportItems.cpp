@@ -70,7 +70,7 @@ void PutTicket(PaperItem& item, const Order& order) {
     item.Put(report_id::kOrgSource, ticket.Get(&Ticket::source));
     const Text commands = ticket.Get(&Ticket::extCommands);
     for (const TextView name : {L"HedgeFlag", L"SetPRIADJ", L"DelayTransPosition"}) {
-        item.PutNamed(name, Text(NamedValue(commands, L';', name)));
+        item.PutNamed(name, NamedValue(commands, L';', name));
     }
 }
 
