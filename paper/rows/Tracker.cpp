@@ -75,6 +75,11 @@ std::vector<NamedNumber> FiguresOf(const Position& position) {
 
 } // namespace
 
+void Tracker::Clear() {
+    rows_.clear();
+    next_ = 0;
+}
+
 void Tracker::Add(const Account& account) {
     for (const Position* position : account.Held()) {
         rows_.push_back({account.Mask() + L":ALL", position->book->TheInstrument().symbol,
@@ -108,11 +113,23 @@ std::int64_t Tracker::Figure(TextView entry, TextView instrument, TextView name)
         return row.instrument == instrument && row.entry == entry;
     };
     // Whoever asks for one figure of a row asks for the others next.
-    if (at_ >= rows_.size() || !isIt(rows_[at_]))
+    if (at_ >= rows_.size() || !isIt(rows_[at_])) {
         at_ = static_cast<std::size_t>(std::ranges::find_if(rows_, isIt) - rows_.begin());
-    const auto place = places_.find(name);
-    const bool known = at_ < rows_.size() && place != places_.end();
-    return known ? rows_[at_].figures[place->second].value : kNoInt64;
+        next_ = 0;
+    }
+    return at_ < rows_.size() ? FigureOf(rows_[at_], name) : kNoInt64;
+}
+
+// The figures of each row are asked for in the order of those of the row before.
+std::int64_t Tracker::FigureOf(const Row& row, TextView name) {
+    if (next_ > 2 * row.figures.size()) next_ = 0; // of one row for ever
+    if (next_ >= asked_.size() || row.figures[asked_[next_]].name != name) {
+        const auto place = places_.find(name);
+        if (place == places_.end()) return kNoInt64;
+        asked_.resize(next_);
+        asked_.push_back(place->second);
+    }
+    return row.figures[asked_[next_++]].value;
 }
 
 } // namespace halvane::paper

@@ -18,7 +18,7 @@ class Tracker : public PositionTracker {
     Text Instruments(TextView entry) override;
     std::int64_t Figure(TextView entry, TextView instrument, TextView name) override;
 
-    void Clear() { rows_.clear(); }
+    void Clear();
     void Add(const Account& account);
 
   private:
@@ -26,9 +26,13 @@ class Tracker : public PositionTracker {
         Text entry, instrument;
         std::vector<NamedNumber> figures; // the same ones in each row
     };
+    std::int64_t FigureOf(const Row& row, TextView name);
+
     std::vector<Row> rows_;                            // those of one entry stand together
     std::unordered_map<TextView, std::size_t> places_; // of the figures
     std::size_t at_ = 0;                               // the row that was asked for last
+    std::vector<std::size_t> asked_; // the places that were asked for of a row, in their order
+    std::size_t next_ = 0;           // of them
 };
 
 } // namespace halvane::paper
