@@ -159,10 +159,12 @@ void RemoveLoginInfo(const Text& key) {
 
 void UpdatePingTime(const Text& key) {
     const std::uint32_t tick = TheClock().TickCount();
-    const MutexLock removal(TheStore().removalLock);
-    BaseData* session = Table().GetRecord(key.c_str());
-    if (session == nullptr) return;
-    SetPingTime(*session, tick);
+    {
+        const MutexLock removal(TheStore().removalLock);
+        BaseData* session = Table().GetRecord(key.c_str());
+        if (session == nullptr) return;
+        SetPingTime(*session, tick);
+    }
     Log().Info(L"UpdatePingTime() SessionKey:%s, PingTime:%lld", key, std::int64_t{tick});
 }
 
