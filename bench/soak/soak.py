@@ -19,6 +19,7 @@ from clients import KINDS, ORDER, honest, listen, mix
 from running_gateway import SERVICE_KEY, Gateway, until
 
 MARKET = {
+    "start": "2026-11-18 10:00:00",  # when there are the options that clients combine
     "accounts": [{"brokerId": "PAPER", "account": "1000001", "balance": 100_000_000_000}],
     "exchanges": [{"exchange": "PAPX"}, {"exchange": "PAPF"}],
     "stocks": [{"security": name, "exchange": "PAPX", "price": 100, "tick": 0.05, "quoteSize": 1_000_000}
@@ -28,7 +29,7 @@ MARKET = {
 }  # fmt: skip
 LISTS, TOPICS = "PaperStk:Stocks,PaperFut:Futures,PaperOpt:Options", "Corvinta"
 REPORT = "EXECUTIONREPORT"
-SETTLING = 1  # seconds until what was sent has arrived everywhere
+SETTLING = 1  # seconds without anything new, then what was sent has arrived everywhere
 GOAL_MS = 20
 MIB = 1 << 20
 
@@ -114,16 +115,14 @@ class Soak:
         gateway, options = self.gateway, self.options
         self.listener = Helper(listen, gateway.where, asked=True)
         until(self.hears_a_report, "a report heard")
-        time.sleep(SETTLING)
-        unheard = gateway.published() - self.listener.ask()[0]
+        unheard = self.unheard()
         self.first, self.begun = (gateway.memory(), gateway.descriptors()), time.monotonic()
         steady = self.grow(options.seconds / 3)
         print("| attack | what was tried | PONGs | p50 ms | p99 ms | slowest | no report for ms | MiB at most | calm after s | |\n"
               "|---|---|---:|---:|---:|---:|---:|---:|---:|---|")  # fmt: skip
         for name in options.attacks:
             self.attack(name, options.seconds * 2 / 3 / len(options.attacks))
-        time.sleep(SETTLING)
-        missing = gateway.published() - self.listener.ask()[0] - unheard
+        missing = self.unheard() - unheard
         self.listener.result()
         bounded = self.tell_memory()
         self.tell(missing, code := gateway.end())
@@ -133,6 +132,16 @@ class Soak:
         self.gateway.client.request("NEWORDER", Param=ORDER)
         time.sleep(0.1)
         return self.listener.ask()[0]
+
+    def unheard(self):
+        """How many reports have not come to the listener, once nothing comes any more."""
+        counts, since = None, time.monotonic()
+        while time.monotonic() < since + SETTLING:
+            now = self.gateway.published(), self.listener.ask()[0]
+            if now != counts:
+                counts, since = now, time.monotonic()
+            time.sleep(0.1)
+        return counts[0] - counts[1]
 
     def watch(self, seconds):
         """The most memory within that time."""
