@@ -18,6 +18,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 PACKAGE = ROOT / "clients" / "python"
 sys.path.append(str(PACKAGE))
 from halvane import Client, LoginRefused
+from halvane.protocol import port_of
 from halvane.wire import compose, parse
 
 SERVICE_KEY = "wire-key"
@@ -27,6 +28,9 @@ EXPORTS = """ILogger_Create ILogger_Destroy ILogger_GetErrorDesc ILogger_GetLogL
     _ZN13CStaticLoggerD1Ev _ZN13CStaticLogger5ResetEP7ILogger""".split()  # what other modules look for
 FOUND = {23: "lost memory", 66: "a race"}  # its exit codes under sanitizers, tests/leaks/LeaksAtExit.cpp
 PATIENCE = 60  # seconds until something that must happen counts as missing
+# It is noon wherever tests begin: at midnight the paper market ends its day and logs go on in another file.
+os.environ["TZ"] = f"NOON{time.gmtime().tm_hour - 12:+}"
+time.tzset()
 LINE = re.compile(r"\d\d:\d\d:\d\d\.\d{3} [ \d]{5}\d  \[(?:DEBUG|TRACE|INFO |WARN |ERROR|FATAL)\]  ")
 
 
@@ -144,6 +148,8 @@ class Gateway:
     def __init__(self, program, name="Halvane64", below=""):
         self.name = name
         self.system_name = f"Wire-{os.getpid()}-{time.monotonic_ns():x}"
+        if port_of(self.system_name) % 2 == 0:  # those the system gives whoever connects, also while this one is restarted
+            self.system_name += "y"
         self.home = pathlib.Path(tempfile.mkdtemp(prefix="installed ", dir=program.parent))
         self.folder = self.home / below
         self.folder.mkdir(parents=True, exist_ok=True)
@@ -252,4 +258,4 @@ def make_gateway(program):
         return Gateway(program)
     sys.path.append(str(ROOT / "tests" / "windows"))
     from gateway import InstalledGateway
-    return InstalledGateway(program, name=f"Halvane64 {os.getpid()}")
+    return InstalledGateway(program, name="alone")

@@ -69,8 +69,10 @@ class InstalledGateway(Gateway):
     encoding = "cp1252"
     last_signal = signal.SIGTERM  # which the runner passes on to the program
 
-    def __init__(self, program, component=None, **options):
-        super().__init__(program, below="OvaroRelease/Gate Way", **options)
+    def __init__(self, program, component=None, name=""):
+        # Who ends it names it: other tests have programs in the same Windows, and all of that name end.
+        own = f"Halvane64 {name} {os.getpid()}" if name else "Halvane64"
+        super().__init__(program, own, below="OvaroRelease/Gate Way")
         components = self.home / "OvaroRelease" / "Components"
         components.mkdir()
         if component:
