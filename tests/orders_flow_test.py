@@ -22,7 +22,7 @@ from halvane import FillEvent, OrderEvent, ResetEvent, symbols_of
 (PROGRAM,) = take_paths(1)
 ORDERS = int(os.environ.get("HALVANE_FLOW_ORDERS", "10000"))
 CLIENTS, IN_FLIGHT = 8, 12
-PAUSE = 0.004  # after each request, so that the orders meet several rounds of faults
+PAUSE = 5 * CLIENTS / ORDERS  # after each request, so that few orders, too, meet several rounds of faults
 BUY, SELL = "1", "2"
 MARKET, LIMIT, STOP = "1", "2", "3"
 ACCOUNTS = ["1000001", "1000002"]
@@ -294,7 +294,8 @@ class Flow(unittest.TestCase):
         for name in ("NEWORDER", "REPLACEORDER", "CANCELORDER"):
             for what in ("OK", "Fail", AWAY):
                 self.assertGreater(kinds[name, what], 0, (name, what))
-        self.assertGreater(kinds["NEWSTRATEGYORDER", True], 4 * kinds["NEWSTRATEGYORDER", False])
+        # Of one kind of three that never has reports there would be half as many.
+        self.assertGreater(kinds["NEWSTRATEGYORDER", True], 2 * kinds["NEWSTRATEGYORDER", False])
 
     def check_reports(self):
         """None is missing: the last one of an order lists them all, and it is what is restored."""

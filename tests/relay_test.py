@@ -383,10 +383,10 @@ class NumbersGivenAgain(RelayCase):
 
     def cut_journal(self, gateway, count):
         """Takes the last rows, as a power cut may; the number of the first."""
-        (file,) = gateway.folder.glob("feed/feed-*.sqlite")
-        with sqlite3.connect(file) as journal:
-            ((last,),) = journal.execute("SELECT max(number) FROM event").fetchall()
-            journal.execute("DELETE FROM event WHERE number > ?", [last - count])
+        last, _ = self.last_of_journal(gateway)
+        for file in gateway.folder.glob("feed/feed-*.sqlite"):
+            with sqlite3.connect(file) as journal:
+                journal.execute("DELETE FROM event WHERE number > ?", [last - count])
         return last - count + 1
 
 
@@ -427,8 +427,7 @@ class OddRows(RelayCase):
         self.assertEqual(found[begin : begin + len(expected)], expected)
 
     def insert(self, gateway, number, run, text):
-        (file,) = gateway.folder.glob("feed/feed-*.sqlite")
-        with sqlite3.connect(file) as journal:
+        with sqlite3.connect(max(gateway.folder.glob("feed/feed-*.sqlite"))) as journal:
             ((when,),) = journal.execute("SELECT max(time_ns) FROM event").fetchall()
             journal.execute("INSERT INTO event VALUES (?, ?, ?, 'X', '', '', 0, ?)", [number, run, when, text])
 
