@@ -107,6 +107,8 @@ class Kills(FeedCase):
     def start(self):
         self.gateway.start_on_paper()
         self.place.write_text(f"{self.gateway.port()} {self.gateway.system_name} {time.monotonic_ns()}")
+        with self.gateway.logged_in_client() as client:
+            self.runs.append(until(lambda: client.request("FEEDSTATUS")["Run"], "a run"))
 
     def start_follower(self):
         words = [sys.executable, "-B", __file__, "follow", self.place, self.kept]
@@ -123,14 +125,16 @@ class Kills(FeedCase):
         self.place, self.kept = (pathlib.Path(folder.name) / name for name in ("place", "kept"))
         self.place.write_text("")
         self.kept.touch()
+        self.runs = []
         self.start()
         self.start_follower()
         self.addCleanup(self.kill_follower)
         answered = 0
         for kill in range(KILLS + 1):
-            trader = Trader(self.gateway, ORDERS - answered)
+            share = (ORDERS - answered) / (KILLS + 1 - kill)
+            trader = Trader(self.gateway, int(share if kill == KILLS else 1.5 * share))  # some are left however fast it is
             if kill < KILLS:
-                part = random.uniform(0.5, 1.5) * trader.orders / (KILLS + 1 - kill)
+                part = random.uniform(0.5, 1.5) * share
                 until(lambda: trader.answered > part or trader.answered == trader.orders, "orders")
                 if kill % 3 == 0:
                     self.kill_follower()
@@ -164,9 +168,10 @@ class Kills(FeedCase):
         self.assertEqual([number for number, _ in kept], list(range(1, last + 1)))
         rows = self.rows()
         self.assertEqual([publication for _, publication in kept], [json.loads(row[4]) for row in rows[:last]])
-        runs = list(dict.fromkeys(run for _, run, *_ in rows))
-        self.assertEqual(len(runs), KILLS + 1)
-        of_run = [json.loads(row[4]) for row in rows if row[1] == runs[-1]]
+        runs = dict.fromkeys(run for _, run, *_ in rows)
+        self.assertEqual(list(runs), [run for run in self.runs if run in runs])  # one may be killed before it has written
+        self.assertEqual(len(set(self.runs)), KILLS + 1)
+        of_run = [json.loads(row[4]) for row in rows if row[1] == self.runs[-1]]
         book = {e["Report"]["ReportID"]: e["Report"] for e in of_run if e["DataType"] == "EXECUTIONREPORT"}
         self.assertEqual({key: [order[name] for name in STATE] for key, order in book.items()},
                          {order["ReportID"]: [order[name] for name in STATE] for order in orders})  # fmt: skip
