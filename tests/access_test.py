@@ -86,7 +86,7 @@ class DoorTest(unittest.TestCase):
     def connect(self, line, kind=zmq.REQ, port=None):
         door = parse_door(line)
         made = self.context.socket(kind)
-        for key, value in [*door.options(), (zmq.RCVTIMEO, 5000)]:
+        for key, value in [*door.options(), (zmq.RCVTIMEO, PATIENCE * 1000)]:
             made.setsockopt(key, value)
         if kind == zmq.SUB:
             made.setsockopt(zmq.SUBSCRIBE, b"")
@@ -156,12 +156,13 @@ class Rights(DoorTest):
     def test_what_a_scoped_client_gets_to_see(self):
         self.start()
         scoped, port = self.log_in(line := self.pair("scoped", "--accounts", f"PAPER-{OWN}"))
-        plain = self.connect(line, zmq.SUB, port)
+        plain, probes = self.connect(line, zmq.SUB, port), []
+        until(lambda: probes.append(scoped("NEWORDER", **order(OWN))) or plain.poll(100), "a publication")
         with self.gateway.logged_in_client() as client:
             for number in range(160):  # pages of others' orders lie between
                 account = OWN if number % 3 == 0 or number > 150 else OTHER
                 client.request("NEWORDER", **order(account))
-            whole = until(lambda: self.restored(client.request, 160), "all orders")
+            whole = until(lambda: self.restored(client.request, 160 + len(probes)), "all orders")
         own = [row["ReportID"] for row in whole if row["Account"] == OWN]
         self.assertEqual([row["ReportID"] for row in self.restored(scoped)], own)
         accounts, kinds = self.published(plain)
@@ -208,8 +209,8 @@ class Entry(DoorTest):
                 self.gateway.logged(f"[Access]{said}")
                 self.assertFalse(client.poll(300))
         self.log_in(today)
-        before = time.monotonic()
         self.pair("--revoke", "a")
+        before = time.monotonic()
         self.gateway.logged("[Access]a is revoked: ")
         self.assertLess(time.monotonic() - before, 3)
         self.assertEqual(ask("PONG")["ErrMsg"], ENDED)
@@ -249,9 +250,9 @@ class Entry(DoorTest):
         with Client.connect(*names, door=line, patience=PATIENCE) as client:
             self.assertEqual([account.account for account in client.accounts()], [OWN])
             placed = client.buy("OV.S.PAPX.ALFA", 1, price="110.5")
-            placed.wait("working", timeout=5)
+            placed.wait("working", timeout=PATIENCE)
             placed.cancel()
-            placed.wait("cancelled", timeout=5)
+            placed.wait("cancelled", timeout=PATIENCE)
             self.pair("--revoke", "py")
             until(lambda: "does not let py in" in client._client.stale_reason, "the revocation")
         with self.assertRaisesRegex(NotLetIn, "does not let py in"):
