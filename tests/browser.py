@@ -9,7 +9,7 @@ import subprocess
 import tempfile
 import time
 
-PATIENCE = 30
+PATIENCE = 60
 
 
 class Browser:

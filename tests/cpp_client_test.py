@@ -63,7 +63,7 @@ class Driver:
         return [answer["outcome"] for answer in found]
 
     def connected(self):
-        return self.do("connected", timeout="10000")["ok"] == "1"
+        return self.do("connected", timeout="60000")["ok"] == "1"
 
     def end(self):
         """How many seconds it takes."""
@@ -99,7 +99,7 @@ class Case(unittest.TestCase):
         self.addCleanup(driver.remove)
         return driver
 
-    def assert_ends_well(self, driver, seconds=2.5):
+    def assert_ends_well(self, driver, seconds=5):
         self.assertLess(driver.end(), seconds)
         self.assertEqual(driver.process.returncode, 0)
 
@@ -134,7 +134,7 @@ class Requests(Case):
 
     def test_a_session_that_has_ended_is_renewed_and_no_order_doubled(self):
         driver = self.driver(book="1")
-        self.assertTrue(driver.do("live", timeout="10000")["ok"] == "1")
+        self.assertTrue(driver.do("live", timeout="60000")["ok"] == "1")
         for round_ in range(5):
             self.assertEqual(driver.ask("LOGOUT")["outcome"], "Ok")
             driver.begin(20, "PONG")
@@ -152,7 +152,7 @@ class Requests(Case):
         os.kill(self.gateway.process.pid, signal.SIGSTOP)
         started = time.monotonic()
         answer = driver.ask("NEWORDER", timeout=300, Param=ORDER)
-        self.assertTrue(0.3 <= time.monotonic() - started < 1.5)
+        self.assertTrue(0.3 <= time.monotonic() - started < 5)
         self.assertEqual((answer["outcome"], answer["mayHaveArrived"]), ("TimedOut", "1"))
         driver.begin(1, "NEWORDER", Param=ORDER)
         driver.begin(3, "PONG", timeout=60000)
@@ -171,7 +171,7 @@ class Requests(Case):
 
         self.start()
         self.assertEqual(driver.answers(3), ["Ok"] * 3)  # they have waited for it
-        self.assertEqual(driver.do("live", timeout="20000")["ok"], "1")
+        self.assertEqual(driver.do("live", timeout="60000")["ok"], "1")
         self.assertEqual(driver.do("dump")["orders"], [])
         self.assertEqual(driver.do("state")["kind"], "Connected")
 

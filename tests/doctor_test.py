@@ -18,6 +18,7 @@ from halvane.protocol import port_of
 
 (DOCTOR, PROGRAM) = take_paths(2)
 MARKET = {
+    "tickMs": 50,
     "accounts": [{"brokerId": "PAPER", "account": "1000001", "balance": 10000000}],
     "exchanges": [{"exchange": "PAPX"}],
     "stocks": [{"security": "ALFA", "exchange": "PAPX", "price": 120, "tick": 0.05}],
@@ -66,7 +67,7 @@ class Patient(Gateway):
             self.start(address, self.system_name, SERVICE_KEY)
         self.logged_in_client().close()
         if market:
-            time.sleep(1)  # until its incidents have begun, with a tick of the market
+            time.sleep(1)  # for twenty ticks of the market: its incidents begin with the first
 
     def listen(self, port):
         taken = self.held.enter_context(socket.socket())
