@@ -31,7 +31,7 @@ class FeedTest : public testing::Test {
         return WaitUntil([last](const FeedStatus& status) { return status.last >= last; });
     }
     FeedStatus WaitUntil(const std::function<bool(const FeedStatus&)>& reached) {
-        for (int looks = 0; looks < 4000; ++looks) {
+        for (int looks = 0; looks < 20'000; ++looks) { // for more than a minute
             if (const FeedStatus status = feed->Status(); reached(status)) return status;
             SystemSleep();
             clock.Advance(5);

@@ -118,7 +118,8 @@ class Subscriber {
   public:
     Subscriber(void* context, int port, int most) : socket_(zmq_socket(context, ZMQ_SUB)) {
         SetZmqOption(socket_.get(), ZMQ_RCVHWM, most);
-        SetZmqOption(socket_.get(), ZMQ_RCVTIMEO, 5000);
+        SetZmqOption(socket_.get(), ZMQ_RCVTIMEO, 60'000);
+        SetZmqOption(socket_.get(), ZMQ_RCVBUF, 100'000); // wherever the system would take more
         zmq_setsockopt(socket_.get(), ZMQ_SUBSCRIBE, "", 0);
         zmq_connect(socket_.get(), ("tcp://127.0.0.1:" + std::to_string(port)).c_str());
     }

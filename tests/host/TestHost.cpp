@@ -16,6 +16,8 @@
 
 namespace halvane {
 
+constexpr int kPatienceMs = 60'000;
+
 struct LogKeeper::Shared {
     Mutex lock;
     std::condition_variable_any changed;
@@ -58,7 +60,7 @@ std::string LogKeeper::WaitFor(const std::string& start) {
     Shared& shared = TheShared();
     MutexLock guard(shared.lock);
     std::string rest;
-    const bool found = shared.changed.wait_for(guard, std::chrono::seconds(20), [&] {
+    const bool found = shared.changed.wait_for(guard, std::chrono::milliseconds(kPatienceMs), [&] {
         for (const std::string& line : shared.lines) {
             if (!line.starts_with(start)) continue;
             rest = line.substr(start.size());
@@ -115,7 +117,7 @@ void TestHost::Serve() {
     subscriber_.reset(zmq_socket(context_.get(), ZMQ_SUB));
     zmq_setsockopt(subscriber_.get(), ZMQ_SUBSCRIBE, "", 0);
     SetZmqOption(subscriber_.get(), ZMQ_RCVHWM, 0); // as a client does that wants to miss nothing
-    SetZmqOption(subscriber_.get(), ZMQ_RCVTIMEO, 20000);
+    SetZmqOption(subscriber_.get(), ZMQ_RCVTIMEO, kPatienceMs);
     const std::string endpoint = "tcp://127.0.0.1:" + ToUtf8(GetSetting(L"PublishPort"));
     ASSERT_EQ(zmq_connect(subscriber_.get(), endpoint.c_str()), 0);
     // Subscribed once something arrives: publications before that are not for this subscriber.
@@ -125,7 +127,8 @@ void TestHost::Serve() {
         ZmqMessage message;
         arrived = message.Receive(subscriber_.get());
     }
-    SetZmqOption(subscriber_.get(), ZMQ_RCVTIMEO, 20000);
+    SetZmqOption(subscriber_.get(), ZMQ_RCVTIMEO, kPatienceMs);
+    clock.WaitForSleeps(2); // supervision and heartbeat: from then on time passes for them, too
     api_->TakeCalls();
 }
 
@@ -133,7 +136,7 @@ int TestHost::RequestPort() { return std::stoi(log.WaitFor("INFO RepPort:")); }
 
 ZmqSocket TestHost::Client() {
     ZmqSocket client(zmq_socket(context_.get(), ZMQ_REQ));
-    SetZmqOption(client.get(), ZMQ_RCVTIMEO, 20000);
+    SetZmqOption(client.get(), ZMQ_RCVTIMEO, kPatienceMs);
     const std::string endpoint = "tcp://127.0.0.1:" + std::to_string(RequestPort());
     EXPECT_EQ(zmq_connect(client.get(), endpoint.c_str()), 0);
     return client;

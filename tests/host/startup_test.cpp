@@ -112,22 +112,25 @@ void ExpectAbout(int port, int expected) {
 
 TEST(StartUp, ATakenPortMovesOn) {
     const ZmqContext context = MakeZmqContext();
+    const int port = RequestPortOf(OwnSystemName());
     ZmqSocket taken[3];
     for (int n = 0; n < 3; ++n) { // one of which may be taken already, to the same end
         taken[n].reset(zmq_socket(context.get(), ZMQ_REP));
-        std::ignore = BindTcp(taken[n].get(), L"127.0.0.1", n < 2 ? 50606 + n : 40608);
+        std::ignore = BindTcp(taken[n].get(), L"127.0.0.1", port + n - (n < 2 ? 0 : 10'000));
     }
-    TestHost host({L"h", L"A", L"k"});
+    TestHost host({L"h", OwnSystemName(), L"k"});
     host.Serve();
-    ExpectAbout(host.RequestPort(), 50608);
-    ExpectAbout(std::stoi(GetSetting(L"RelayPort")), 40609);
+    ExpectAbout(host.RequestPort(), port + 2);
+    ExpectAbout(std::stoi(GetSetting(L"RelayPort")), port + 3 - 10'000);
     EXPECT_EQ(host.AskText(R"({"Request":"LOGOUT"})"), R"({"Reply":"LOGOUT","Success":"OK"})");
 }
 
 TEST(StartUp, APortBeyondSixteenBitsIsRefused) {
-    TestHost host({L"h", Text(400, L'A'), L"k"});
+    const Text name = OwnSystemName() + Text(380, L'A');
+    TestHost host({L"h", name, L"k"});
     host.Serve();
-    ExpectAbout(host.RequestPort(), 56542); // 66541 refused, one up, wrapped
+    ASSERT_GT(RequestPortOf(name), 65535);
+    ExpectAbout(host.RequestPort(), RequestPortOf(name) + 1 - 10'000); // refused, one up, wrapped
 }
 
 } // namespace
