@@ -206,7 +206,10 @@ class Cuts(unittest.IsolatedAsyncioTestCase):
 
     async def start_gateway(self):
         """Another life of it: nothing of the one before is known any more."""
-        self.gateway.start_on_paper(",".join(LISTS), "Corvinta")
+        if self.gateway.process:
+            self.gateway.start_again()
+        else:
+            self.gateway.start_on_paper(",".join(LISTS), "Corvinta")
         ports = [self.gateway.logged(prefix) for prefix in ("RepPort:", "PublishPort:")]
         self.link = Link([int(port) for port in ports])
         await self.link.open()

@@ -169,7 +169,7 @@ class Requests(Case):
         answer = driver.ask("ACCOUNTS", timeout=300)
         self.assertEqual((answer["outcome"], answer["mayHaveArrived"]), ("TimedOut", "0"))
 
-        self.start()
+        self.gateway.start_again()
         self.assertEqual(driver.answers(3), ["Ok"] * 3)  # they have waited for it
         self.assertEqual(driver.do("live", timeout="60000")["ok"], "1")
         self.assertEqual(driver.do("dump")["orders"], [])
@@ -212,7 +212,7 @@ class TheFeed(Case):
             until(lambda: int(first.do("feed")["next"]) > 50 * round_, "rows")
             self.gateway.process.kill()
             self.gateway.wait()
-            self.start()
+            self.gateway.start_again()
             self.assertTrue(until(first.connected, "a connection"))
             until(lambda: first.do("feed")["live"] == "1", "a live feed")
         late = self.driver(feed="1")  # which has all from the journal

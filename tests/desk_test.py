@@ -153,7 +153,7 @@ class DeskPage(unittest.TestCase):
         self.assertIn("before", page.text("#orders-grid"))
         self.picture(page, "lost")
         self.client.close()
-        self.gateway.start_on_paper()
+        self.gateway.start_again()
         self.client = self.gateway.logged_in_client()
         page.until("document.body.dataset.link == 'connected'")
         self.place(key="after")

@@ -168,10 +168,6 @@ class Users(unittest.TestCase):
     def setUpClass(cls):
         cls.gateway = Gateway(PROGRAM)
         cls.addClassCleanup(cls.gateway.remove)
-        cls.start()
-
-    @classmethod
-    def start(cls):
         cls.gateway.start_on_paper("PaperStk,PaperFut,PaperOpt", "none")
         cls.gateway.logged("[PublishWorker]working...")
         cls.port = cls.gateway.port()
@@ -259,7 +255,7 @@ class Users(unittest.TestCase):
             self.gateway.process.kill()
             self.gateway.wait()
             self.assertIn("lost", next_that(lambda line: line["stale"])["stale"])
-            self.start()
+            self.gateway.start_again()
             self.assertEqual(next_that(lambda line: not line["stale"])["orders"], 0)
         top.send_signal(signal.SIGINT)
         self.assertEqual(top.wait(PATIENCE), 130)

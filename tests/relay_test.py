@@ -295,7 +295,7 @@ class Kills(RelayCase):
         trader.stopped.set()
         trader.thread.join()
         self.before[which] += trader.answered
-        gateway.start_on_paper()
+        gateway.start_again()
         self.traders[which] = Trader(gateway, trader.orders - trader.answered)
 
 
@@ -373,7 +373,7 @@ class NumbersGivenAgain(RelayCase):
                 gateway.process.kill()
                 gateway.process.wait()
                 lost = self.cut_journal(gateway, 50)
-                gateway.start_on_paper()
+                gateway.start_again()
                 Trader(gateway, 40).thread.join()  # so that its numbers go beyond those that were lost
                 if not relay_runs:
                     self.relay.start()
@@ -420,7 +420,7 @@ class OddRows(RelayCase):
             if kind:
                 self.insert(gateway, number + offset, run, text)
             expected.append((f"halvane.feed.alpha.{subject}", number + offset, json.loads(text) if not instead else instead))
-        gateway.start_on_paper()
+        gateway.start_again()
         self.wait_for_stream()
         found = [(subject, int(words[0]), json.loads(text)) for subject, words, text in self.relay.read()]
         begin = [each[1] for each in found].index(number + 1)
@@ -556,7 +556,7 @@ class RequestsThroughTheEngine(RelayCase):
         absent = self.connection.ask(self.SUBJECT, self.order("absent"))
         self.assertEqual(absent["ErrMsg"], "relay: gateway absent; nothing was sent")
         self.assertEqual(self.placed_before("late"), 1)
-        self.gateways[0].start_on_paper()
+        self.gateways[0].start_again()
         until(lambda: self.ask("NEWORDER", **{"Param": ORDER | {"UserKey1": "after"}})["Success"] == "OK", "the gateway")
         self.assertEqual([self.placed(key) for key in ("lost", "absent", "after")], [0, 0, 1])
         self.relay.kill()

@@ -160,12 +160,26 @@ class Gateway:
 
     def start(self, *arguments, **options):
         """Options are those of Popen."""
+        self.started = arguments, options
         self.old_lines = len(self.lines())
         words = [*self.runner, self.program, *arguments]
         self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, **{"cwd": "/"} | options)
 
     def start_on_paper(self, *arguments):
         self.start("paper:", self.system_name, SERVICE_KEY, *arguments)
+
+    def start_again(self):
+        """As before and at the same port, where clients look for it: somebody else may have that for a moment."""
+        port, (arguments, options) = self.port(), self.started
+
+        def is_there():
+            Gateway.start(self, *arguments, **options)
+            if self.port() != port:
+                self.process.kill()
+                self.process.wait()
+            return self.process.poll() is None
+
+        until(is_there, f"port {port}")
 
     def wait(self):
         """Its exit code, once it has ended."""
