@@ -21,8 +21,11 @@ if(HALVANE_FUZZ)
 endif()
 
 if(HALVANE_COVERAGE)
-  target_compile_options(house INTERFACE --coverage -fprofile-update=atomic)
-  target_link_options(house INTERFACE --coverage)
+  # The counts lie in mapped files, which all processes of a program share: killed ones have counted, too.
+  target_compile_options(house INTERFACE
+                         -fprofile-instr-generate=${PROJECT_BINARY_DIR}/counts/%m%c.profraw -fcoverage-mapping
+                         -fprofile-update=atomic "SHELL:-mllvm -runtime-counter-relocation")
+  target_link_options(house INTERFACE -fprofile-instr-generate)
 endif()
 
 # Code for one system lives in files of its own: Name-win32.cpp beside Name-posix.cpp.
