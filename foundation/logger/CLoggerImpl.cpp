@@ -80,7 +80,6 @@ void CLoggerImpl::Write(LogLevel level, const wchar_t* text) {
 }
 
 void CLoggerImpl::WriteBytes(LogLevel level, std::string_view what, std::string_view utf8) {
-    if (!Takes(level)) return;
     try {
         if (IsPrintToScreen() != 0 || escapeControls_ || !IsNarrow(utf8))
             Write(level, FromUtf8(std::string(what).append(utf8)).value_or(L"").c_str());
@@ -150,7 +149,7 @@ void CLoggerImpl::Enqueue(LogLevel level, std::string_view what, std::string_vie
     bool wake = false;
     {
         const MutexLock guard(lock_);
-        if (level_ == LL_NONE || level < level_) return;
+        if (level < level_) return; // closed meanwhile
         Put(head, what, text, std::move(record));
         signalled_ = true;
         wake = std::exchange(waiting_, false);
@@ -244,7 +243,6 @@ std::int32_t CLoggerImpl::Own(std::uint64_t count, const wchar_t* fate, bool toF
     const Text text = Format(L"%lld messages %s", static_cast<std::int64_t>(count), fate);
     const LocalTime now = ToLocalTime(TheClock().UnixTimeMs());
     LogMsgPtr record = NewLogMsg(LL_WARN, text.c_str());
-    if (record == nullptr) throw std::bad_alloc();
     record->time = now;
     Post(std::move(record));
     if (!toFile) return kLogNoError;

@@ -18,12 +18,7 @@ namespace {
 constexpr std::int64_t kLargest = 104'857'600; // 100 MiB
 constexpr std::uint32_t kBadPath = 3;
 
-std::size_t LastSeparator(const Text& path) {
-    const std::size_t at = path.rfind(kPathSeparator);
-    return at != Text::npos ? at : path.rfind(L'/');
-}
-
-std::chrono::sys_days DayOf(const LocalTime& day) {
+std::chrono::year_month_day DayOf(const LocalTime& day) {
     return std::chrono::year(day.year) / day.month / day.day;
 }
 
@@ -45,18 +40,15 @@ std::optional<std::chrono::sys_days> DayIn(const std::string& mark) {
 
 Text LogFile::DefaultPath() {
     const Text executable = ExecutablePath();
-    const std::size_t separator = LastSeparator(executable);
-    const bool bare = separator == Text::npos;
-    const Text folder = bare ? Text(L".") : executable.substr(0, separator);
-    const Text name = bare ? executable : executable.substr(separator + 1);
-    return folder + kPathSeparator + L"logs" + kPathSeparator + name.substr(0, name.rfind(L'.')) +
+    const Text name = executable.substr(executable.rfind(kPathSeparator) + 1);
+    return ExecutableFolder() + L"logs" + kPathSeparator + name.substr(0, name.rfind(L'.')) +
            L".log";
 }
 
 void LogFile::SetBase(const Text& fileName) {
     Forget();
     base_ = FullPath(fileName);
-    const std::size_t separator = LastSeparator(base_);
+    const std::size_t separator = base_.rfind(kPathSeparator);
     directory_ = separator == Text::npos ? Text() : base_.substr(0, separator);
 }
 
@@ -76,10 +68,10 @@ void LogFile::KeepDays(int days) {
 
 std::int32_t LogFile::Open() {
     const LocalTime today = ToLocalTime(TheClock().UnixTimeMs());
-    const bool sameDay =
-        today.day == day_.day && today.month == day_.month && today.year == day_.year;
-    if (!sameDay) tidied_ = false;
-    if (!sameDay || name_.empty()) NameAfter(today, 0);
+    if (DayOf(today) != DayOf(day_)) {
+        tidied_ = false;
+        NameAfter(today, 0);
+    }
     if (keepDays_ > 0 && !tidied_) RemoveOld();
     tidied_ = true;
     std::uint32_t error = OpenNamed();
@@ -139,9 +131,9 @@ void LogFile::NameAfter(const LocalTime& day, int index) {
 
 // Only names of our own making: what else lies there is somebody else's.
 void LogFile::RemoveOld() const try {
-    const std::string base = ToUtf8(base_.substr(LastSeparator(base_) + 1));
+    const std::string base = ToUtf8(base_.substr(base_.rfind(kPathSeparator) + 1));
     const std::size_t point = std::min(base.rfind('.'), base.size());
-    const auto oldest = DayOf(day_) - std::chrono::days(keepDays_);
+    const auto oldest = std::chrono::sys_days(DayOf(day_)) - std::chrono::days(keepDays_);
     for (const auto& entry : std::filesystem::directory_iterator(ToPath(directory_))) {
         const std::string name = ToUtf8(FromPath(entry.path().filename()));
         const bool ours = name.size() > base.size() && name.starts_with(base.substr(0, point)) &&

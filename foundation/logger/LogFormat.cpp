@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cwchar>
 #include <limits>
+#include <new>
 
 namespace halvane {
 namespace {
@@ -35,9 +36,9 @@ void PutDigits(char* at, int width, unsigned number) {
 LogMsgPtr NewLogMsg(ILogger::LogLevel level, const wchar_t* text) {
     const std::size_t length = text == nullptr ? 0 : std::wcslen(text);
     const std::size_t size = kBlockWithoutText + sizeof(char16_t) * (length + 1);
-    if (size > std::numeric_limits<std::uint32_t>::max()) return nullptr;
-    void* block = std::calloc(1, size);
-    if (block == nullptr) return nullptr;
+    const bool fits = size <= std::numeric_limits<std::uint32_t>::max();
+    void* block = fits ? std::calloc(1, size) : nullptr;
+    if (block == nullptr) throw std::bad_alloc();
     LogMsgPtr msg(static_cast<ILogger::TLogMsg*>(block));
     msg->size = static_cast<std::uint32_t>(size);
     msg->level = level;

@@ -16,8 +16,7 @@ struct LogMsgDeleter {
 };
 using LogMsgPtr = std::unique_ptr<ILogger::TLogMsg, LogMsgDeleter>;
 
-// A record of the calling thread, its time all zero; null when there is no memory. The text may be
-// null, which counts as "".
+// A record of the calling thread, its time all zero. The text may be null, which counts as "".
 LogMsgPtr NewLogMsg(ILogger::LogLevel level, const wchar_t* text);
 
 // A line of the log file is "09:30:05.123   4312  [INFO ]  text" and CR LF, in the narrow encoding

@@ -31,8 +31,9 @@ void LogLines::Add(std::initializer_list<std::string_view> parts) {
 
 void LogLines::Clear() {
     if (blocks_.size() > 1) blocks_.resize(1);
-    if (!blocks_.empty()) blocks_.front().size = 0;
-    if (!blocks_.empty() && blocks_.front().room > kBlock) blocks_.clear();
+    std::erase_if(blocks_, [](const Block& block) { return block.room > kBlock; });
+    for (Block& first : blocks_)
+        first.size = 0;
     sizes_.clear();
     if (sizes_.capacity() > kBlock) sizes_ = {}; // a burst's memory is given back
 }

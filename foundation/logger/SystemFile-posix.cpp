@@ -72,7 +72,8 @@ std::uint32_t SystemFile::Write(std::string_view& bytes) {
 
 std::int64_t SystemFile::Size() const {
     struct stat state {};
-    return fstat(static_cast<int>(handle_), &state) == 0 ? state.st_size : -1;
+    fstat(static_cast<int>(handle_), &state); // what is open tells
+    return state.st_size;
 }
 
 void SystemFile::Close() {

@@ -3,7 +3,6 @@
 namespace halvane {
 
 std::string ToNarrow(TextView text) { return ToUtf8(text); }
-std::string ToNarrow(std::u16string_view text) { return ToUtf8(text); }
 
 bool IsNarrow(std::string_view) { return true; }
 

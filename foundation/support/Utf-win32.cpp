@@ -15,10 +15,6 @@ std::string ToNarrow(TextView text) {
     return out;
 }
 
-std::string ToNarrow(std::u16string_view text) {
-    return ToNarrow(TextView(reinterpret_cast<const wchar_t*>(text.data()), text.size()));
-}
-
 bool IsNarrow(std::string_view utf8) {
     return std::ranges::all_of(utf8, [](char unit) { return unit >= 0; });
 }

@@ -52,7 +52,7 @@ template <typename From, typename To> To* TakeAscii(std::basic_string_view<From>
 }
 
 // The code point at the beginning of `text`, which it takes off.
-template <typename Char> char32_t TakeCode(std::basic_string_view<Char>& text) {
+char32_t TakeCode(TextView& text) {
     const auto first = static_cast<char32_t>(text[0]);
     const auto second = text.size() > 1 ? static_cast<char32_t>(text[1]) : 0;
     const bool isPair = IsHighSurrogate(first) && IsLowSurrogate(second);
@@ -62,7 +62,7 @@ template <typename Char> char32_t TakeCode(std::basic_string_view<Char>& text) {
     return isAlone ? kReplacement : first;
 }
 
-template <typename Char> void EncodeUtf8(std::string& out, std::basic_string_view<Char> text) {
+void EncodeUtf8(std::string& out, TextView text) {
     const std::size_t before = out.size();
     out.resize(before + text.size());
     const auto length = static_cast<std::size_t>(TakeAscii(text, &out[before]) - out.data());
@@ -133,12 +133,6 @@ Text ReasonOf(const std::exception& error) noexcept {
 }
 
 std::string ToUtf8(TextView text) {
-    std::string out;
-    EncodeUtf8(out, text);
-    return out;
-}
-
-std::string ToUtf8(std::u16string_view text) {
     std::string out;
     EncodeUtf8(out, text);
     return out;

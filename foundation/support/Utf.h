@@ -34,13 +34,11 @@ Text ReasonOf(const std::exception& error) noexcept;
 
 // Text to UTF-8, always well-formed: a surrogate without its partner becomes U+FFFD.
 std::string ToUtf8(TextView text);
-std::string ToUtf8(std::u16string_view text);
 void AppendUtf8(std::string& out, TextView text);
 
 // Text to the narrow encoding of the system: the thread's ANSI code page on Windows ("?" for what
 // it lacks), UTF-8 elsewhere.
 std::string ToNarrow(TextView text);
-std::string ToNarrow(std::u16string_view text);
 
 // Whether bytes that are UTF-8 are the same in that encoding.
 bool IsNarrow(std::string_view utf8);

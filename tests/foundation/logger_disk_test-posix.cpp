@@ -42,6 +42,41 @@ TEST_F(LoggerDiskTest, AFullDiskCostsABatchAndNoMore) {
     EXPECT_EQ(logger_.Missing(), 2);
 }
 
+TEST_F(LoggerDiskTest, WhatWasDroppedIsToldOnceTheDiskHasRoom) {
+    std::filesystem::create_directories(folder_ / "logs");
+    std::filesystem::create_symlink("/dev/full", FileOf(0));
+    ASSERT_EQ(OpenLog(), 1);
+    clock_.Shut();
+    logger_.Info_0(L"lost");
+    clock_.AwaitWaiter();
+    while (logger_.Missing() == 0)
+        logger_.Info_0(Text(1900, L'x').c_str());
+    clock_.Open();
+    EXPECT_TRUE(logger_.Drain(kDrainMs));
+    std::filesystem::remove(FileOf(0));
+    WriteAndDrain(L"kept");
+    EXPECT_EQ(Lines(FileOf(0)), "[WARN ]  3 messages lost: the file could not be written\r\n"
+                                "[INFO ]  kept\r\n"
+                                "[WARN ]  1 messages dropped: the log could not keep up\r\n");
+}
+
+TEST_F(LoggerDiskTest, ANameInAFolderThatIsGoneIsABadPath) {
+    const auto before = std::filesystem::current_path();
+    std::filesystem::create_directory(folder_ / "gone");
+    std::filesystem::current_path(folder_ / "gone");
+    std::filesystem::remove(folder_ / "gone");
+    EXPECT_EQ(logger_.Open(L"x.log", ILogger::LL_INFO, ILogger::PRINT_FLAG_FILE), 0);
+    EXPECT_EQ(logger_.GetLastError(), 3);
+    std::filesystem::current_path(before);
+}
+
+// Guests have texts of 32-bit units here.
+TEST_F(LoggerDiskTest, AUnitBeyondSixteenBitsBecomesTheReplacement) {
+    ASSERT_EQ(OpenLog(), 1);
+    WriteAndDrain(L"<\x1F600>");
+    EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  <\xEF\xBF\xBD>\r\n");
+}
+
 TEST_F(LoggerDiskTest, WhatADiskCutsShortTearsNoOtherLine) {
     ASSERT_EQ(OpenLog(), 1);
     TearLine(FileOf(0));

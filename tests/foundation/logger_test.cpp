@@ -2,6 +2,8 @@
 #include "foundation/logger/Log.h"
 #include "foundation/logger/LogErrors.h"
 #include "foundation/support/Process.h"
+#include "foundation/support/Utf.h"
+#include "tests/SilentLogger.h"
 #include "tests/foundation/LoggerTest.h"
 #include "tests/foundation/ScarceMemory.h"
 
@@ -30,6 +32,22 @@ TEST(LogFormat, LineHasItsColumns) {
 TEST(LogFormat, RecordHasItsSize) {
     EXPECT_EQ(NewLogMsg(ILogger::LL_INFO, L"[RepWorker]working...")->size, 30u + 2 * 22);
     EXPECT_EQ(NewLogMsg(ILogger::LL_INFO, nullptr)->size, 32u);
+}
+
+TEST(LogFormat, ControlsAndLineEndsAreEscaped) {
+    EXPECT_EQ(WithoutControls(L"a\t\x1F ~\x7F\x9F\xA0\x2027\x2028\x2029\x202A"),
+              L"a\\u0009\\u001f ~\\u007f\\u009f\xA0\x2027\\u2028\\u2029\x202A");
+}
+
+TEST(LogLines, ABurstsMemoryIsGivenBack) {
+    for (const std::size_t size : {std::size_t{1}, LogLines::kBlock + 1}) {
+        LogLines lines;
+        for (std::size_t n = 0; n <= 2 * LogLines::kBlock; n += size)
+            lines.Add({std::string(size, 'x')});
+        lines.Clear();
+        EXPECT_EQ(lines.Count(), 0u);
+        EXPECT_EQ(lines.Blocks().size(), size == 1 ? 1u : 0u) << "one of the usual size is kept";
+    }
 }
 
 TEST(LogErrors, SystemErrorsBecomeCodes) {
@@ -73,6 +91,37 @@ TEST_F(LoggerTest, OpenAndCloseTellWhatIsNotAllowed) {
     EXPECT_EQ(OpenLog(), 1) << "closed is not the end";
 }
 
+TEST_F(LoggerTest, NoNameIsTheProgramsOwn) {
+    ASSERT_EQ(logger_.Open(L"", ILogger::LL_INFO, ILogger::PRINT_FLAG_FILE), 1);
+    EXPECT_EQ(Text(logger_.GetFileName()), LogFile::DefaultPath());
+    EXPECT_TRUE(LogFile::DefaultPath().starts_with(ExecutableFolder() + L"logs" + kPathSeparator));
+    logger_.Close();
+    logger_.TryFatal(L"to nobody, which is no error");
+    EXPECT_EQ(logger_.GetLastError(), 0);
+}
+
+TEST_F(LoggerTest, WhoLogsWithoutMemoryLosesTheLineAlone) {
+    ASSERT_EQ(OpenLog(), 1);
+    const std::runtime_error error("a reason that is longer than short texts are");
+    const std::string bytes = error.what();
+    const Text text = ReasonOf(error);
+    allocationsLeft = 0;
+    const bool silent = ReasonOf(error).empty() && ILogger_Create() == nullptr;
+    logger_.Info(L"%s", text.c_str());
+    const int formatting = logger_.GetLastError();
+    logger_.WriteBytes(ILogger::LL_INFO, {}, bytes);
+    const int queueing = logger_.GetLastError();
+    logger_.Info_0(text.c_str());
+    allocationsLeft = kUnlimited;
+    EXPECT_TRUE(silent);
+    EXPECT_EQ(formatting, 0);
+    EXPECT_EQ(queueing, 1);
+    EXPECT_EQ(logger_.GetLastError(), 1);
+    logger_.Write(ILogger::LL_INFO, nullptr);
+    WriteAndDrain(L"kept");
+    EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  \r\n[INFO ]  kept\r\n");
+}
+
 TEST_F(LoggerTest, EveryOperationWritesAtItsLevelAndInOrder) {
     struct Row {
         ILogger::LogLevel level;
@@ -114,6 +163,11 @@ TEST_F(LoggerTest, ScreenAloneWritesNoFile) {
     const auto window = reinterpret_cast<HWND__*>(std::uintptr_t{4}); // nobody's
     logger_.SetWindow(window);
     WriteAndDrain(L"nobody sees it");
+    logger_.WriteBytes(ILogger::LL_INFO, "nor ", "this");
+    for (const Text large(2000, L'x'); logger_.Missing() == 0;) // dropped, which is told there, too
+        logger_.Info_0(large.c_str());
+    EXPECT_TRUE(logger_.Drain(kDrainMs));
+    EXPECT_EQ(logger_.GetLastError(), 0);
     EXPECT_EQ(logger_.GetWindow(), window);
     EXPECT_FALSE(std::filesystem::exists(folder_ / "logs"));
 }
@@ -154,6 +208,29 @@ TEST_F(LoggerTest, AFolderThatGoesMissingIsMadeAgain) {
     std::filesystem::remove_all(folder_ / "logs");
     WriteAndDrain(L"back");
     EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  back\r\n");
+}
+
+TEST_F(LoggerTest, OldFilesOfItsOwnGoAndNoOthers) {
+    const std::pair<const char*, bool> files[] = {
+        {"test-20200101-0.log", false},  {"test-20200101-123.log", false},
+        {"test-20991231-0.log", true},   {"test-20200101-.log", true},
+        {"test-20200101-x.log", true},   {"test-20200101_0.log", true},
+        {"test_20200101-0.log", true},   {"test-2020x101-0.log", true},
+        {"test-20201301-0.log", true},   {"test-20200101-0.txt", true},
+        {"other-20200101-0.log", true},  {"test.log", true},
+        {"a-test-20200101-0.log", true},
+    };
+    ASSERT_EQ(OpenLog(), 1);
+    for (const auto& [name, stays] : files)
+        WriteFile(folder_ / "logs" / name, "");
+    logger_.SetOptions(false, 2);
+    WriteAndDrain(L"today's");
+    for (const auto& [name, stays] : files)
+        EXPECT_EQ(std::filesystem::exists(folder_ / "logs" / name), stays) << name;
+    logger_.SetOptions(false, 3);
+    std::filesystem::remove_all(folder_ / "logs");
+    WriteAndDrain(L"there is nothing to look through");
+    EXPECT_TRUE(std::filesystem::exists(FileOf(0)));
 }
 
 TEST_F(LoggerTest, ABadFolderFailsOpenAndCostsABatchLater) {
@@ -218,6 +295,7 @@ TEST_F(LoggerTest, DrainKeepsWhatIsQueuedAndCloseDropsIt) {
     while (logger_.GetLogLevel() != ILogger::LL_NONE)
         std::this_thread::yield();
     logger_.Info_0(L"too late");
+    EXPECT_FALSE(logger_.Drain(kDrainMs)) << "nor does anybody wait for it";
     clock_.Open();
     closer.join();
     EXPECT_EQ(Lines(FileOf(0)), "[INFO ]  with the writer\r\n[INFO ]  queued\r\n"
@@ -285,9 +363,24 @@ TEST(StaticLogger, OwnsWhatItIsGiven) {
     none.Reset(nullptr);
     ILogger_Destroy(nullptr);
 
+    alignas(CLoggerImpl) std::byte room[sizeof(CLoggerImpl)]; // it may lie in a guest's own
+    EXPECT_EQ((new (room) CLoggerImpl)->Delete(0), room);
+
     const CStaticLogger one;
     EXPECT_TRUE(one.IsValid());
     EXPECT_EQ(static_cast<ILogger*>(one), one.Get());
+}
+
+TEST(Log, ShutDownClosesWhateverIsInItsPlace) {
+    struct : SilentLogger {
+        int closed = 0;
+        int Close() override { return ++closed; }
+        void* Delete(unsigned int) override { return this; }
+    } other;
+    TheStaticLogger().Reset(&other);
+    ShutDownLog();
+    TheStaticLogger().Reset(ILogger_Create());
+    EXPECT_EQ(other.closed, 1);
 }
 
 TEST(Log, ShutDownWritesWhatIsQueued) {

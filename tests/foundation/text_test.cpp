@@ -104,8 +104,8 @@ TEST(Format, WritesAsPrintfDoes) {
     EXPECT_EQ(Format(L"100%% of %s%s", Text(L"a"), TextView(L"b")), L"100% of ab");
     EXPECT_EQ(Format(L"%s|%-3s|%3s|%2s", L"a", L"b", L"c", L"long"), L"a|b  |  c|long");
     EXPECT_EQ(Format(L"%d %lld", kMin32, kMin64), L"-2147483648 -9223372036854775808");
-    EXPECT_EQ(Format(L"%03d|%03d|%-3d|%3d|%02d|%05lld", 7, -7, 7, -7, 1234, kMax64),
-              L"007|-07|7  | -7|1234|9223372036854775807");
+    EXPECT_EQ(Format(L"%03d|%03d|%-3d|%3d|%02d|%-04d|%05lld", 7, -7, 7, -7, 1234, 7, kMax64),
+              L"007|-07|7  | -7|1234|7   |9223372036854775807");
     EXPECT_EQ(Format(L"%s.", TextView(L"cut\0short", 9)), L"cut.");
 }
 
