@@ -98,7 +98,8 @@ void RepWorker::ServeNext() {
     bytes_ = message.Bytes().size();
     for (bool more = message.HasMore(); more; oneFrame = false) {
         ZmqMessage rest;
-        more = rest.ReceiveRest(socket_.get()) && rest.HasMore();
+        static_cast<void>(rest.ReceiveRest(socket_.get())); // what fails has no more either
+        more = rest.HasMore();
         bytes_ += rest.Bytes().size();
     }
     if (message.Bytes() == relaySecret_) return AnswerTheBroker();
@@ -159,11 +160,11 @@ void RepWorker::Run(const Operation& operation, const JsonValue& root) {
 bool RepWorker::Admit(const Operation& operation, const Request& request) {
     const bool needsSession = (operation.checks & kSession) != 0;
     const auto refuseUnknown = [&] {
-        const bool unknown = needsSession && !IsSessionKnown(request.sessionKey);
+        const bool unknown = !IsSessionKnown(request.sessionKey);
         if (unknown) Refuse(request, kIllegalSession);
         return unknown;
     };
-    if (operation.checks & kTradeData) {
+    if (operation.checks & kTradeData) { // each of these needs a session
         if (IsOn(L"RefuseUnknownFirst") && refuseUnknown()) return false;
         WaitForTradeData();
     }
@@ -224,7 +225,6 @@ void RepWorker::AnswerTheBroker() {
 }
 
 void RepWorker::OnNotification(const wchar_t* name, const wchar_t* param) {
-    if (TextView(name) != kRemoveLoginInfo) return;
     try {
         DropSession(param);
     } catch (const std::exception& error) {

@@ -122,7 +122,7 @@ std::vector<SessionAges> AgesOfSessions() {
     std::vector<SessionAges> ages;
     for (const auto& [key, openedAt] : store.map) {
         BaseData* const session = Table().GetRecord(key.c_str());
-        if (session == nullptr) continue; // its log-in is under way
+        if (session == nullptr) continue; // the table is open to others: one has removed it
         const auto pingTime = static_cast<std::uint32_t>(session->GetInteger(kPingTime, now));
         ages.push_back({now - openedAt, SilenceMs(now, pingTime)});
     }

@@ -17,8 +17,9 @@ constexpr std::uint64_t PowerOfTen(int exponent) {
 
 enum class Halfway { ToEven, FromZero };
 
-// The integer next to |value| * power, for products below 2^64. A double is an integer times a
-// power of two: the product is exact in integers, and what is rounded off is its lower bits.
+// The integer next to |value| * power, for values below 2^52 and products below 2^64. A double is
+// an integer times a power of two: the product is exact in integers, and what is rounded off is its
+// lower bits.
 std::uint64_t Scaled(double value, std::uint64_t power, Halfway halfway) {
     constexpr int kMantissaBits = 52, kBias = 1075;
     constexpr std::uint64_t kHidden = std::uint64_t{1} << kMantissaBits;
@@ -26,7 +27,6 @@ std::uint64_t Scaled(double value, std::uint64_t power, Halfway halfway) {
     const int shift = kBias - static_cast<int>(bits >> kMantissaBits & 0x7FF);
     if (shift >= 120) return 0; // far below half of the last decimal
     const Wide product = Wide{bits % kHidden + kHidden} * power;
-    if (shift <= 0) return static_cast<std::uint64_t>(product << -shift);
     const Wide half = Wide{1} << (shift - 1);
     const auto whole = static_cast<std::uint64_t>(product >> shift);
     const Wide rest = product & (2 * half - 1);

@@ -18,10 +18,12 @@ namespace halvane::scarcity {
 namespace {
 
 thread_local Kind scarce = kNothing;
-thread_local int left = 0;
+thread_local int left = 0, failing = 0;
 std::atomic<int> live = 0; // of all threads: one may give back what another has got
 
-bool Strikes(Kind kind) { return scarce == kind && fake_zmq::inside == 0 && left-- == 0; }
+bool Strikes(Kind kind) {
+    return scarce == kind && fake_zmq::inside == 0 && --left < 0 && left >= -failing;
+}
 
 template <class Function> Function* Real(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -35,9 +37,10 @@ bool FileFails() {
 
 } // namespace
 
-void FailNth(Kind kind, int n) {
-    scarce = kind;
+void FailNth(Kind kind, int n, int count) {
+    scarce = n < 0 ? kNothing : kind;
     left = n;
+    failing = count;
 }
 
 bool EndFailing() { return std::exchange(scarce, kNothing) != kNothing && left < 0; }

@@ -7,6 +7,7 @@
 #include "foundation/logger/Log.h"
 #include "foundation/support/Event.h"
 #include "foundation/support/Utf.h"
+#include "request/Supervision.h"
 #include "tests/JumpingClock.h"
 #include "tests/SilentLogger.h"
 #include "tests/TempFolder.h"
@@ -28,8 +29,9 @@ namespace {
 constexpr const char* kPong = R"({"Request":"PONG","SessionKey":"k"})";
 
 // What is missing when its turn comes.
-enum class Lack { Memory, Files, Platform, Sockets };
+enum class Lack { Memory, MemoryForAWhile, Files, Platform, Sockets };
 const std::pair<Lack, const char*> kLacks[] = {{Lack::Memory, "Memory"},
+                                               {Lack::MemoryForAWhile, "MemoryForAWhile"},
                                                {Lack::Files, "Files"},
                                                {Lack::Platform, "Platform"},
                                                {Lack::Sockets, "Sockets"}};
@@ -39,6 +41,7 @@ class Failing {
   public:
     Failing(Lack lack, int n, ScriptedTradeApi& platform) : platform_(platform) {
         if (lack == Lack::Memory) scarcity::FailNth(scarcity::kMemory, n);
+        if (lack == Lack::MemoryForAWhile) scarcity::FailNth(scarcity::kMemory, n, 4);
         if (lack == Lack::Files) scarcity::FailNth(scarcity::kFiles, n);
         if (lack == Lack::Sockets)
             fake_zmq::fails = [this, n](const char*) { return calls_++ == n && (struck_ = true); };
@@ -256,17 +259,44 @@ bool DropWithout(Lack lack, int n) {
     const LoginInfoTable sessions;
     ScriptedTradeApi platform;
     OpenSession(L"k");
+    RepWorker worker(L"1", "secret");
+    CppUtility::ReceiveNotification& receiver = worker;
+    std::stop_source once;
+    once.request_stop();
     Failing failing(lack, n, platform);
-    try {
-        DropSession(L"k");
-    } catch (const std::exception&) { // who has asked for it logs that
-    }
+    EXPECT_NO_THROW(ExecuteCheckPingTime(once.get_token()));
+    EXPECT_NO_THROW(receiver.OnNotification(L"RemoveLoginInfo", L"k"));
     const bool struck = failing.End();
     std::vector<CppUtility::DataTableInfo> table;
     CppUtility::GetDataFromTopic(L"LoginInfo")->GetRecords(table);
     EXPECT_EQ(table.size(), SessionCount());
     DropSession(L"k");
     EXPECT_EQ(SessionCount(), 0U);
+    return struck;
+}
+
+// --- a worker's start
+// --------------------------------------------------------------------------------------
+
+const Event kStart[] = {{"start", NoPublisher}};
+
+// It serves or ends; the next one serves.
+bool StartWithout(Lack lack, int n) {
+    const LoginInfoTable sessions;
+    ScriptedTradeApi platform;
+    OpenSession(L"k");
+    OneWorker worker(platform);
+    bool struck = false;
+    {
+        Failing failing(lack, n, platform);
+        try {
+            worker.Ask({}, [&](std::size_t) { struck = failing.End(); });
+        } catch (const std::exception&) { // the broker ends with it
+        }
+        struck = failing.End() || struck;
+    }
+    const auto replies = worker.Ask({kPong}, [](std::size_t) {});
+    EXPECT_EQ(replies.at(0), std::vector{std::string(R"({"Reply":"PONG","Success":"OK"})") + '\0'});
     return struck;
 }
 
@@ -358,6 +388,7 @@ class EveryFailure : public testing::TestWithParam<std::pair<Lack, const char*>>
             return AskWithout(place, **question, lack, n);
         const Event& event = *std::get<const Event*>(which);
         if (&event == kSilence) return DropWithout(lack, n);
+        if (&event == kStart) return StartWithout(lack, n);
         if (&event == kForwarding) return ForwardWithout(lack, n);
         if (event.tell == NoPublisher) return PostWithout(event, lack, n);
         return TellWithout(place, event, lack, n);
@@ -392,6 +423,7 @@ TEST_P(EveryFailure, IsBorne) {
     for (const Event& each : kEvents)
         borne += BearEach(place, &each, GetParam().first);
     borne += BearEach(place, kSilence, GetParam().first);
+    borne += BearEach(place, kStart, GetParam().first);
     if (GetParam().first == Lack::Memory || GetParam().first == Lack::Sockets)
         borne += BearEach(place, kForwarding, GetParam().first);
     for (const Event& each : kHostEvents)

@@ -141,7 +141,7 @@ TEST_F(Orders, UserKeysArePacked) {
         {R"("UserKey3":"x")", "UK#3=x"},
         {R"("UserKey4":4)", ""},
         {R"("UserKey100":"","UserKey101":"no","UserKey1":"one")", "UK#100="},
-        {R"("UserKey2":"A")", "UK#2=A"},
+        {R"("UserKey2":"A","UserKey07":"7")", "UK#2=A"},
     };
     for (const auto& [members, second] : cases) {
         host.Api().TakeCalls();

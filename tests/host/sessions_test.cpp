@@ -4,6 +4,8 @@
 #include "foundation/cpputility/TopicBoard.h"
 #include "foundation/support/Settings.h"
 #include "foundation/support/Utf.h"
+#include "request/Sessions.h"
+#include "tradeapi/TradeData.h"
 
 #include <gtest/gtest.h>
 
@@ -129,6 +131,35 @@ TEST_F(Sessions, StatusTellsOfTheGatewayWhereItIsWanted) {
     EXPECT_EQ(pongs(status, R"("Failures":")"), pongs(before, R"("Failures":")") + 1);
     EXPECT_NE(Between(status, R"("DataType":"PING","Count":")", "\""), "0");
     EXPECT_EQ(Between(status, R"("Paper":")", "\""), "0");
+}
+
+// The table takes a text up to its first zero, and whoever has the topic may change it.
+TEST_F(Sessions, OnlyItsOwnKeyEndsASession) {
+    SetSetting(L"Status", L"1");
+    const std::string own = key = host.LogIn();
+    key += R"(\u0000)";
+    EXPECT_EQ(Ask("LOGOUT"), R"({"Reply":"LOGOUT","Success":"OK"})");
+    key = own;
+    EXPECT_EQ(Between(Ask("STATUS"), R"("Sessions":)", R"(,"Workers")"),
+              R"([{"AgeMs":"0","SilentMs":"0"}])");
+    RemoveLoginInfo(*FromUtf8(own));
+    EXPECT_EQ(Between(Ask("STATUS"), R"("Sessions":)", R"(,"Workers")"), "[]");
+}
+
+// One waits for trade data, one for a row that the platform refuses.
+TEST_F(Sessions, AHostThatEndsWaitsForNoRequest) {
+    key = host.LogIn();
+    host.Api().tradeEvents->OnAccountUpdate(kAccounts, L"", 1);
+    host.Api().dataItem = [](auto&&...) { return 0; };
+    host.clock.MoveByItself(0);
+    std::vector<ZmqSocket> clients;
+    for (const std::string request : {"MARGINS", "ACCOUNTS"}) {
+        const int sleeps = host.clock.Sleeps();
+        const std::string text = R"({"Request":")" + request + R"(","SessionKey":")" + key + "\"}";
+        clients.push_back(host.Client());
+        zmq_send(clients.back().get(), text.data(), text.size(), 0);
+        host.clock.WaitForSleeps(sleeps + 1);
+    }
 }
 
 } // namespace

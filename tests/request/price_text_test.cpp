@@ -30,6 +30,7 @@ TEST(PriceText, NewOrders) {
         {L"B+1+2", L"B+10000000000+2"},       // up to the second sign
         {L"B-1+2", L"B-1+20000000000"},       // "+" before "-"
         {L"B+0.00000000001", L"B+0.1"},
+        {L"B+-5", L"B+-50000000000"},
         {L"B+", L"B+"},
         {L"B+x", L"B+x"},
         {L"B+1.2.3", L"B+1.2.3"},

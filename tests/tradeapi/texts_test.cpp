@@ -126,6 +126,7 @@ TEST(Symbols, CombineAndSplit) {
         {L"OV.O.X.A", L"OV.F.X.B", L"OV.FO.X.A^B"},
         {L"OV.S.X.A", L"OV.S.X.B", L"OV.FO.X.A^B"},
         {L"OV.O.X.Y.X.Z", L"OV.O.X.B", L"OV.O2.X.Y.X.Z^B"},
+        {L"OV.O.X", L"OV.O.X.B", L"OV.O2.X.^B"},
         {L"", L"OV.O.X.B", L""},
         {L"OV.O.X.B", L"", L""},
     };
