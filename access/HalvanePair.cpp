@@ -25,8 +25,8 @@ constexpr const char* kUsage =
     "    takes it back; a gateway that runs puts the program out within a second\n"
     "HalvanePair --list\n"
     "    shows who may come in\n"
-    "Names have small letters, digits, - and _. Configs/Access.ini beside this program says where\n"
-    "the gateway's encrypted doors are.\n";
+    "Names have small letters, digits, _ and, but not first, -. Configs/Access.ini beside this\n"
+    "program says where the gateway's encrypted doors are.\n";
 
 void Print(std::FILE* file, TextView text) { std::fputs((ToUtf8(text) + "\n").c_str(), file); }
 
@@ -133,7 +133,7 @@ int Run(const std::vector<Text>& words) {
     if (words.empty()) return ExplainItself();
     if (words[0] == L"--list" && words.size() == 1) return List(config);
     if (words[0] == L"--revoke" && words.size() == 2) return Revoke(config, words[1]);
-    if (!IsClientName(words[0])) return ExplainItself();
+    if (words[0].starts_with(L'-') || !IsClientName(words[0])) return ExplainItself();
     auto client = ReadWords(words);
     return client ? Pair(config, *std::move(client)) : ExplainItself();
 }

@@ -160,7 +160,7 @@ class Rights(DoorTest):
         until(lambda: probes.append(scoped("NEWORDER", **order(OWN))) or plain.poll(100), "a publication")
         with self.gateway.logged_in_client() as client:
             for number in range(160):  # pages of others' orders lie between
-                account = OWN if number % 3 == 0 or number > 150 else OTHER
+                account = OWN if number % 3 == 0 or number > 100 else OTHER
                 client.request("NEWORDER", **order(account))
             whole = until(lambda: self.restored(client.request, 160 + len(probes)), "all orders")
         own = [row["ReportID"] for row in whole if row["Account"] == OWN]
@@ -176,8 +176,107 @@ class Rights(DoorTest):
             rows, index = rows + page, page[-1]["QryIndex"]
         return rows + page if len(rows + page) >= count else None
 
+    def test_what_is_no_request_and_what_fails(self):
+        self.start()
+        lines = [self.pair("reader", "--read-only"), self.pair("scoped", "--accounts", f"PAPER-{OWN}"), self.pair("ended")]
+        no_request = {"Reply": "Req", "Success": "Fail", "SessionKey": "", "ErrMsg": ""}
+        clients = [self.connect(line, zmq.DEALER) for line in lines]
+        self.ask_dealer(clients[2], b'{"Request":"FOO"}')
+        self.pair("--revoke", "ended")
+        self.gateway.logged("[Access]ended is revoked: ")
+        for client in clients:
+            for frames in ([b"no json"], [b"[]"], [b'{"Request":7}'], [b'{"Request":"PONG"}'] * 2):
+                client.send(b"no envelope")
+                with self.subTest(frames=frames):
+                    self.assertEqual(self.ask_dealer(client, *frames), no_request)
+        illegal = "the Session is illegal"
+        for name in ("ACCOUNTS", "RESTOREREPORT"):
+            reply = self.ask_dealer(clients[1], json.dumps({"Request": name, "SessionKey": "k"}).encode())
+            self.assertEqual((reply["Reply"], reply["ErrMsg"]), (name, illegal))
+
+    def ask_dealer(self, client, *frames):
+        client.send_multipart([b"", *frames])
+        empty, reply = client.recv_multipart()
+        self.assertEqual((empty, reply[-1:]), (b"", b"\0"))
+        return json.loads(reply[:-1])
+
 
 class Entry(DoorTest):
+    def test_words_of_the_pairing(self):
+        configs = self.gateway.folder / "Configs"
+        access = configs / "Access"
+        access.mkdir(parents=True)
+
+        def say(code, said, *words, door=self.door):
+            with self.subTest(words=words, said=said):
+                (configs / "Access.ini").write_text(f"[Access]\nIP=127.0.0.1\nRequestPort={door}\n" if door else "")
+                done = subprocess.run([*self.gateway.runner, self.pairing, *words], capture_output=True, text=True)
+                self.assertEqual(done.returncode, code, done.stderr)
+                self.assertIn(said, done.stdout + done.stderr)
+                return done.stdout
+
+        for words in ([], ["--list", "x"], ["--revoke"], ["Upper"], ["a.b"], ["a~"], ["x" * 41], [""], ["a", "--what"],
+                      ["a", "--until"], ["a", "--until", "2026-13-01"], ["a", "--until", "2026-12-32"],
+                      ["a", "--until", "2026-12-1"], ["a", "--accounts"], ["a", "--accounts", "NODASH"],
+                      ["a", "--accounts", "B-1,B-*"], ["--", "x"]):  # fmt: skip
+            say(2, "HalvanePair NAME", *words)
+        say(1, "names no IP and RequestPort", "a", door=0)
+        say(1, "there is no client a", "--revoke", "a")
+        (access / "server.key").write_text("g" * 64)
+        say(1, "no server key", "a")
+        (access / "server.key").unlink()
+        (access / "client-a.ini" / "x").mkdir(parents=True)
+        say(1, "cannot write", "a")
+        shutil.rmtree(access / "client-a.ini")
+        say(1, "no port is left", "a", door=65535)
+        say(0, f"halvane://127.0.0.1:{self.door}/a-b_9/", "a-b_9", "--accounts", "B-1,B-2")
+        say(1, "has a key already", "a-b_9")
+        say(0, "is revoked", "--revoke", "a-b_9")
+        say(0, "is revoked", "--revoke", "a-b_9")
+        (access / "client-a-b_9.ini.new" / "x").mkdir(parents=True)
+        say(1, "cannot write", "--revoke", "a-b_9")
+        shutil.rmtree(access / "client-a-b_9.ini.new")
+        (access / "client-lost.ini").write_text("[Client]\nPublicKey=" + "a" * 63)
+        (access / "client-Upper.ini").write_text("[Client]\nPublicKey=" + "a" * 64)
+        (access / "client-old.ini.txt").write_text("[Client]\nPublicKey=" + "a" * 64)
+        (access / "client-vague.ini").write_text("[Client]\nPublicKey=" + "a" * 64 + "\nUntil=soon\nAccounts=,B-1\n")
+        day = datetime.date.today()
+        self.assertEqual(say(0, "", "--list").splitlines(), [
+            f"a-b_9  trades  B-1,B-2  until never  publications at {self.door + 1}  revoked",
+            "vague  read-only  B-1  until soon  publications at 0  expired"])  # fmt: skip
+        say(0, f"a-b_9  trades  all accounts  until {day}  publications at {self.door + 1}", "a-b_9", "--until", str(day))
+
+    def test_doors_that_cannot_be_opened(self):
+        access = self.gateway.folder / "Configs" / "Access"
+        access.mkdir(parents=True)
+        (access / "server.key").write_text("no key")
+        (access.parent / "Access.ini").write_text(f"[Access]\nIP=127.0.0.1\nRequestPort={self.door}\nAllow=10.0.0.7,x\n")
+        self.gateway.start_on_paper()
+        self.gateway.logged("Access.ini: x is no address")
+        self.gateway.logged("[Access]no server key in ")
+        self.assertEqual(self.gateway.end(), 0)
+        (access / "server.key").unlink()
+        taken, publications = (socket.create_server(("127.0.0.1", self.door + n)) for n in (0, 1))
+        self.gateway.start_on_paper()
+        self.gateway.logged(f"[Access]port {self.door} cannot be bound")
+        taken.close()
+        self.gateway.logged("[Access]encrypted requests at ")
+        with self.gateway.logged_in_client():
+            pass
+        line = self.pair("a")
+        self.gateway.logged(f"[Access]publish port {self.door + 1} of a cannot be bound")
+        login = {"Param": {"SystemName": self.gateway.system_name, "ServiceKey": SERVICE_KEY}}
+        client = self.connect(line)
+        self.assertEqual(self.ask(client, "LOGIN", **login)["SubPort"], "")
+        publications.close()
+        until(lambda: self.ask(client, "LOGIN", **login)["SubPort"] == str(self.door + 1), "its publications")
+        file = access / "client-a.ini"
+        file.write_text(file.read_text().replace(f"={self.door + 1}", f"={self.door + 2}"))
+        until(lambda: self.ask(client, "LOGIN", **login)["SubPort"] == str(self.door + 2), "the other port")
+        file.unlink()
+        self.gateway.logged("[Access]a is known no more")
+        self.assertEqual(self.ask(client, "PONG")["ErrMsg"], ENDED)
+
     def test_who_is_not_let_in_and_what_goes_over_the_wire(self):
         self.start("Allow=127.0.0.0/8")
         a, b = self.pair("a"), self.pair("b")

@@ -57,5 +57,17 @@ TEST_F(UnreadTest, WhoReadsFindsRoomWhateverOthersLeave) {
     EXPECT_FALSE(Admits("another", 19'000));
 }
 
+// One with an unread reply is not among those that are forgotten.
+TEST_F(UnreadTest, ManyClientsAreForgottenButNotWhatWaits) {
+    ASSERT_TRUE(Admits("waits", 19'000));
+    for (int n = 0; n < 3000; ++n) {
+        ASSERT_TRUE(Admits(std::to_string(n).c_str(), 10));
+        kept_.pop_back();
+    }
+    EXPECT_FALSE(Admits("waits", 399'000));
+    kept_.clear();
+    EXPECT_TRUE(Admits("waits", 399'000));
+}
+
 } // namespace
 } // namespace halvane
