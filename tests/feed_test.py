@@ -198,11 +198,29 @@ class Disk(FeedCase):
             status = until(lambda: not (now := client.request("FEEDSTATUS"))["Failure"] and now["Waiting"] == "0" and now,
                            "the journal")  # fmt: skip
             page = client.request("FEEDREPLAY", From="1", Kinds="FEEDGAP")
+            self.check_replay(client, int(status["Last"]))
         gaps = [json.loads(row[4]) for row in self.rows() if row[2] == "FEEDGAP"]
         self.assertEqual([event["Publication"] for event in page["Events"]], gaps)
         self.assertEqual(sum(int(gap["To"]) - int(gap["From"]) + 1 for gap in gaps), int(status["Lost"]))
         self.assertEqual(len(self.rows()) + int(status["Lost"]), int(status["Last"]))
         self.assertEqual(self.gateway.end(), 0)
+
+    def check_replay(self, client, last):
+        """Pages of all there is, and what cannot be told."""
+        numbers, page = [], {"Next": "0", "More": "1"}
+        while page["More"] == "1":
+            page = client.request("FEEDREPLAY", From=page["Next"])
+            numbers += [int(event["Number"]) for event in page["Events"]]
+        self.assertEqual((numbers, int(page["Next"]) > last), ([row[0] for row in self.rows()], True))
+        self.assertEqual(client.request("FEEDREPLAY", Since="9" * 19)["Events"], [])
+        for member, value in (("From", "x"), ("From", "1" * 20), ("Since", "-1")):
+            self.assertIn(f"{member} is no", client.request("FEEDREPLAY", **{member: value})["ErrMsg"])
+        (day,) = self.gateway.folder.glob("feed/feed-*.sqlite")
+        day.rename(day.with_suffix(".away"))
+        day.mkdir()
+        self.assertEqual(client.request("FEEDREPLAY", From="1")["ErrMsg"], "the journal cannot be read")
+        day.rmdir()
+        day.with_suffix(".away").rename(day)
 
     def limit(self, size):
         """No file of the gateway grows beyond that."""

@@ -1,4 +1,7 @@
 #include "feed/FeedRecovery.h"
+#include "feed/Sqlite.h"
+#include "foundation/support/Process.h"
+#include "foundation/support/Utf.h"
 #include "publish/ReportWalk.h"
 #include "tests/feed/FeedTests.h"
 
@@ -239,6 +242,117 @@ TEST_F(FeedTest, WhatWasMissedIsAppendedOnce) {
     feed->Post(Fill("F4"));
     WaitFor(9);
     EXPECT_EQ(Read().back().json, Fill("F4"));
+}
+
+TEST_F(FeedTest, ATakenPortIsSaidOnceAndTriedAgain) {
+    const ZmqContext context = MakeZmqContext();
+    ZmqSocket taken(zmq_socket(context.get(), ZMQ_PUB));
+    options.port = 20'000;
+    while (!BindTcp(taken.get(), L"127.0.0.1", options.port))
+        ++options.port;
+    Start();
+    for (int n = 1; n <= 3; ++n) {
+        feed->Post(Fill(std::to_string(n)));
+        WaitFor(n);
+        clock.Advance(1000);
+    }
+    taken.reset();
+    EXPECT_EQ(WaitUntil([](const FeedStatus& now) { return now.port != 0; }).port, options.port);
+    EXPECT_EQ(log.Count("ERROR [Feed]no port is free for the feed on 127.0.0.1, Feed.ini says " +
+                        std::to_string(options.port) + "; it is tried again each second"),
+              1);
+}
+
+TEST_F(FeedTest, WhateverLiesInItsFolderNothingIsLost) {
+    const auto fails = [](const FeedStatus& now) { return !now.failure.empty(); };
+    WriteFile(folder / "feed", "a file in its place");
+    Start();
+    feed->Post(Fill("1"));
+    EXPECT_EQ(WaitUntil(fails).failure, L"there is no folder for it and none can be made");
+    std::filesystem::remove(folder / "feed");
+    EXPECT_EQ(WaitFor(1).failure, L"");
+    End();
+    for (const char* foreign :
+         {"food-2020-01-01.sqlite", "feed-2020-01-01.sqlita", "feed-x", "feed-2020-01-0x.sqlite",
+          "feed-2020-01-0!.sqlite", "feed-2020+01-01.sqlite", "feed-2020-01-02.sqlite"})
+        WriteFile(folder / "feed" / foreign, "no journal, as one sees from its first bytes");
+    WriteFile(folder / "feed/feed-2020-01-03.sqlite", ""); // made, and then the power went
+    Start();
+    feed->Post(Fill("2"));
+    EXPECT_EQ(WaitFor(2).days.size(), 1U);
+    log.WaitFor("WARN [Feed]the journal of 2020-01-02 is left out: ");
+    End();
+    const Text newest = folder.TextOf("feed/feed-2099-01-01.sqlite");
+    SqliteDatabase(newest, SqliteDatabase::Access::Create).Execute("PRAGMA user_version=2");
+    Start(); // without the last no number is known
+    feed->Post(Fill("3"));
+    EXPECT_EQ(WaitUntil(fails).failure, L"a file of another version lies in its folder");
+    std::filesystem::remove(ToPath(newest));
+    WaitFor(3);
+    EXPECT_EQ(Read().size(), 3U);
+}
+
+TEST_F(FeedTest, ADayThatCannotBeDeletedIsSaidOnceAndTriedAgain) {
+    options.keepDays = 2;
+    Start();
+    for (int day = 1; day <= 3; ++day) {
+        feed->Post(Fill(std::to_string(day)));
+        WaitFor(day);
+        clock.SetUnixTimeMs(clock.UnixTimeMs() + kDayMs);
+    }
+    const Text first = feed->Status().days[0].day;
+    const auto file = folder / "feed" / ("feed-" + ToUtf8(first) + ".sqlite");
+    std::filesystem::remove(file);
+    std::filesystem::create_directories(file / "held");
+    const std::string said =
+        "[Feed]the journal of " + ToUtf8(first) + " cannot be deleted yet: somebody reads it";
+    for (int n = 0; n < 2; ++n) {
+        clock.Advance(60'000);
+        log.WaitFor("WARN " + said);
+        feed->Post(Fill("more"));
+        WaitFor(4 + n);
+    }
+    EXPECT_EQ(log.Count("WARN " + said), 1);
+    std::filesystem::remove_all(file);
+    clock.Advance(60'000);
+    log.WaitFor("INFO [Feed]the journal of " + ToUtf8(first) + " is deleted, as Feed.ini says");
+}
+
+TEST(FeedOptions, WhatIsNotUnderstoodIsSaidAndNotUsed) {
+    const FeedOptions usual;
+    const struct {
+        std::string keys;
+        int port;
+        bool sync;
+        int keepDays;
+        std::int64_t keepBytes;
+        std::size_t queueBytes;
+        Text folder;
+        int errors;
+    } cases[] = {
+        {"", 0, true, usual.keepDays, 0, usual.queueBytes,
+         ExecutableFolder() + L"feed" + kPathSeparator, 0},
+        {"Port=65535\nSynchronous=normal\nKeepDays=36500\nKeepMegabytes=2\nQueueMegabytes=1\n"
+         "Folder=a",
+         65535, false, 36500, 2 << 20, 1 << 20, Text(L"a") + kPathSeparator, 0},
+        {"Port=65536\nSynchronous=half\nKeepDays=0\nKeepMegabytes=1x\nQueueMegabytes=-1\nFolder=a/",
+         0, true, usual.keepDays, 0, usual.queueBytes, L"a/", 5},
+        {"Synchronous=FULL\nFolder=a\\", 0, true, usual.keepDays, 0, usual.queueBytes, L"a\\", 0},
+    };
+    const TempFolder folder;
+    for (const auto& each : cases) {
+        LogKeeper log;
+        WriteFile(folder / "x.ini", "[Feed]\nOn=1\n" + each.keys);
+        const auto read = ReadFeedOptions(folder.TextOf("x.ini"));
+        ASSERT_TRUE(read.has_value());
+        EXPECT_EQ(read->port, each.port) << each.keys;
+        EXPECT_EQ(read->syncEachCommit, each.sync) << each.keys;
+        EXPECT_EQ(read->keepDays, each.keepDays) << each.keys;
+        EXPECT_EQ(read->keepBytes, each.keepBytes) << each.keys;
+        EXPECT_EQ(read->queueBytes, each.queueBytes) << each.keys;
+        EXPECT_EQ(read->folder, each.folder) << each.keys;
+        EXPECT_EQ(std::ssize(log.Lines()), each.errors) << each.keys;
+    }
 }
 
 // Reports and fills of platforms that tell pages and of those whose lists are walked.
