@@ -31,10 +31,8 @@ constexpr Option kOptions[] = {
 // clang-format on
 
 bool IsNumberOfDays(TextView value) {
-    const bool digits =
-        !value.empty() && value.size() <= 5 &&
-        std::ranges::all_of(value, [](wchar_t c) { return c >= L'0' && c <= L'9'; });
-    return digits && ToInt32(value) >= 1 && ToInt32(value) <= kMostDays;
+    const std::int32_t days = ToInt32(value);
+    return std::ranges::all_of(value, IsDigit) && days >= 1 && days <= kMostDays;
 }
 
 } // namespace

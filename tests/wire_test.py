@@ -148,6 +148,8 @@ class Options(WireTest):
              ([False, True], True, False)),
             (["SessionKey=RANDOM", "LogControlCharacters=1", "LogKeepDays=-1", "RefuseUnknownFirst=yes"],
              ([True, True], False, True)),
+            (["Status=2", "LogControlCharacters=ESCAPE", "LogKeepDays=36501", "EndRetriesWithSession=on"],
+             ([True, True], False, True)),
         ]  # fmt: skip
         for keys, expected in rows:
             with self.subTest(keys):

@@ -370,6 +370,15 @@ TEST(ReportWalk, TellsWhatIsPublished) {
     EXPECT_EQ(told.size(), 2U + 2U);
     EXPECT_TRUE(told[0].starts_with(R"({"DataType":"EXECUTIONREPORT","Report":{"ReportID":"4#0")"));
     EXPECT_TRUE(told[2].starts_with(R"({"DataType":"FILLEDREPORT","Report":{"ReportID":"3#0")"));
+    told.clear();
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_FALSE(WalkReports(api, take, stop.get_token())) << "it is not whole";
+    for (const ItemClass lacking : {ItemClass::ReportList, ItemClass::ExecutionReport}) {
+        api.uncreatable = {lacking};
+        EXPECT_FALSE(WalkReports(api, take, {}));
+    }
+    EXPECT_TRUE(told.empty());
 }
 
 } // namespace

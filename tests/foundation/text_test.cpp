@@ -1,5 +1,7 @@
+#include "foundation/support/AddressGuard.h"
 #include "foundation/support/AddressList.h"
 #include "foundation/support/Format.h"
+#include "foundation/support/Hex.h"
 #include "foundation/support/IniFile.h"
 #include "foundation/support/Numbers.h"
 #include "foundation/support/Strings.h"
@@ -41,6 +43,44 @@ TEST(AddressList, HasWhatItNamesAndThisMachine) {
     for (const auto& [list, address, contained] : cases)
         EXPECT_EQ(AddressList(list).Contains(address), contained) << address;
     EXPECT_EQ(AddressList(L"1.2.3.4,10.0.0/8,1.2.3.4/,x").Bad().size(), 3u);
+}
+
+TEST(AddressGuard, LetsInWhoIsListedAndSaysOnceWhoIsNot) {
+    std::vector<Text> refused;
+    AddressGuard guard(L"10.0.0.7", L"192.168.0.1",
+                       [&](const Text& who) { refused.push_back(who); });
+    for (const char* in : {"10.0.0.7", "127.0.0.1", "192.168.0.1"}) {
+        EXPECT_EQ(guard.Judge({"plain", in, "NULL", {}}), "") << in;
+        EXPECT_EQ(guard.Judge({"plain", in, "PLAIN", {"a", "b"}}), std::nullopt) << in;
+    }
+    for (int n = 0; n < 2; ++n)
+        EXPECT_EQ(guard.Judge({"plain", "10.0.0.8", "NULL", {}}), std::nullopt);
+    EXPECT_EQ(refused.size(), 4u);
+}
+
+TEST(Zap, TheSecretIsKnownByItsNameAndWhole) {
+    const struct {
+        const char* mechanism;
+        std::vector<std::string> credentials;
+        bool known;
+    } cases[] = {
+        {"PLAIN", {"halvane", "secret"}, true},
+        {"PLAIN", {"halvane", "secre"}, false},
+        {"PLAIN", {"halvane", ""}, false},
+        {"PLAIN", {"other", "secret"}, false},
+        {"PLAIN", {"secret"}, false},
+        {"PLAIN", {"halvane", "secret", ""}, false},
+        {"NULL", {}, false},
+        {"CURVE", {"halvane", "secret"}, false},
+    };
+    for (const auto& [mechanism, credentials, known] : cases)
+        EXPECT_EQ(KnowsSecret({"relay", "127.0.0.1", mechanism, credentials}, "secret"), known);
+}
+
+TEST(Hex, ReadsWholeBytesInSmallLettersAlone) {
+    EXPECT_EQ(BytesOfHex("00ff7f"), std::string("\0\xFF\x7F", 3));
+    for (const char* none : {"0", "0g", "FF", "0x", " 0"})
+        EXPECT_EQ(BytesOfHex(none), std::nullopt) << none;
 }
 
 TEST(Utf, ConvertsWellFormedTextBothWays) {

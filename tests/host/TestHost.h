@@ -52,6 +52,10 @@ class TestHost {
     // Initialises, lets the platform say that it is up, and waits until all workers serve.
     void Serve();
 
+    // The loop alone, on the caller's thread, until it is told to end.
+    int Run() { return loop_.Run({}, WindowState::Minimised); }
+    Text StatusText() const { return dialog_->StatusText(); }
+
     void* Context() { return context_.get(); }
     int RequestPort();
     // A REQ socket that is connected to the front.

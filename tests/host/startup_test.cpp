@@ -1,6 +1,7 @@
 #include "tests/host/TestHost.h"
 
 #include "app/CommandLine.h"
+#include "foundation/support/Numbers.h"
 #include "foundation/support/Settings.h"
 #include "foundation/support/Utf.h"
 
@@ -90,6 +91,44 @@ TEST(StartUp, TellsThePlatformInOrder) {
         host.Api().TakeCalls(),
         (std::vector<std::string>{"mode 0", "connect addr " + ToUtf8(OwnSystemName()) + " k 1",
                                   "subscribe T1", "subscribe T2"}));
+}
+
+TEST(StartUp, ATopicThatIsRefusedIsSaidAndNoMore) {
+    TestHost host({L"addr", OwnSystemName(), L"k", L"T1|T2"});
+    host.Api().throwing = {"subscribe"};
+    EXPECT_TRUE(host.Initialise());
+    EXPECT_EQ(host.log.Count("ERROR SubTopic failed: the platform is out of order"), 2);
+}
+
+TEST(StartUp, ThePlatformOrAPublisherThatCannotStartEndsIt) {
+    const struct {
+        void (*script)(ScriptedTradeApi&);
+        std::int32_t subKind;
+    } cases[] = {
+        {[](ScriptedTradeApi&) {}, 0},
+        {[](ScriptedTradeApi& api) { api.takesTradeEvents = false; }, 1},
+    };
+    for (const auto& [script, subKind] : cases) {
+        TestHost host;
+        script(host.Api());
+        ASSERT_TRUE(host.Initialise());
+        host.Api().hostEvents->OnCommandMsg(1, subKind, L"not for it");
+        host.Api().hostEvents->OnCommandMsg(2, 7, L"nor this");
+        host.Api().hostEvents->OnCommandMsg(2, subKind, L"");
+        EXPECT_EQ(host.Run(), 0);
+    }
+}
+
+TEST(StartUp, TheWindowTellsHowItIs) {
+    TestHost host;
+    EXPECT_TRUE(host.StatusText().starts_with(L"System: -\r\nPlatform: not connected\r\n"));
+    host.Serve();
+    host.LogIn();
+    const Text start = L"System: " + OwnSystemName() +
+                       L"\r\nPlatform: connected\r\nAddress: 127.0.0.1\r\nRequest port: " +
+                       DecimalText(host.RequestPort()) + L"\r\nPublish port: " +
+                       GetSetting(L"PublishPort") + L"\r\nSessions: 1\r\nRequests served: ";
+    EXPECT_EQ(host.StatusText().substr(0, start.size()), start);
 }
 
 TEST(StartUp, ASecondStartIsIgnored) {
