@@ -245,7 +245,7 @@ class Users(unittest.TestCase):
                 line = json.loads(top.stdout.readline())
                 if condition(line):
                     return line
-            raise AssertionError("not in time")
+            raise AssertionError(f"not in time, but {line}")
 
         for orders in (0, 1):
             with self.gateway.connect(account="PAPER-1000001") as client:

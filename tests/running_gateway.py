@@ -6,6 +6,7 @@ import pathlib
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -169,14 +170,19 @@ class Gateway:
         self.start("paper:", self.system_name, SERVICE_KEY, *arguments)
 
     def start_again(self):
-        """As before and at the same port, where clients look for it: somebody else may have that for a moment."""
+        """As before and at the same port, where clients look for it: somebody else may have that for a moment, or
+        have had one that it would rather have."""
         port, (arguments, options) = self.port(), self.started
 
         def is_there():
-            Gateway.start(self, *arguments, **options)
-            if self.port() != port:
-                self.process.kill()
-                self.process.wait()
+            with contextlib.ExitStack() as taken:
+                for lower in range(port_of(self.system_name), port):
+                    with contextlib.suppress(OSError):
+                        taken.enter_context(socket.create_server(("127.0.0.1", lower)))
+                Gateway.start(self, *arguments, **options)
+                if self.port() != port:
+                    self.process.kill()
+                    self.process.wait()
             return self.process.poll() is None
 
         until(is_there, f"port {port}")
