@@ -16,7 +16,6 @@ class FeedNumbering {
     FeedNumbering();
 
     const std::string& Run() const { return run_; }
-    std::int64_t Last() const { return last_; }
     std::int64_t Lost() const { return lost_; } // publications of this run that no row holds
 
     // Goes on behind the last row of the journal, and never back.
