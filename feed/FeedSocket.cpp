@@ -93,10 +93,16 @@ void FeedSocket::Send(const FeedRow& row) {
         Log().Warn(L"[Feed]a subscriber is too slow and misses what follows number %lld",
                    row.number - 1);
     }
-    SetZmqOption(socket_.get(), ZMQ_XPUB_NODROP, 0);
-    TrySend(topic, header, row.json);
-    SetZmqOption(socket_.get(), ZMQ_XPUB_NODROP, 1);
+    SendToWhoHasRoom(topic, header, row.json);
     NoteMissed(row.number);
+}
+
+// To the library who is full is away then, until it has read half of what waits for it.
+void FeedSocket::SendToWhoHasRoom(std::string_view topic, const std::string& header,
+                                  std::string_view json) {
+    SetZmqOption(socket_.get(), ZMQ_XPUB_NODROP, 0);
+    TrySend(topic, header, json);
+    SetZmqOption(socket_.get(), ZMQ_XPUB_NODROP, 1);
 }
 
 void FeedSocket::NoteMissed(std::int64_t number) {
@@ -120,9 +126,11 @@ void FeedSocket::Beat(const FeedRow& last, const std::string& journalId) {
         json += R"({"From":")" + std::to_string(range.from) + R"(","To":")" +
                 std::to_string(range.to) + "\"}";
     }
-    SetZmqOption(socket_.get(), ZMQ_XPUB_NODROP, 0);
-    TrySend(kBeat, HeaderOf(last, "beat"), json += "]}");
-    SetZmqOption(socket_.get(), ZMQ_XPUB_NODROP, 1);
+    json += "]}";
+    const std::string header = HeaderOf(last, "beat");
+    if (TrySend(kBeat, header, json)) return;
+    SendToWhoHasRoom(kBeat, header, json);
+    NoteMissed(last.number + 1); // which comes, and not for all
 }
 
 } // namespace halvane

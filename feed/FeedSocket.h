@@ -17,7 +17,8 @@ struct NumberRange {
 
 // The numbered feed: a publish socket that says so when it has to drop something. Who is too slow
 // holds up all others for a moment, and not again for a while; then it alone misses messages, and
-// everybody is told which numbers somebody may have missed. Of the feed's thread alone.
+// everybody is told from which numbers on somebody may have missed some. Of the feed's thread
+// alone.
 class FeedSocket {
   public:
     explicit FeedSocket(int mostWaiting); // for each subscriber
@@ -40,6 +41,7 @@ class FeedSocket {
 
   private:
     bool TrySend(std::string_view topic, const std::string& header, std::string_view json);
+    void SendToWhoHasRoom(std::string_view topic, const std::string& header, std::string_view json);
     void NoteMissed(std::int64_t number);
 
     ZmqContext context_ = MakeZmqContext();
