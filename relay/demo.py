@@ -103,7 +103,7 @@ def main():
     folder.mkdir(parents=True)
     with socket.create_server(("127.0.0.1", 0)) as free:
         port = free.getsockname()[1]
-    passwords = {user: secrets.token_hex(16) + "x" for user in USERS}  # never a number
+    passwords = {user: "p" + secrets.token_hex(16) for user in USERS}  # a digit begins a number there
     write_settings(folder, port, passwords)
     ended = threading.Event()
     programs = [start_engine(folder, port, passwords)]
