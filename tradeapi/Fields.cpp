@@ -22,6 +22,14 @@ NumberDigits WriteInt64(std::int64_t value, Write written) {
     }
 }
 
+// One statement each: the second read may end the first text.
+Text JoinedTexts(Item& item, const Source& source) {
+    Text joined(item.GetText(source.id));
+    joined += L'-';
+    joined += item.GetText(source.second);
+    return joined;
+}
+
 void WriteField(JsonWriter& out, const Field& field, Write written, Item& item,
                 const RowTexts& row) {
     const Source& source = field.source;
@@ -36,9 +44,7 @@ void WriteField(JsonWriter& out, const Field& field, Write written, Item& item,
     case Source::Kind::Named: return out.Member(key, named());
     case Source::Kind::NamedInt: return out.Member(key, WriteInt(ToInt32(named()), written));
     case Source::Kind::NamedInt64: return out.Member(key, WriteInt64(ToInt64(named()), written));
-    case Source::Kind::Joined:
-        return out.Member(key,
-                          Text(item.GetText(source.id)) + L"-" + Text(item.GetText(source.second)));
+    case Source::Kind::Joined: return out.Member(key, JoinedTexts(item, source));
     case Source::Kind::Given: return out.Member(key, row.*source.given);
     case Source::Kind::Instrument:
         return out.Member(key, row.tradeApi->GetInstrumentData(L"Instrument", row.symbol));

@@ -291,7 +291,7 @@ bool StartWithout(Lack lack, int n) {
         Failing failing(lack, n, platform);
         try {
             worker.Ask({}, [&](std::size_t) { struck = failing.End(); });
-        } catch (const std::exception&) { // the broker ends with it
+        } catch (const std::exception&) { // without memory at its start the process ends
         }
         struck = failing.End() || struck;
     }
