@@ -9,13 +9,6 @@ namespace {
 // than most calls of the platform, longer than all that needs none.
 constexpr std::uint32_t kStuckMs = 2;
 
-// Enough under way to keep the workers busy while the broker is not at hand.
-constexpr std::uint64_t kMostUnderWay = 256;
-
-// So that large requests do not make everybody wait: one of the largest, on which the platform
-// may be long, and as much again for everybody else.
-constexpr std::uint64_t kMostBytesUnderWay = 2 * std::uint64_t{WorkerTurns::kLargestRequest};
-
 // It is learned once all workers have connected, some milliseconds after the start. Should it never
 // be, clients' own requests are left to learn from.
 constexpr int kMostAsked = 1000;
@@ -23,40 +16,46 @@ constexpr int kMostAsked = 1000;
 } // namespace
 
 void WorkerTurns::Look(std::uint32_t tick) {
-    served_ = servedBytes_ = 0;
+    served_ = {};
     for (std::size_t n = 0; n < kWorkers; ++n) {
         Worker& worker = workers_[n];
-        const std::uint64_t served = done_[n].requests;
-        servedBytes_ += done_[n].bytes;
-        served_ += served;
-        if (served != worker.served || worker.UnderWay() == 0) worker.since = tick;
+        // A worker counts the bytes first: read last, they are no fewer than these requests had.
+        const Amount served = {done_[n].requests, done_[n].bytes};
+        served_.requests += served.requests;
+        served_.bytes += served.bytes;
+        const bool hasServed = served.requests != worker.served.requests;
+        if (hasServed || worker.UnderWay().requests == 0) worker.since = tick;
         worker.served = served;
         worker.stuck = tick - worker.since >= kStuckMs;
     }
-    if (served_ == dealt_ && served_ != servedWhenIdle_) NoteIdle();
-    const std::uint64_t underWay = dealt_ - served_;
-    const auto isPossible = [=](const Worker& each) { return each.UnderWay() <= underWay; };
+    const std::uint64_t underWay = (dealt_ - served_).requests;
+    if (underWay == 0 && served_.requests != servedWhenIdle_) NoteIdle();
+    const auto isPossible = [=](const Worker& each) {
+        return each.UnderWay().requests <= underWay;
+    };
     if (IsKnown() && !std::ranges::all_of(workers_, isPossible)) Forget();
 }
 
 // Nothing is under way: what each worker has served since the last time is what it was dealt.
 void WorkerTurns::NoteIdle() {
-    const auto asDealt = [](const Worker& each) { return each.UnderWay() == 0; };
+    const auto asDealt = [](const Worker& each) { return each.UnderWay().requests == 0; };
     if (IsKnown() && !std::ranges::all_of(workers_, asDealt))
         Forget();
-    else if (!IsKnown() && served_ == servedWhenIdle_ + 1)
+    else if (!IsKnown() && served_.requests == servedWhenIdle_ + 1)
         Learn();
     for (Worker& each : workers_) {
         each.servedWhenIdle = each.served;
-        each.dealt = 0;
+        each.dealt = {};
     }
-    servedWhenIdle_ = served_;
+    servedWhenIdle_ = served_.requests;
 }
 
 // The last turn was that of the one who has served since.
 void WorkerTurns::Learn() {
     ++learned_;
-    const auto hasServed = [](const Worker& each) { return each.served != each.servedWhenIdle; };
+    const auto hasServed = [](const Worker& each) {
+        return each.served.requests != each.servedWhenIdle.requests;
+    };
     const auto worker =
         static_cast<std::size_t>(std::ranges::find_if(workers_, hasServed) - workers_.begin());
     auto& turn = turns_[(turn_ + kWorkers - 1) % kWorkers];
@@ -75,23 +74,27 @@ void WorkerTurns::Forget() {
 bool WorkerTurns::IsForTheNext() const {
     const Worker& next = workers_[*turns_[turn_]];
     const auto underWay = [](const Worker& each) {
-        return each.stuck ? kMostUnderWay : each.UnderWay();
+        return each.MayTake() ? each.UnderWay().requests : kMostUnderWay.requests;
     };
-    return !next.stuck && next.UnderWay() <= 2 * underWay(std::ranges::min(workers_, {}, underWay));
+    return next.MayTake() &&
+           underWay(next) <= 2 * underWay(std::ranges::min(workers_, {}, underWay));
 }
 
 WorkerTurns::Next WorkerTurns::WhatNext() const {
-    if (dealt_ - served_ >= kMostUnderWay || bytes_ - servedBytes_ >= kMostBytesUnderWay)
-        return Next::Wait;
-    if (!IsKnown()) return dealt_ == served_ && learned_ < kMostAsked ? Next::Ask : Next::Deal;
-    if (std::ranges::all_of(workers_, &Worker::stuck)) return Next::Wait;
+    const Amount underWay = dealt_ - served_;
+    if (underWay.Reaches(kMostUnderWay)) return Next::Wait;
+    if (!IsKnown()) return underWay.requests == 0 && learned_ < kMostAsked ? Next::Ask : Next::Deal;
+    if (std::ranges::none_of(workers_, &Worker::MayTake)) return Next::Wait;
     return IsForTheNext() ? Next::Deal : Next::Pass;
 }
 
 void WorkerTurns::Dealt(std::uint64_t bytes) {
-    ++dealt_;
-    bytes_ += bytes;
-    if (IsKnown()) ++workers_[*turns_[turn_]].dealt;
+    const auto count = [bytes](Amount& amount) {
+        ++amount.requests;
+        amount.bytes += bytes;
+    };
+    count(dealt_);
+    if (IsKnown()) count(workers_[*turns_[turn_]].dealt);
     turn_ = (turn_ + 1) % kWorkers;
 }
 

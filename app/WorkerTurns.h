@@ -37,14 +37,33 @@ class WorkerTurns {
     void Passed();
 
   private:
+    struct Amount {
+        std::uint64_t requests = 0, bytes = 0;
+
+        Amount operator-(const Amount& other) const {
+            return {requests - other.requests, bytes - other.bytes};
+        }
+        bool Reaches(const Amount& most) const {
+            return requests >= most.requests || bytes >= most.bytes;
+        }
+    };
+
     struct Worker {
-        std::uint64_t served = 0, servedWhenIdle = 0;
-        std::uint64_t dealt = 0; // since nothing was under way
+        Amount served, servedWhenIdle;
+        Amount dealt;            // since nothing was under way
         std::uint32_t since = 0; // tick, of its last progress
         bool stuck = false;
 
-        std::uint64_t UnderWay() const { return dealt - (served - servedWhenIdle); }
+        Amount UnderWay() const { return dealt - (served - servedWhenIdle); }
+        bool MayTake() const { return !stuck && !UnderWay().Reaches(kMostOfOne); }
     };
+
+    // Enough under way to keep the workers busy while the broker is not at hand, and of one worker
+    // no more than keeps it busy, or one that happens to be at hand is dealt all while the others
+    // are busy for a moment. In bytes, so that large requests do not make everybody wait: for all
+    // one of the largest, on which the platform may be long, and as much again.
+    static constexpr Amount kMostUnderWay{256, 2 * std::uint64_t{kLargestRequest}};
+    static constexpr Amount kMostOfOne{kMostUnderWay.requests / kWorkers, 2 << 20};
 
     void NoteIdle();
     void Learn();
@@ -58,8 +77,7 @@ class WorkerTurns {
     std::size_t known_ = 0;                                  // of these
     std::size_t turn_ = 0;                                   // the next one
     int learned_ = 0;                                        // tries
-    std::uint64_t dealt_ = 0, bytes_ = 0;                    // ever
-    std::uint64_t served_ = 0, servedBytes_ = 0;             // of these
+    Amount dealt_, served_;                                  // ever
     std::uint64_t servedWhenIdle_ = 0;
 };
 
