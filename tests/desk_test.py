@@ -7,10 +7,12 @@ import http.client
 import json
 import os
 import pathlib
+import shutil
 import socket
 import statistics
 import subprocess
 import sys
+import tempfile
 import time
 import unittest
 
@@ -19,7 +21,7 @@ from browser import Browser
 from halvane.wire import compose
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parent / "windows"))
-from gateway import RUN_WINE, InstalledGateway, windows_path
+from gateway import RUN_WINE, windows_path
 
 SLOWNESS = int(os.environ.get("HALVANE_SLOWNESS", "1"))
 PICTURES = os.environ.get("HALVANE_PICTURES")
@@ -35,13 +37,15 @@ def order(price="110", key="mine", symbol="OV.S.PAPX.ALFA", side="1", quantity="
 class Desk:
     """The program, and what can be asked of it without a browser."""
 
-    def __init__(self, program, gateway):
-        place = f"127.0.0.1:{gateway.port()}"
-        logs = gateway.folder / "logs"
-        words = [program, "--gateway", place, "--system", gateway.system_name, "--key", SERVICE_KEY, "--port", "0"]
-        if isinstance(gateway, InstalledGateway):
-            words, logs = [RUN_WINE, *words], windows_path(logs)
-        self.process = subprocess.Popen([*words, "--logs", str(logs)],
+    def __init__(self, program, gateway=None):
+        """Of a gateway, or of those that the file beside the program names."""
+        runner = [RUN_WINE] if GATEWAY.suffix == ".exe" else []
+        words = []
+        if gateway:
+            logs = gateway.folder / "logs"
+            words = ["--gateway", f"127.0.0.1:{gateway.port()}", "--system", gateway.system_name, "--key", SERVICE_KEY,
+                     "--port", "0", "--logs", windows_path(logs) if runner else logs]  # fmt: skip
+        self.process = subprocess.Popen([*runner, program, *words],
                                         stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)  # fmt: skip
         self.url = self.process.stdout.readline().split()[-1]
         self.host, _, self.token = self.url.removeprefix("http://").partition("/#")
@@ -246,6 +250,44 @@ class DeskPage(unittest.TestCase):
         page.press("/")
         page.type("nothing-like-it")
         page.until("document.querySelector('#orders-grid').innerText.includes('Nothing fits the filter')")
+
+    def test_two_gateways_of_a_file(self):
+        second = make_gateway(GATEWAY, name="second")
+        self.addCleanup(second.remove)
+        second.start_on_paper()
+        client = second.logged_in_client()
+        self.addCleanup(client.close)
+        self.place(key="of-the-first")
+        self.assertEqual(client.request("NEWORDER", Param=order(key="of-the-second"))["Success"], "OK")
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="two desks "))
+        self.addCleanup(shutil.rmtree, folder)
+        (folder / "Configs").mkdir()
+        sections = [f"[Gateway{number}]\nAddress=127.0.0.1:{each.port()}\nSystem={each.system_name}\nKey={SERVICE_KEY}\n"
+                    for number, each in enumerate((self.gateway, second), 1)]  # fmt: skip
+        (folder / "Configs" / "Desk.ini").write_text("[Desk]\nPort=0\n" + "".join(sections))
+        self.desk.close()
+        self.desk = Desk(shutil.copy(DESK, folder))
+        self.addCleanup(self.desk.close)
+        page = self.open()
+        orders = "document.querySelector('#orders-grid .body').innerText"
+        page.until(f"{orders}.includes('of-the-first') && !{orders}.includes('of-the-second')")
+        page.press("u")
+        page.until("document.querySelector('#ask').open")
+        page.type(SERVICE_KEY)
+        page.press("Enter")
+        page.until("document.querySelector('#lock').textContent.startsWith('Unlocked')")
+        page.press("g")
+        self.assertEqual(page.value("document.querySelector('#lock').textContent"), "Locked")
+        page.until(f"{orders}.includes('of-the-second') && !{orders}.includes('of-the-first')")
+        page.until(f"document.title.includes('{second.system_name}')")
+        self.picture(page, "second")
+        page.press("w", "j", "c")  # what was unlocked is the first
+        page.until("document.querySelector('#ask h2')?.textContent.startsWith('Unlock')")
+        page.press("Escape")
+        second.end()
+        page.until("document.body.dataset.link == 'lost'")
+        page.press("g")
+        page.until(f"document.body.dataset.link == 'connected' && {orders}.includes('of-the-first')")
 
     def test_ten_thousand_orders(self):
         page = self.open()

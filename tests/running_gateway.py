@@ -272,10 +272,10 @@ class Gateway:
                               env=os.environ | {"PYTHONPATH": str(PACKAGE)})  # fmt: skip
 
 
-def make_gateway(program):
-    """As the program's system has it installed."""
+def make_gateway(program, name="alone"):
+    """As the program's system has it installed; those that run at the same time have different names."""
     if program.suffix != ".exe":
         return Gateway(program)
     sys.path.append(str(ROOT / "tests" / "windows"))
     from gateway import InstalledGateway
-    return InstalledGateway(program, name="alone")
+    return InstalledGateway(program, name=name)

@@ -33,9 +33,10 @@ export class Cancelling {
         field.setAttribute('aria-label', 'Service key');
         const fault = make('p', 'fault');
         const accept = async () => {
+            const gateway = this.gateway;
             const {word, forMs} = await this.call('/unlock', {key: field.value});
             if (word) {
-                this.words.set(this.gateway, {word, until: Date.now() + forMs});
+                this.words.set(gateway, {word, until: Date.now() + forMs});
                 return true;
             }
             fault.textContent = 'This is not the service key, or it was wrong too often: then wait half a minute.';

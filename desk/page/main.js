@@ -68,7 +68,7 @@ function showGateway(index) {
         button.addEventListener('click', () => showGateway(i));
         return button;
     }));
-    draw();
+    tick();
 }
 
 // --- what is drawn ---
