@@ -40,6 +40,7 @@ struct Case {
     std::filesystem::path folder; // of the program and the doctor
     std::string log;              // of the last start, as far as it was read
     std::string address;          // at which it listens
+    bool hasDoors = false;        // encrypted ones, for other machines
     bool runs = false;
     int port = 0; // of requests
     std::unique_ptr<client::Client> client;
@@ -65,6 +66,8 @@ struct Check {
 Finding LookAtProgram(Case& patient);
 Finding LookAtZmqIni(Case& patient);
 Finding LookAtFeedIni(Case& patient);
+Finding LookAtAccessIni(Case& patient);
+Finding LookAtDeskIni(Case& patient);
 Finding LookAtTradeApiIni(Case& patient);
 Finding LookAtLogFolder(Case& patient);
 Finding LookAtLogGrowth(Case& patient);
@@ -83,6 +86,7 @@ Finding LookAtClock(Case& patient);
 Finding LookAtZone(Case& patient);
 Finding LookAtDescriptors(Case& patient);
 Finding LookAtAddress(Case& patient);
+Finding LookAtDoors(Case& patient);
 Finding LookAtFirewall(Case& patient);
 Finding LookAtInstance(Case& patient);
 Finding LookAtRequestPort(Case& patient);

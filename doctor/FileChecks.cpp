@@ -53,6 +53,23 @@ constexpr KnownKey kFeedKeys[] = {
     {"Feed",    "KeepMegabytes"},
     {"Feed",    "QueueMegabytes"},
 };
+constexpr KnownKey kAccessKeys[] = {
+    {"Access",  "IP"},
+    {"Access",  "RequestPort"},
+    {"Access",  "PublishPort"},
+    {"Access",  "Address"},
+    {"Access",  "Allow"},
+    {"Access",  "AllowAtPlainPorts"},
+};
+constexpr KnownKey kDeskKeys[] = {
+    {"Desk",    "Port"},
+    {"Desk",    "Address"},
+    {"Desk",    "Open"},
+    {"Gateway#", "Address"}, // 1 to 8
+    {"Gateway#", "System"},
+    {"Gateway#", "Key"},
+    {"Gateway#", "Logs"},
+};
 // clang-format on
 
 std::string Where(const IniLine& line) {
@@ -61,8 +78,10 @@ std::string Where(const IniLine& line) {
 }
 
 template <class Known> bool IsKnown(const IniLine& line, const Known& known) {
+    std::string section = line.section;
+    if (!section.empty() && section.back() >= '1' && section.back() <= '8') section.back() = '#';
     return std::any_of(std::begin(known), std::end(known), [&](const KnownKey& each) {
-        return SameName(each.section, line.section) && SameName(each.key, line.key);
+        return SameName(each.section, section) && SameName(each.key, line.key);
     });
 }
 
@@ -143,6 +162,16 @@ Finding LookAtZmqIni(Case& patient) {
 
 Finding LookAtFeedIni(Case& patient) {
     return LookAtIni(patient.folder / "Configs" / "Feed.ini", kFeedKeys, "nothing set: no feed");
+}
+
+Finding LookAtAccessIni(Case& patient) {
+    return LookAtIni(patient.folder / "Configs" / "Access.ini", kAccessKeys,
+                     "nothing set: no encrypted doors");
+}
+
+Finding LookAtDeskIni(Case& patient) {
+    return LookAtIni(patient.folder / "Configs" / "Desk.ini", kDeskKeys,
+                     "nothing set: HalvaneDesk shows what its command line names");
 }
 
 Finding LookAtTradeApiIni(Case& patient) {

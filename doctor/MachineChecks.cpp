@@ -2,6 +2,7 @@
 #include "doctor/Machine.h"
 #include "foundation/support/IniFile.h"
 #include "foundation/support/InstanceGuard.h"
+#include "foundation/support/Numbers.h"
 #include "foundation/support/Utf.h"
 #include "foundation/support/Zmq.h"
 
@@ -27,6 +28,14 @@ std::string OffsetText(int minutes) {
 
 bool IsLoopback(const std::string& address) {
     return address.starts_with("127.") || address == "localhost" || address == "lo";
+}
+
+// As the gateway will: what the library takes for an address is one.
+bool IsOfThisMachine(const Text& ip) {
+    const ZmqContext context = MakeZmqContext();
+    const ZmqSocket socket(zmq_socket(context.get(), ZMQ_ROUTER));
+    SetZmqOption(socket.get(), ZMQ_LINGER, 0);
+    return BindTcp(socket.get(), ip, 0);
 }
 
 // Where the system does not tell whose a port is, the log's word counts.
@@ -78,15 +87,11 @@ Finding LookAtDescriptors(Case&) {
     return *most < kFewDescriptors ? Warn(found, remedy) : Ok(found);
 }
 
-// As the gateway will: what the library takes for an address is one.
 Finding LookAtAddress(Case& patient) {
     const Text file = FromPath(patient.folder / "Configs" / "ZMQ.ini");
     const Text ip = ReadIniText(file, L"ZMQ", L"IP", L"127.0.0.1");
     patient.address = ToUtf8(ip);
-    const ZmqContext context = MakeZmqContext();
-    const ZmqSocket socket(zmq_socket(context.get(), ZMQ_ROUTER));
-    SetZmqOption(socket.get(), ZMQ_LINGER, 0);
-    if (!BindTcp(socket.get(), ip, 0)) {
+    if (!IsOfThisMachine(ip)) {
         return Fail(
             "\"" + patient.address + "\" is no address of this machine",
             "write one of this machine's addresses into IP of Configs/ZMQ.ini, or remove the line");
@@ -95,8 +100,27 @@ Finding LookAtAddress(Case& patient) {
     return Ok(patient.address + ": others on the network can reach it");
 }
 
+Finding LookAtDoors(Case& patient) {
+    const Text file = FromPath(patient.folder / "Configs" / "Access.ini");
+    const Text ip = ReadIniText(file, L"Access", L"IP", L"");
+    const Text port = ReadIniText(file, L"Access", L"RequestPort", L"");
+    if (ip.empty() && port.empty()) return Ok("closed");
+    if (ip.empty() || ToInt32(port) <= 0) {
+        return Fail("they stay closed: IP is \"" + ToUtf8(ip) + "\" and RequestPort \"" +
+                        ToUtf8(port) + "\"",
+                    "give both in Configs/Access.ini, or neither");
+    }
+    if (!IsOfThisMachine(ip)) {
+        return Fail("\"" + ToUtf8(ip) + "\" is no address of this machine",
+                    "write one of this machine's addresses into IP of Configs/Access.ini");
+    }
+    patient.hasDoors = true;
+    return Ok("encrypted, at " + ToUtf8(ip) + ":" + ToUtf8(port));
+}
+
 Finding LookAtFirewall(Case& patient) {
-    if (IsLoopback(patient.address)) return Skipped("nobody outside is served");
+    if (IsLoopback(patient.address) && !patient.hasDoors)
+        return Skipped("nobody outside is served");
     const std::optional<std::string> against = FirewallAgainst(patient.folder / "Halvane64.exe");
     if (!against) return Ok("nothing found that keeps others out");
     return Warn("the firewall is on (" + *against + ") and has no rule for Halvane64",

@@ -111,6 +111,10 @@ def zmq_ini(text):
     return lambda patient: patient.write("Configs/ZMQ.ini", text)
 
 
+def access_ini(text):
+    return lambda patient: patient.write("Configs/Access.ini", "[Access]\n" + text)
+
+
 def api_ini(text):
     return lambda patient: patient.write("Configs/TradeApi.ini", text)
 
@@ -136,6 +140,11 @@ BREAKAGES = [
     ("a line of ZMQ.ini", zmq_ini("[ZMQ]\n127.0.0.1\n"), None, "ZMQ.ini", "warn", "line 2"),
     ("a remark", zmq_ini("[ZMQ]\nIP=127.0.0.1 ; mine\n"), None, "ZMQ.ini", "fail", "127.0.0.1 ; mine"),
     ("a key of Feed.ini", lambda it: it.write("Configs/Feed.ini", "[Feed]\nKeepDay=3\n"), None, "Feed.ini", "warn", "KeepDay"),
+    ("a key of Access.ini", access_ini("Port=48100\n"), None, "Access.ini", "warn", "[Access] Port"),
+    ("half a door", access_ini("IP=127.0.0.1\n"), None, "doors", "fail", "RequestPort \"\""),
+    ("a door elsewhere", access_ini("IP=192.0.2.1\nRequestPort=48100\n"), None, "doors", "fail", "192.0.2.1"),
+    ("a gateway of Desk.ini", lambda it: it.write("Configs/Desk.ini", "[Gateway8]\nKey=a\n[Gateway9]\nKey=b\n"), None,
+     "Desk.ini", "warn", "not known, so without effect: line 4, [Gateway9] Key"),
     ("an address elsewhere", zmq_ini("[ZMQ]\nIP=192.0.2.1\n"), None, "address", "fail", "192.0.2.1"),
     ("no address", zmq_ini("[ZMQ]\nIP=12 7\n"), None, "address", "fail", "12 7"),
     ("a class identifier", api_ini("[ClassId]\nOvaro.TradeAPI.1={0CF98F95\n"), None, "TradeApi.ini", "fail", "{0CF98F95"),
