@@ -16,6 +16,7 @@ from halvane.wire import parse
 
 SYMBOL = "OV.S.PAPX.ALFA"
 PATIENCE = 15.0
+SETTLING = 1.0
 
 
 def heading(text: str) -> None:
@@ -96,6 +97,9 @@ def demonstrate(system_name: str, service_key: str, port: int) -> None:
             check(time.monotonic() < end, "there is no account")
         heading("The accounts")
         wire.show("reply", "ACCOUNTS")
+        # The gateway learns of a subscription a moment after the connection stands. The client asks for what was
+        # published before that; here it is to be seen as it comes.
+        time.sleep(SETTLING)
         market = place(client, wire, "A market order", account=accounts[0])
         limit = place(client, wire, "A limit order", account=accounts[0], price="108.5")
         follow(wire, {market.id: "market order", limit.id: "limit order"}, market.id)
