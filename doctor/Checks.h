@@ -40,7 +40,7 @@ struct Case {
     std::filesystem::path folder; // of the program and the doctor
     std::string log;              // of the last start, as far as it was read
     std::string address;          // at which it listens
-    bool hasDoors = false;        // encrypted ones, for other machines
+    bool hasDoors = false;        // encrypted ones, that other machines reach
     bool runs = false;
     int port = 0; // of requests
     std::unique_ptr<client::Client> client;

@@ -114,7 +114,7 @@ Finding LookAtDoors(Case& patient) {
         return Fail("\"" + ToUtf8(ip) + "\" is no address of this machine",
                     "write one of this machine's addresses into IP of Configs/Access.ini");
     }
-    patient.hasDoors = true;
+    patient.hasDoors = !IsLoopback(ToUtf8(ip));
     return Ok("encrypted, at " + ToUtf8(ip) + ":" + ToUtf8(port));
 }
 
