@@ -21,8 +21,7 @@ void WorkerTurns::Look(std::uint32_t tick) {
         Worker& worker = workers_[n];
         // A worker counts the bytes first: read last, they are no fewer than these requests had.
         const Amount served = {done_[n].requests, done_[n].bytes};
-        served_.requests += served.requests;
-        served_.bytes += served.bytes;
+        served_ += served;
         const bool hasServed = served.requests != worker.served.requests;
         if (hasServed || worker.UnderWay().requests == 0) worker.since = tick;
         worker.served = served;
@@ -89,12 +88,8 @@ WorkerTurns::Next WorkerTurns::WhatNext() const {
 }
 
 void WorkerTurns::Dealt(std::uint64_t bytes) {
-    const auto count = [bytes](Amount& amount) {
-        ++amount.requests;
-        amount.bytes += bytes;
-    };
-    count(dealt_);
-    if (IsKnown()) count(workers_[*turns_[turn_]].dealt);
+    dealt_ += {1, bytes};
+    if (IsKnown()) workers_[*turns_[turn_]].dealt += {1, bytes};
     turn_ = (turn_ + 1) % kWorkers;
 }
 

@@ -40,6 +40,11 @@ class WorkerTurns {
     struct Amount {
         std::uint64_t requests = 0, bytes = 0;
 
+        Amount& operator+=(const Amount& other) {
+            requests += other.requests;
+            bytes += other.bytes;
+            return *this;
+        }
         Amount operator-(const Amount& other) const {
             return {requests - other.requests, bytes - other.bytes};
         }
