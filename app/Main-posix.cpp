@@ -7,6 +7,13 @@
 #include <csignal>
 #include <cstdlib>
 
+namespace {
+
+// Made before the exported library's thread, which starts before main.
+[[gnu::init_priority(101)]] halvane::QuitSignals quitSignals;
+
+} // namespace
+
 int main(int argc, char** argv) {
     std::signal(SIGXFSZ, SIG_IGN); // a file at its limit costs log lines, not the process
     halvane::RaiseDescriptorLimit();
@@ -14,7 +21,7 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i)
         arguments.push_back(halvane::FromUtf8(argv[i]).value_or(L"\xFFFD"));
     halvane::QueueLoop loop;
-    halvane::OnQuitSignals([&loop] { loop.Quit(0); }); // as the platform's stop command does
+    quitSignals.Await([&loop] { loop.Quit(0); }); // as the platform's stop command does
     halvane::CHalvaneApp app(loop);
     // Threads may be blocked in the platform: the process ends without waiting for them.
     std::_Exit(app.Run(arguments));

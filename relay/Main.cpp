@@ -31,7 +31,7 @@ int Run(const std::vector<Text>& arguments, const std::stop_token& stop) {
 
 int main(int argc, char** argv) {
     static std::stop_source quit; // as long as the thread that knows of it
-    halvane::OnQuitSignals([] { quit.request_stop(); });
+    halvane::QuitSignals().Await([] { quit.request_stop(); });
     std::vector<halvane::Text> arguments;
     for (int i = 1; i < argc; ++i)
         arguments.push_back(halvane::FromUtf8(argv[i]).value_or(L"\xFFFD"));

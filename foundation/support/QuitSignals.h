@@ -4,8 +4,15 @@
 
 namespace halvane {
 
-// The first SIGINT or SIGTERM calls `quit`, on a thread of its own. They interrupt no other thread
-// of a program that calls this, and one that comes before the call waits for it.
-void OnQuitSignals(std::function<void()> quit);
+// SIGINT and SIGTERM, which ask a program to end. They interrupt neither the thread that makes this
+// nor those that it starts afterwards.
+class QuitSignals {
+  public:
+    QuitSignals() noexcept;
+
+    // The first one, also one that has come before, calls `quit` on a thread of its own. They are
+    // to be blocked in all threads.
+    void Await(std::function<void()> quit);
+};
 
 } // namespace halvane
