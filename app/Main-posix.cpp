@@ -9,7 +9,7 @@
 
 namespace {
 
-// Made before the exported library's thread, which starts before main.
+// Before the thread of the exported library, which is there when main begins.
 [[gnu::init_priority(101)]] halvane::QuitSignals quitSignals;
 
 } // namespace

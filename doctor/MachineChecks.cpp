@@ -104,18 +104,19 @@ Finding LookAtDoors(Case& patient) {
     const Text file = FromPath(patient.folder / "Configs" / "Access.ini");
     const Text ip = ReadIniText(file, L"Access", L"IP", L"");
     const Text port = ReadIniText(file, L"Access", L"RequestPort", L"");
+    const std::string address = ToUtf8(ip);
     if (ip.empty() && port.empty()) return Ok("closed");
     if (ip.empty() || ToInt32(port) <= 0) {
-        return Fail("they stay closed: IP is \"" + ToUtf8(ip) + "\" and RequestPort \"" +
+        return Fail("they stay closed: IP is \"" + address + "\" and RequestPort \"" +
                         ToUtf8(port) + "\"",
                     "give both in Configs/Access.ini, or neither");
     }
     if (!IsOfThisMachine(ip)) {
-        return Fail("\"" + ToUtf8(ip) + "\" is no address of this machine",
+        return Fail("\"" + address + "\" is no address of this machine",
                     "write one of this machine's addresses into IP of Configs/Access.ini");
     }
-    patient.hasDoors = !IsLoopback(ToUtf8(ip));
-    return Ok("encrypted, at " + ToUtf8(ip) + ":" + ToUtf8(port));
+    patient.hasDoors = !IsLoopback(address);
+    return Ok("encrypted, at " + address + ":" + ToUtf8(port));
 }
 
 Finding LookAtFirewall(Case& patient) {

@@ -7,6 +7,7 @@
 #include "relay/Resend.h"
 
 #include <cstdio>
+#include <stop_token>
 
 namespace halvane::relay {
 namespace {
